@@ -1,0 +1,28 @@
+# One set of compiler rules for every target of the tree.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+add_compile_options(
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wcast-qual -Wformat=2 -Wduplicated-cond -Wlogical-op -Werror
+  # __FILE__ is the path from the source root, wherever the tree was built.
+  "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/="
+  "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+
+# "address" (with undefined behaviour) or "thread"; the presets set it.
+set(QUILLON_SANITIZER "" CACHE STRING "Sanitizer to build with: address, thread or none")
+if(QUILLON_SANITIZER STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+elseif(QUILLON_SANITIZER STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT QUILLON_SANITIZER STREQUAL "")
+  message(FATAL_ERROR "QUILLON_SANITIZER is '${QUILLON_SANITIZER}'; it takes address, thread or nothing")
+endif()

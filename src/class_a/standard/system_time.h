@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+namespace ksl {
+
+// Splits seconds since the epoch into the fields of a UTC date. False, with `fields` untouched, for a moment
+// that the platform cannot split or whose year is no `int`. May be called from any thread, as all of these.
+bool utc_fields(std::int64_t seconds, std::tm& fields);
+
+// The same in the time zone of the process.
+bool local_fields(std::int64_t seconds, std::tm& fields);
+
+// The moment of a UTC date in seconds since the epoch; fields out of range carry over. -1 if there is none.
+std::int64_t utc_seconds(std::tm fields);
+
+// The same for a date in the time zone of the process; a negative `tm_isdst` leaves the daylight rule to it.
+std::int64_t local_seconds(std::tm fields);
+
+}  // namespace ksl
