@@ -1,0 +1,54 @@
+#include "request/boot_packet.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+int DigitValue(char digit) {
+    if (digit >= '0' && digit <= '9') return digit - '0';
+    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+    return -1;
+}
+
+// A pair counts up to its first character that is no digit, as a text that breaks off does: "0-" is 0.
+std::uint8_t PairValue(char first, char second) {
+    const int high = DigitValue(first);
+    if (high < 0) return 0;
+    const int low = DigitValue(second);
+    return static_cast<std::uint8_t>(low < 0 ? high : high * 16 + low);
+}
+
+std::uint8_t BytesToText(const std::uint8_t* bytes, char* text, int count) {
+    static constexpr char digits[] = "0123456789abcdef";
+    std::memset(text, 0, std::strlen(text));
+    const int converted = count < HardwareAddressSize ? count : HardwareAddressSize;
+    for (int i = 0; i < converted; ++i) {
+        if (i != 0) *text++ = '-';
+        *text++ = digits[bytes[i] >> 4];
+        *text++ = digits[bytes[i] & 15];
+    }
+    *text = '\0';
+    return static_cast<std::uint8_t>(converted);
+}
+
+std::uint8_t TextToBytes(const char* text, std::uint8_t* bytes) {
+    std::uint8_t converted = 0;
+    while (*text != '\0') {
+        bytes[converted++] = PairValue(text[0], text[1]);
+        if (converted == HardwareAddressSize || text[1] == '\0' || text[2] == '\0') break;
+        text += 3;
+    }
+    return converted;
+}
+
+}  // namespace
+
+std::uint8_t ConvertHardwareAddress(std::uint8_t* bytes, char* text, int count) {
+    return count < 0 ? TextToBytes(text, bytes) : BytesToText(bytes, text, count);
+}
+
+void FormatAddress(IpAddress address, char (&text)[AddressTextSize]) {
+    std::snprintf(text, sizeof text, "%d.%d.%d.%d", address.bytes[0], address.bytes[1], address.bytes[2], address.bytes[3]);
+}
