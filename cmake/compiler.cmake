@@ -11,9 +11,9 @@ find_package(PkgConfig REQUIRED)
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   -Wcast-qual -Wformat=2 -Wduplicated-cond -Wlogical-op -Werror
-  # __FILE__ is the path from the source root, wherever the tree was built.
-  "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/="
-  "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+  # __FILE__ is the path from the source root, wherever the tree was built. The last map that fits wins.
+  "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/="
+  "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/=")
 
 # "address" (with undefined behaviour) or "thread"; the presets set it.
 set(QUILLON_SANITIZER "" CACHE STRING "Sanitizer to build with: address, thread or none")

@@ -13,19 +13,20 @@
 
 namespace ksl {
 
-// A list of typed values that become text only when they are asked for. At most `MaxArgs` of them lie one behind the
-// other in `BufferSize` bytes inside the object; a string of more than `MaxInlineString` bytes, terminator included,
-// lies on the heap and takes the 8 bytes of its record there. So numbers and short strings cost no allocation.
+// A list of typed values that become text only when they are asked for. At most `MaxArgs` of them lie one
+// behind the other in `BufferSize` bytes inside the object; a string of more than `MaxInlineString` bytes,
+// terminator included, lies on the heap and takes the 8 bytes of its record there. So numbers and short
+// strings cost no allocation.
 //
 // A `long` takes 4 bytes. A value that needs more is kept as its text, so that it comes out unchanged.
 //
-// A push that fails throws and leaves the buffer as it was. One buffer belongs to one thread at a time; a copy shares
-// nothing with its source.
+// A push that fails throws and leaves the buffer as it was. One buffer belongs to one thread at a time; a
+// copy shares nothing with its source.
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
 class CArgBuffer {
   public:
     CArgBuffer() = default;
-    CArgBuffer(const CArgBuffer& other) { _copy(other); }
+    CArgBuffer(const CArgBuffer& other) : CArgBuffer() { _copy(other); }
     CArgBuffer& operator=(const CArgBuffer& other);
     virtual ~CArgBuffer() { CArgBuffer::clear(); }
 
@@ -76,8 +77,8 @@ class CArgBuffer {
         Kind kind;
     };
 
-    // What stands in the buffer for a heap string. `block` is a place in _blocks, since a pointer may need more than
-    // its share of the 8 bytes.
+    // What stands in the buffer for a heap string. `block` is a place in _blocks, since a pointer may need
+    // more than its share of the 8 bytes.
     struct HeapRecord {
         std::uint32_t size;  // terminator included
         std::uint32_t block;
@@ -102,7 +103,8 @@ class CArgBuffer {
     void (*_noMemory)(const char*) = arg_buffer_no_memory;
     void (*_invalidPointer)(const char*) = arg_buffer_invalid_pointer;
     void (*_outOfBounds)(const char*, unsigned long) = arg_buffer_out_of_bounds;
-    std::array<char*, MaxArgs> _blocks{};  // owned; that of argument i is at i, null unless it is a heap string
+    std::array<char*, MaxArgs>
+        _blocks{};  // owned; that of argument i is at i, null unless it is a heap string
 };
 
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
@@ -117,7 +119,8 @@ CArgBuffer<MaxArgs, BufferSize, MaxInlineString>& CArgBuffer<MaxArgs, BufferSize
 
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
 void CArgBuffer<MaxArgs, BufferSize, MaxInlineString>::clear() {
-    for (std::uint32_t i = 0; i < _count; ++i) delete[] std::exchange(_blocks[i], nullptr);
+    for (std::uint32_t i = 0; i < _count; ++i)
+        delete[] std::exchange(_blocks[i], nullptr);
     _buffer.fill(0);
     _args.fill({});
     _next = _buffer.data();
@@ -234,18 +237,30 @@ std::string CArgBuffer<MaxArgs, BufferSize, MaxInlineString>::arg(unsigned long 
     const auto asSigned = [&](auto value) { return decimal_text(static_cast<long long>(value)); };
     const auto asUnsigned = [&](auto value) { return decimal_text(static_cast<unsigned long long>(value)); };
     switch (slot.kind) {
-        case Kind::signedChar: return asSigned(_load<signed char>(slot));
-        case Kind::unsignedChar: return asUnsigned(_load<unsigned char>(slot));
-        case Kind::signedShort: return asSigned(_load<short>(slot));
-        case Kind::unsignedShort: return asUnsigned(_load<unsigned short>(slot));
-        case Kind::signedLong: return asSigned(_load<std::int32_t>(slot));
-        case Kind::unsignedLong: return asUnsigned(_load<std::uint32_t>(slot));
-        case Kind::hexLong: return hex_text(_load<std::uint32_t>(slot));
-        case Kind::signedInt: return asSigned(_load<int>(slot));
-        case Kind::unsignedInt: return asUnsigned(_load<unsigned int>(slot));
-        case Kind::floating: return general_text(_load<double>(slot));
-        case Kind::inlineString: return _buffer.data() + slot.offset;
-        case Kind::heapString: break;
+        case Kind::signedChar:
+            return asSigned(_load<signed char>(slot));
+        case Kind::unsignedChar:
+            return asUnsigned(_load<unsigned char>(slot));
+        case Kind::signedShort:
+            return asSigned(_load<short>(slot));
+        case Kind::unsignedShort:
+            return asUnsigned(_load<unsigned short>(slot));
+        case Kind::signedLong:
+            return asSigned(_load<std::int32_t>(slot));
+        case Kind::unsignedLong:
+            return asUnsigned(_load<std::uint32_t>(slot));
+        case Kind::hexLong:
+            return hex_text(_load<std::uint32_t>(slot));
+        case Kind::signedInt:
+            return asSigned(_load<int>(slot));
+        case Kind::unsignedInt:
+            return asUnsigned(_load<unsigned int>(slot));
+        case Kind::floating:
+            return general_text(_load<double>(slot));
+        case Kind::inlineString:
+            return _buffer.data() + slot.offset;
+        case Kind::heapString:
+            break;
     }
     const auto record = _load<HeapRecord>(slot);
     return {_blocks[record.block], record.size - 1};

@@ -1,7 +1,7 @@
 #pragma once
 
-// What an argument buffer calls when it can't go on. Each throws a CException that names `function` as the failing
-// operation; none returns.
+// What an argument buffer calls when it can't go on. Each throws a CException that names `function` as the
+// failing operation; none returns.
 namespace ksl {
 
 [[noreturn]] void arg_buffer_too_many_arguments(const char* function);

@@ -10,8 +10,8 @@ namespace ksl {
 class CExceptionSink;
 class CMessageStore;
 
-// What the library throws, by value: a message that names the operation, a reason that names the fault, and where and
-// when it happened. It belongs to one thread at a time.
+// What the library throws, by value: a message that names the operation, a reason that names the fault, and
+// where and when it happened. It belongs to one thread at a time.
 class CException {
   public:
     // Severities: the bits of a mask.
@@ -30,7 +30,8 @@ class CException {
     CException& operator=(const CException& other);
     virtual ~CException();
 
-    // Hands a copy on the heap to the sink, which shares in owning it. Does nothing the second time, or for null.
+    // Hands a copy on the heap to the sink, which shares in owning it. Does nothing the second time, or for
+    // null.
     virtual void report(CExceptionSink* sink);
 
     // A copy that the caller deletes; null if there is no memory for it.
@@ -53,10 +54,10 @@ class CException {
     const CMessage& message() const { return _message; }
     const std::string& domain() const { return _domain; }
     const std::string& function() const { return _function; }
-    int code() const { return _code; }                  // the operating system's error; 0 for none
-    int severity() const { return _severity; }          // 0 until set
-    const void* object() const { return _object; }      // an identity only: it may be gone
-    std::int64_t time() const { return _time; }         // of construction, in seconds since the epoch
+    int code() const { return _code; }              // the operating system's error; 0 for none
+    int severity() const { return _severity; }      // 0 until set
+    const void* object() const { return _object; }  // an identity only: it may be gone
+    std::int64_t time() const { return _time; }     // of construction, in seconds since the epoch
 
     // The reason; if none was given and there is a code, the system's text of that code, kept from then on.
     const CMessage& reason();
@@ -67,11 +68,12 @@ class CException {
     // Message and reason in one line: "Cannot parse severity mask 'x'. (Invalid value.)"
     std::string text();
 
-    // The same in the words of `locale`, as far as the store has them. A text of the system stays as it is, and a
-    // null store gives what `text()` gives.
+    // The same in the words of `locale`, as far as the store has them. A text of the system stays as it is,
+    // and a null store gives what `text()` gives.
     std::string text(CMessageStore* store, const std::string& locale);
 
-    // A list such as "error, warning" as a mask; "*" and "all" set every bit. Throws a CException for another word.
+    // A list such as "error, warning" as a mask; "*" and "all" set every bit. Throws a CException for another
+    // word.
     static int severityMask(std::string text);
 
     // The words of the bits that are set, joined by commas.
@@ -81,6 +83,9 @@ class CException {
     static std::string systemText(int code);
 
   private:
+    // Renders the two as the one line of `text`.
+    static std::string _render(CMessage message, CMessage reason);
+
     std::string _className;
     int _line = 0;
     std::string _file;

@@ -43,7 +43,8 @@ CMessage& CMessage::operator<<(unsigned int value) {
 const std::string& CMessage::text() {
     _text = _format;
     for (unsigned long i = 0; i < _args.size(); ++i) {
-        const std::string placeholder = "%" + std::to_string(i + 1);
+        std::string placeholder(1, '%');
+        placeholder.append(std::to_string(i + 1));
         std::size_t at = 0;
         while ((at = _text.find(placeholder, at)) != std::string::npos) {
             const std::string value = _args.arg(i);

@@ -8,8 +8,8 @@ namespace ksl {
 
 extern template class CArgBuffer<100, 1024, 200>;
 
-// A text with numbered placeholders (%1, %2, ...) and the values that fill them. The values stay binary until `text`
-// renders them, so a message that nobody reads costs no conversion.
+// A text with numbered placeholders (%1, %2, ...) and the values that fill them. The values stay binary until
+// `text` renders them, so a message that nobody reads costs no conversion.
 //
 // One message belongs to one thread at a time: even `text` writes to it.
 class CMessage {
@@ -20,8 +20,8 @@ class CMessage {
     CMessage& operator=(const CMessage&) = default;
     virtual ~CMessage();
 
-    // The first value pushed fills %1, the next one %2, and so on. Throws a CException when there is no room left, or
-    // for a null pointer. A string goes in up to its first zero byte.
+    // The first value pushed fills %1, the next one %2, and so on. Throws a CException when there is no room
+    // left, or for a null pointer. A string goes in up to its first zero byte.
     CMessage& operator<<(const std::string& value);
     CMessage& operator<<(const char* value);
     CMessage& operator<<(long value);
@@ -29,8 +29,9 @@ class CMessage {
     CMessage& operator<<(int value);
     CMessage& operator<<(unsigned int value);
 
-    // Fills the placeholders in the order of their numbers, each over the whole text, values put in earlier included.
-    // A placeholder without a value stays. The reference holds until the next call or the end of the message.
+    // Fills the placeholders in the order of their numbers, each over the whole text, values put in earlier
+    // included. A placeholder without a value stays. The reference holds until the next call or the end of
+    // the message.
     const std::string& text();
 
     const std::string& format() const { return _format; }

@@ -6,10 +6,16 @@ namespace ksl {
 
 CObject::~CObject() = default;
 
-std::string CObject::className() const { return typeid(this).name(); }
+std::string CObject::className() const {
+    return typeid(this).name();
+}
 
-void CObject::deserialize(const std::string& text) { set(text); }
+void CObject::deserialize(const std::string& text) {
+    set(text);
+}
 
-std::string CObject::serialize() const { return string(); }
+std::string CObject::serialize() const {
+    return string();
+}
 
 }  // namespace ksl

@@ -4,8 +4,8 @@
 
 namespace ksl {
 
-// The base of the value classes that have a text form: one pair of operations reads and writes that text, and a
-// forwarding pair gives it the names under which values are stored.
+// The base of the value classes that have a text form: one pair of operations reads and writes that text, and
+// a forwarding pair gives it the names under which values are stored.
 class CObject {
   public:
     CObject() = default;
@@ -16,8 +16,8 @@ class CObject {
     // The compiler's name of "pointer to const CObject", the same for every derived class.
     virtual std::string className() const;
 
-    // Replaces the value by what `text` says. A text that says nothing usable is the derived class's to refuse, by an
-    // exception or by the answer false.
+    // Replaces the value by what `text` says. A text that says nothing usable is the derived class's to
+    // refuse, by an exception or by the answer false.
     virtual bool set(const std::string& text) = 0;
 
     // The value as text, in the form that `set` reads.

@@ -9,8 +9,8 @@
 //     throw_exception(KSL_STATIC_SITE("CException::severityMask"),
 //                     CMessage("Cannot parse severity mask '%1'.") << token, CMessage("Invalid value."));
 //
-// Where the system's error is the reason, the site takes `last_system_error()` into a variable before anything else can
-// change it, and passes an empty reason and that code.
+// Where the system's error is the reason, the site takes `last_system_error()` into a variable before
+// anything else can change it, and passes an empty reason and that code.
 namespace ksl {
 
 struct CThrowSite {
@@ -22,12 +22,16 @@ struct CThrowSite {
 };
 
 // In a member function that names its object.
-#define KSL_SITE(function) \
-    ::ksl::CThrowSite { typeid(this).name(), __FILE__, __LINE__, function, this }
+#define KSL_SITE(function)                                      \
+    ::ksl::CThrowSite {                                         \
+        typeid(this).name(), __FILE__, __LINE__, function, this \
+    }
 
 // In a static or free function, and in a member function that has no object to name.
-#define KSL_STATIC_SITE(function) \
-    ::ksl::CThrowSite { "static", __FILE__, __LINE__, function, nullptr }
+#define KSL_STATIC_SITE(function)                       \
+    ::ksl::CThrowSite {                                 \
+        "static", __FILE__, __LINE__, function, nullptr \
+    }
 
 // Fills in an exception of the domain "standard" with severity `error`.
 void describe_failure(CException& exception, const CThrowSite& site, const CMessage& message,

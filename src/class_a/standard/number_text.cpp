@@ -21,16 +21,25 @@ constexpr int kPrintfPrecision = 6;
 
 }  // namespace
 
-std::string decimal_text(long long value) { return text_of(value); }
+std::string decimal_text(long long value) {
+    return text_of(value);
+}
 
-std::string decimal_text(unsigned long long value) { return text_of(value); }
+std::string decimal_text(unsigned long long value) {
+    return text_of(value);
+}
 
-std::string hex_text(unsigned long long value) { return (value == 0 ? "" : "0x") + text_of(value, 16); }
+std::string hex_text(unsigned long long value) {
+    std::string prefix = value == 0 ? "" : "0x";
+    return prefix.append(text_of(value, 16));
+}
 
 std::string general_text(double value) {
     return text_of(value, std::chars_format::general, kPrintfPrecision);
 }
 
-std::string fixed_text(float value) { return text_of(value, std::chars_format::fixed, kPrintfPrecision); }
+std::string fixed_text(float value) {
+    return text_of(value, std::chars_format::fixed, kPrintfPrecision);
+}
 
 }  // namespace ksl

@@ -6,7 +6,9 @@
 
 namespace ksl {
 
-int last_system_error() { return errno; }
+int last_system_error() {
+    return errno;
+}
 
 bool system_error_text(int code, std::string& text) {
     // Unlike strerror it tells an unknown code from a known one, and doesn't follow the locale.
