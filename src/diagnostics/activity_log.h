@@ -1,0 +1,12 @@
+// The log file: banners, bindings and one trace block for every datagram, in plain text.
+#pragma once
+
+#include "platform/windows_api.h"
+
+// Writes `text`, as it is, at the end of `file`, holding `mutex`. Answers 1 if it was written; 0 if the mutex could not be
+// had within `milliseconds` or the write failed, and the text is lost then. `file` may be null: nothing is written.
+int WriteLogLine(const char* text, HANDLE file, HANDLE mutex, DWORD milliseconds);
+
+// The banners of start and stop carry the date and time of the call.
+void WriteStartBanner(HANDLE file, HANDLE mutex);
+void WriteStopBanner(HANDLE file, HANDLE mutex);

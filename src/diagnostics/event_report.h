@@ -1,0 +1,30 @@
+// Events for the operator: a number of the message table with at most one string, filtered by type.
+//
+// Any thread may report at any time. Reporting never stops anything: what can't be reported is dropped.
+#pragma once
+
+#include "platform/windows_api.h"
+
+inline constexpr char EventSource[] = "Quillon";
+
+// Lets every type of event through.
+inline constexpr WORD AllEvents = 0xFFFF;
+
+// What a report passes for the insertion of its message.
+inline constexpr int NoString = 0;
+inline constexpr int OneString = 1;
+inline constexpr int SystemString = -1;  // the system's text for the error number
+
+// The event type that the top two bits of a number stand for; the same bit of a LogLevel lets it through.
+WORD EventType(DWORD number);
+
+// Answers 1 if the event was reported or filtered out, 0 if it could not be reported. `systemError` is GetLastError()
+// of the caller, read before anything else could change it.
+int ReportServiceEvent(const char* source, DWORD number, int stringCount, const char* text, WORD logLevel,
+                       DWORD systemError);
+
+// The catch-all: the text of GetLastError(), under the live record's LogLevel.
+void ReportSystemError();
+
+// A section of the database that can't be used, under the live record's LogLevel. Answers 1.
+int ReportMalformedEntry(const char* sectionName);
