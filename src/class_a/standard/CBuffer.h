@@ -14,8 +14,8 @@ namespace ksl {
 // A growable array whose first `N` elements live inside the object.
 //
 // The buffer owns its storage alone: a copy has its own. Capacity doubles when more room is needed and never
-// shrinks. `T` is a plain value that can be copied without failing. An allocation that fails leaves the buffer
-// as it was and passes `std::bad_alloc` on. No locks: a buffer belongs to one thread at a time.
+// shrinks. `T` is a plain value that can be copied without failing. An allocation that fails leaves the
+// buffer as it was and passes `std::bad_alloc` on. No locks: a buffer belongs to one thread at a time.
 template <typename T, std::size_t N>
 class CBuffer {
     static_assert(N > 0, "the capacity doubles, so it cannot start at nothing");
@@ -129,7 +129,8 @@ class CBuffer {
     bool operator<=(const CBuffer& other) const { return !(*this > other); }
 
   private:
-    // One end iterator serves all buffers; it is never destroyed, so that buffers in static storage may use it.
+    // One end iterator serves all buffers; it is never destroyed, so that buffers in static storage may use
+    // it.
     template <typename Iterator>
     static const Iterator& _endOf() {
         static const Iterator* const end = new Iterator();
@@ -156,8 +157,8 @@ class CBuffer {
         return replaced;
     }
 
-    T _inline[N] = {};
-    T* _data = _inline;
+    T _inlined[N] = {};  // not `_inline`, which compilers for Windows take for a keyword
+    T* _data = _inlined;
     std::size_t _size = 0;
     std::size_t _capacity = N;
 };

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "address_types.h"
 #include "class_a/standard/CObject.h"
+#include "ksl_address_types.h"
 
 namespace ksl {
 
@@ -14,8 +14,8 @@ namespace ksl {
 // Addresses stand in network byte order: byte 0 is the most significant one for every operation here, and
 // arithmetic takes the address as one big number that wraps at its 32 or 128 bits.
 //
-// Failures are thrown as `CException`. Unless said otherwise they leave the object as it was. An object may be
-// read by several threads at once; its owner serialises writing.
+// Failures are thrown as `CException`. Unless said otherwise they leave the object as it was. An object may
+// be read by several threads at once; its owner serialises writing.
 class CIPAddress : public CObject {
   public:
     enum Type : std::uint32_t { ipv4 = 4, ipv6 = 6, unknown = 255 };
@@ -123,8 +123,8 @@ class CIPAddress : public CObject {
     static int prefixLenFromMask(const CIPAddress& mask);
 
     // Turns 1.2.3.4 into ::ffff:1.2.3.4 and back, in place. The bytes of the former kind stay stored, where
-    // only `isAny` sees them. Throws when the target is `unknown`, or when it is `ipv4` and the address is not
-    // a mapped one.
+    // only `isAny` sees them. Throws when the target is `unknown`, or when it is `ipv4` and the address is
+    // not a mapped one.
     void mapTo(Type type);
     // The address lies in ::ffff:0:0/96.
     bool isV6MappedV4() const;

@@ -10,8 +10,8 @@ class CStringMap;
 
 // A signed 64-bit count of seconds: a moment, counted from 1970-01-01 00:00:00 UTC, or a length of time.
 //
-// The value -1 stands for "infinite" where lengths of time are read and printed. Arithmetic and comparison know
-// nothing of that: they take it as the number -1, and as a moment it is one second before the epoch.
+// The value -1 stands for "infinite" where lengths of time are read and printed. Arithmetic and comparison
+// know nothing of that: they take it as the number -1, and as a moment it is one second before the epoch.
 //
 // Dates are those that the platform can split into fields; local dates follow the time zone of the process at
 // each call. No operation uses a static buffer: different objects may be used by different threads at once,
@@ -80,8 +80,8 @@ class CTimeT {
 
     // The date by a format of `strftime`; empty when the text needs 256 characters or more. Throws a
     // `CException` for a null format and when there is no such date.
-    [[gnu::format(strftime, 2, 0)]] std::string formattedUTC(const char* format) const;
-    [[gnu::format(strftime, 2, 0)]] std::string formattedLocal(const char* format) const;
+    std::string formattedUTC(const char* format) const;
+    std::string formattedLocal(const char* format) const;
 
     // Reads what `dateUTC` and `dateLocal` print. The day of the week may be missing and is not compared with
     // the date; the time may be missing and is then 00:00:00; words count without case; several blanks are as
@@ -112,7 +112,7 @@ class CTimeT {
     static const std::string& keyYear();
 
   private:
-    [[gnu::format(strftime, 2, 0)]] std::string _formattedTime(const char* format, const std::tm* when) const;
+    std::string _formattedTime(const char* format, const std::tm* when) const;
     bool _parseDate(std::string text, bool local);
 
     std::int64_t _time = 0;

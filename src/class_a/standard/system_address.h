@@ -4,8 +4,9 @@
 
 namespace ksl {
 
-// Reads IPv6 text by the platform's grammar into 16 bytes in network byte order. False, with `bytes` untouched,
-// for text that it refuses. On Windows the process must have started Windows Sockets, here and below.
+// Reads IPv6 text by the platform's grammar into 16 bytes in network byte order. False, with `bytes`
+// untouched, for text that it refuses. On Windows the process must have started Windows Sockets, here and
+// below.
 bool parse_ipv6(const char* text, unsigned char (&bytes)[16]);
 
 // Writes the platform's standard text of 4 or 16 address bytes in network byte order to `text`. Returns 0, or

@@ -6,7 +6,9 @@
 
 namespace ksl {
 
-bool parse_ipv6(const char* text, unsigned char (&bytes)[16]) { return inet_pton(AF_INET6, text, bytes) == 1; }
+bool parse_ipv6(const char* text, unsigned char (&bytes)[16]) {
+    return inet_pton(AF_INET6, text, bytes) == 1;
+}
 
 static int format(int family, const unsigned char* bytes, std::string& text) {
     char buffer[INET6_ADDRSTRLEN];
@@ -15,8 +17,12 @@ static int format(int family, const unsigned char* bytes, std::string& text) {
     return 0;
 }
 
-int format_ipv4(const unsigned char* bytes, std::string& text) { return format(AF_INET, bytes, text); }
+int format_ipv4(const unsigned char* bytes, std::string& text) {
+    return format(AF_INET, bytes, text);
+}
 
-int format_ipv6(const unsigned char* bytes, std::string& text) { return format(AF_INET6, bytes, text); }
+int format_ipv6(const unsigned char* bytes, std::string& text) {
+    return format(AF_INET6, bytes, text);
+}
 
 }  // namespace ksl

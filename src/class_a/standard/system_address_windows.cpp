@@ -12,7 +12,8 @@ bool parse_ipv6(const char* text, unsigned char (&bytes)[16]) {
     std::wstring wide = from_utf8(text);
     sockaddr_in6 address = {};
     int length = sizeof address;
-    if (WSAStringToAddressW(wide.data(), AF_INET6, nullptr, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+    if (WSAStringToAddressW(wide.data(), AF_INET6, nullptr, reinterpret_cast<sockaddr*>(&address), &length) !=
+        0)
         return false;
     std::memcpy(bytes, &address.sin6_addr, sizeof bytes);
     return true;
@@ -22,7 +23,8 @@ template <typename Address>
 static int format(Address& address, std::string& text) {
     wchar_t buffer[512] = {};
     DWORD length = 512;
-    if (WSAAddressToStringW(reinterpret_cast<sockaddr*>(&address), sizeof address, nullptr, buffer, &length) != 0)
+    if (WSAAddressToStringW(reinterpret_cast<sockaddr*>(&address), sizeof address, nullptr, buffer,
+                            &length) != 0)
         return WSAGetLastError();
     text = to_utf8(buffer);
     return 0;

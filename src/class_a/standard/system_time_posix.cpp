@@ -15,7 +15,9 @@ static bool split(std::tm* (*convert)(const std::time_t*, std::tm*), std::int64_
     return true;
 }
 
-bool utc_fields(std::int64_t seconds, std::tm& fields) { return split(gmtime_r, seconds, fields); }
+bool utc_fields(std::int64_t seconds, std::tm& fields) {
+    return split(gmtime_r, seconds, fields);
+}
 
 bool local_fields(std::int64_t seconds, std::tm& fields) {
     // Unlike mktime, localtime_r need not look at the zone again by itself.
@@ -23,8 +25,12 @@ bool local_fields(std::int64_t seconds, std::tm& fields) {
     return split(localtime_r, seconds, fields);
 }
 
-std::int64_t utc_seconds(std::tm fields) { return timegm(&fields); }
+std::int64_t utc_seconds(std::tm fields) {
+    return timegm(&fields);
+}
 
-std::int64_t local_seconds(std::tm fields) { return std::mktime(&fields); }
+std::int64_t local_seconds(std::tm fields) {
+    return std::mktime(&fields);
+}
 
 }  // namespace ksl

@@ -10,12 +10,20 @@ static bool split(errno_t (*convert)(std::tm*, const __time64_t*), std::int64_t 
     return true;
 }
 
-bool utc_fields(std::int64_t seconds, std::tm& fields) { return split(_gmtime64_s, seconds, fields); }
+bool utc_fields(std::int64_t seconds, std::tm& fields) {
+    return split(_gmtime64_s, seconds, fields);
+}
 
-bool local_fields(std::int64_t seconds, std::tm& fields) { return split(_localtime64_s, seconds, fields); }
+bool local_fields(std::int64_t seconds, std::tm& fields) {
+    return split(_localtime64_s, seconds, fields);
+}
 
-std::int64_t utc_seconds(std::tm fields) { return _mkgmtime64(&fields); }
+std::int64_t utc_seconds(std::tm fields) {
+    return _mkgmtime64(&fields);
+}
 
-std::int64_t local_seconds(std::tm fields) { return _mktime64(&fields); }
+std::int64_t local_seconds(std::tm fields) {
+    return _mktime64(&fields);
+}
 
 }  // namespace ksl
