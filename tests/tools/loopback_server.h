@@ -1,0 +1,65 @@
+// A UDP server on 127.0.0.1 for one exchange: answers each datagram with what the test's function makes of
+// it.
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+class LoopbackServer {
+  public:
+    using Datagram = std::vector<std::uint8_t>;
+    using Answer = std::function<std::vector<Datagram>(const Datagram&)>;
+
+    explicit LoopbackServer(Answer answer)
+        : _answer(std::move(answer)), _socket(::socket(AF_INET, SOCK_DGRAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        if (::bind(_socket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+            ::getsockname(_socket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+            std::abort();
+        _port = ntohs(address.sin_port);
+        _thread = std::thread([this] { Serve(); });
+    }
+    ~LoopbackServer() {
+        _ended = true;
+        _thread.join();
+        ::close(_socket);
+    }
+
+    std::string Port() const { return std::to_string(_port); }
+
+  private:
+    void Serve() {
+        Datagram datagram(65536);
+        while (!_ended) {
+            pollfd waiting{_socket, POLLIN, 0};
+            if (::poll(&waiting, 1, 20) <= 0) continue;
+            sockaddr_in from{};
+            socklen_t size = sizeof from;
+            datagram.resize(65536);
+            const ssize_t received = ::recvfrom(_socket, datagram.data(), datagram.size(), 0,
+                                                reinterpret_cast<sockaddr*>(&from), &size);
+            datagram.resize(received > 0 ? static_cast<std::size_t>(received) : 0);
+            for (const Datagram& reply : _answer(datagram))
+                ::sendto(_socket, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&from), size);
+        }
+    }
+
+    Answer _answer;
+    int _socket;
+    std::uint16_t _port = 0;
+    std::atomic<bool> _ended = false;
+    std::thread _thread;
+};
