@@ -1,8 +1,7 @@
 #include "diagnostics/activity_log.h"
 
-#include <time.h>
-
 #include <cstring>
+#include <initializer_list>
 
 namespace {
 
@@ -13,7 +12,8 @@ void WriteBanner(const char* lead, const char* rest, HANDLE file, HANDLE mutex) 
     char time[9];
     _strdate(date);
     _strtime(time);
-    for (const char* piece : {lead, static_cast<const char*>(date), "   ", static_cast<const char*>(time), rest})
+    for (const char* piece :
+         {lead, static_cast<const char*>(date), "   ", static_cast<const char*>(time), rest})
         if (*piece != '\0') WriteLogLine(piece, file, mutex, BannerWait);
 }
 

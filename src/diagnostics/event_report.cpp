@@ -1,6 +1,6 @@
 #include "diagnostics/event_report.h"
 
-#include <diagnostics/messages.h>
+#include "diagnostics/messages.h"
 
 #include <cstdio>
 
@@ -10,16 +10,19 @@ namespace {
 
 constexpr DWORD UserDefaultLanguage = 0x400;
 
-// The system's text for an error, released with the object; a sentence with the code where the system has none.
+// The system's text for an error, released with the object; a sentence with the code where the system has
+// none.
 class SystemText {
   public:
     explicit SystemText(DWORD error) {
         const DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM;
         // With the allocating flag the operation takes the address of a pointer in place of a buffer.
-        if (FormatMessageA(flags, nullptr, error, UserDefaultLanguage, reinterpret_cast<char*>(&_allocated), 0, nullptr) == 0)
+        if (FormatMessageA(flags, nullptr, error, UserDefaultLanguage, reinterpret_cast<char*>(&_allocated),
+                           0, nullptr) == 0)
             _allocated = nullptr;
         if (_allocated == nullptr)
-            std::snprintf(_fallback, sizeof _fallback, "No text available. The error code is %d.", static_cast<int>(error));
+            std::snprintf(_fallback, sizeof _fallback, "No text available. The error code is %d.",
+                          static_cast<int>(error));
     }
     ~SystemText() {
         if (_allocated != nullptr) LocalFree(_allocated);
@@ -52,9 +55,12 @@ int ReportToSource(const char* source, DWORD number, const char* text, WORD logL
 
 WORD EventType(DWORD number) {
     switch (number >> 30) {
-        case 3: return EVENTLOG_ERROR_TYPE;
-        case 2: return EVENTLOG_WARNING_TYPE;
-        default: return EVENTLOG_INFORMATION_TYPE;
+        case 3:
+            return EVENTLOG_ERROR_TYPE;
+        case 2:
+            return EVENTLOG_WARNING_TYPE;
+        default:
+            return EVENTLOG_INFORMATION_TYPE;
     }
 }
 
@@ -69,11 +75,13 @@ int ReportServiceEvent(const char* source, DWORD number, int stringCount, const 
 }
 
 void ReportSystemError() {
-    const SystemText text(GetLastError());
-    ReportServiceEvent(EventSource, EVENT_SYSTEM_ERROR, OneString, text.get(), static_cast<WORD>(LiveLogLevel()), 0);
+    const DWORD error = GetLastError();
+    ReportServiceEvent(EventSource, EVENT_SYSTEM_ERROR, SystemString, nullptr,
+                       static_cast<WORD>(LiveLogLevel()), error);
 }
 
 int ReportMalformedEntry(const char* sectionName) {
-    ReportServiceEvent(EventSource, EVENT_ENTRY_MALFORMED, OneString, sectionName, static_cast<WORD>(LiveLogLevel()), 0);
+    ReportServiceEvent(EventSource, EVENT_MALFORMED_ENTRY, OneString, sectionName,
+                       static_cast<WORD>(LiveLogLevel()), 0);
     return 1;
 }

@@ -18,8 +18,8 @@ inline constexpr int SystemString = -1;  // the system's text for the error numb
 // The event type that the top two bits of a number stand for; the same bit of a LogLevel lets it through.
 WORD EventType(DWORD number);
 
-// Answers 1 if the event was reported or filtered out, 0 if it could not be reported. `systemError` is GetLastError()
-// of the caller, read before anything else could change it.
+// Answers 1 if the event was reported or filtered out, 0 if it could not be reported. `systemError` is
+// GetLastError() of the caller, read before anything else could change it.
 int ReportServiceEvent(const char* source, DWORD number, int stringCount, const char* text, WORD logLevel,
                        DWORD systemError);
 

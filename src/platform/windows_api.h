@@ -4,12 +4,13 @@
 // signatures, constants and error numbers, and with just the operations that the service uses.
 #pragma once
 
-
 #ifdef _WIN32
 #define FD_SETSIZE 255  // one read set has to hold every socket of the service
 #include <winsock2.h>
 // winsock2.h has to come first
 #include <iphlpapi.h>
+#include <string.h>
+#include <time.h>
 #include <windows.h>
 #else
 #include "platform/posix/event_log.h"

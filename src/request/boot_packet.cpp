@@ -50,5 +50,6 @@ std::uint8_t ConvertHardwareAddress(std::uint8_t* bytes, char* text, int count) 
 }
 
 void FormatAddress(IpAddress address, char (&text)[AddressTextSize]) {
-    std::snprintf(text, sizeof text, "%d.%d.%d.%d", address.bytes[0], address.bytes[1], address.bytes[2], address.bytes[3]);
+    std::snprintf(text, sizeof text, "%d.%d.%d.%d", address.bytes[0], address.bytes[1], address.bytes[2],
+                  address.bytes[3]);
 }

@@ -1,4 +1,5 @@
-// The BOOTP message as it is on the wire (RFC 951, vendor area of RFC 1048), and the text form of hardware addresses.
+// The BOOTP message as it is on the wire (RFC 951, vendor area of RFC 1048), and the text form of hardware
+// addresses.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +12,9 @@ struct IpAddress {
     bool operator==(const IpAddress&) const = default;
 };
 
-// The fixed part of a message. It stands at the head of a larger, zero-filled block: the options follow it up to the
-// end of the packet, which every reader has to be told. All fields are bytes, so any address will do for it.
+// The fixed part of a message. It stands at the head of a larger, zero-filled block: the options follow it up
+// to the end of the packet, which every reader has to be told. All fields are bytes, so any address will do
+// for it.
 struct BootPacket {
     std::uint8_t op;  // 1 request, 2 reply; between lookup and delivery the client's flag bits
     std::uint8_t htype;
@@ -40,7 +42,7 @@ inline constexpr std::uint8_t ArpMac = 0x08;              // the entry has a med
 inline constexpr std::uint8_t IgnoreClientVendor = 0x10;  // the client's option list counts as empty
 inline constexpr std::uint8_t NoBroadcast = 0x20;         // directed, whatever the client asks for
 inline constexpr std::uint8_t AlwaysBroadcast = 0x40;     // broadcast, and no ARP entry
-inline constexpr std::uint8_t FileAlias = 0x80;           // the client's file name is looked up among the aliases
+inline constexpr std::uint8_t FileAlias = 0x80;  // the client's file name is looked up among the aliases
 
 // Option tags that mean something to the service itself (RFC 2132).
 inline constexpr std::uint8_t TagPad = 0;
@@ -64,11 +66,12 @@ inline constexpr int HardwareAddressSize = 16;
 // The largest text form with its NUL: sixteen pairs of digits with fifteen hyphens between them.
 inline constexpr std::size_t HardwareTextSize = 48;
 
-// Both directions between bytes and the text form 00-a0-c9-11-22-33; answers the number of bytes converted, 16 at most.
+// Both directions between bytes and the text form 00-a0-c9-11-22-33; answers the number of bytes converted,
+// 16 at most.
 //
-// `count` >= 0: that many bytes become text; `text` has room for HardwareTextSize bytes and is first cleared up to its
-// first NUL. `count` < 0: `text` is parsed into `bytes`, which have room for 16; the byte between two groups may be
-// any, and a group that isn't two digits shifts what follows.
+// `count` >= 0: that many bytes become text; `text` has room for HardwareTextSize bytes and is first cleared
+// up to its first NUL. `count` < 0: `text` is parsed into `bytes`, which have room for 16; the byte between
+// two groups may be any, and a group that isn't two digits shifts what follows.
 std::uint8_t ConvertHardwareAddress(std::uint8_t* bytes, char* text, int count);
 
 // "%d.%d.%d.%d" of the four bytes.

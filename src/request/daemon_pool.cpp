@@ -1,0 +1,220 @@
+#include "request/daemon_pool.h"
+
+#include "diagnostics/messages.h"
+
+#include "diagnostics/event_report.h"
+#include "request/interfaces.h"
+#include "request/pool_state.h"
+#include "request/process_request.h"
+#include "request/reload.h"
+#include "service/generation.h"
+#include "service/server_parameters.h"
+#include "service/service_lifetime.h"
+#include "service/service_status.h"
+
+namespace {
+
+constexpr DWORD ListenerHandleWait = 5000;
+constexpr DWORD NoMemoryPause = 50;
+
+// What a thread of the pool has of its own.
+struct Daemon {
+    HANDLE self = nullptr;
+    DWORD lastTrip = GetTickCount();
+    AddressWatch watch = {};
+    SOCKET sockets[MaxBoundSockets];  // those of the present read set
+    DWORD socketCount = 0;
+    fd_set readable;
+};
+
+enum class Turn {
+    Passed,  // the role is given up
+    Kept,    // still the listener
+    Ended,   // the service ends
+};
+
+void Report(DWORD event, int stringCount, DWORD error) {
+    ReportServiceEvent(EventSource, event, stringCount, nullptr, static_cast<WORD>(LiveParameters.LogLevel),
+                       error);
+}
+
+// False if the wait timed out, or the service ends: the thread has no business here any more. An abandoned
+// mutex counts as taken.
+bool TakeRole() {
+    const DWORD waited = WaitForSingleObject(ListenerMutex, RoleTimeoutMilliseconds());
+    return waited != WAIT_TIMEOUT && !IsServiceEnding();
+}
+
+void AnnounceListener(HANDLE self) {
+    const PoolLock hold(ListenerHandleMutex, ListenerHandleWait);
+    ListenerThread = self;
+}
+
+// Waits until a datagram is there, or the sockets fail. Looks after the addresses at least once a second.
+int WaitForDatagram(Daemon* daemon) {
+    for (;;) {
+        if (AddressChanged(&daemon->watch.overlapped)) {
+            BindAllInterfaces();
+            ArmAddressChange(&daemon->watch.overlapped, &daemon->watch.handle);
+        }
+        daemon->socketCount = CopyBoundSockets(daemon->sockets);
+        FD_ZERO(&daemon->readable);
+        for (DWORD i = 0; i < daemon->socketCount; ++i)
+            FD_SET(daemon->sockets[i], &daemon->readable);
+        timeval second = {};
+        second.tv_sec = 1;
+        const int ready = select(0, &daemon->readable, nullptr, nullptr, &second);
+        if (ready != 0) return ready;
+    }
+}
+
+// A thread that can't be started costs its place in the count.
+void StartFurtherThread() {
+    const PoolLock hold(ThreadCountMutex, INFINITE);
+    if (LiveParameters.MaxDaemonThreads == 0) return;
+    const HANDLE thread = CreateThread(nullptr, 0, DaemonThread, nullptr, 0, nullptr);
+    if (thread != nullptr) CloseHandle(thread);
+    --LiveParameters.MaxDaemonThreads;
+}
+
+void CheckRate(Daemon* daemon) {
+    const DWORD now = GetTickCount();
+    if (++PacketCount != LiveParameters.PacketTripRate) return;
+    if (IsRateHigh(now, daemon->lastTrip, LiveParameters.DaemonSensitivity)) StartFurtherThread();
+    PacketCount = 0;
+    daemon->lastTrip = now;
+}
+
+bool FindReadable(Daemon* daemon, RequestContext* context) {
+    for (DWORD i = daemon->socketCount; i-- > 0;) {
+        if (!FD_ISSET(daemon->sockets[i], &daemon->readable)) continue;
+        context->interfaceIndex = i;
+        context->socket = daemon->sockets[i];
+        return true;
+    }
+    return false;
+}
+
+// A zero-filled block for one datagram, with a use of the generation that owns its heap.
+bool AllocateBlock(RequestContext* context) {
+    Generation* const generation = PinCurrentGeneration();
+    const ServerParameters& record = RecordOf(generation);
+    context->packet =
+        static_cast<BootPacket*>(HeapAlloc(record.ClientHeap, HEAP_ZERO_MEMORY, record.Daemonblksize));
+    if (context->packet == nullptr) {
+        ReleaseGeneration(generation);
+        return false;
+    }
+    context->blockOwner = generation;
+    return true;
+}
+
+enum class Received { Datagram, Nothing, SocketClosed };
+
+Received ReceiveDatagram(RequestContext* context) {
+    const DWORD size = RecordOf(context->blockOwner).Daemonblksize;
+    int fromLength = sizeof context->from;
+    context->length =
+        recvfrom(context->socket, reinterpret_cast<char*>(context->packet), static_cast<int>(size), 0,
+                 reinterpret_cast<sockaddr*>(&context->from), &fromLength);
+    if (context->length > 0) return Received::Datagram;
+    if (context->length == 0) return Received::Nothing;
+    const int error = WSAGetLastError();
+    if (error == WSAENOTSOCK) return Received::SocketClosed;
+    if (error == WSAEMSGSIZE) {
+        context->length = static_cast<LONG>(size);
+        return Received::Datagram;
+    }
+    Report(EVENT_RECEIVE_FAILED, SystemString, static_cast<DWORD>(error));
+    return Received::Nothing;
+}
+
+// The datagram is read: from here on the role is somebody else's.
+void ServeDatagram(RequestContext* context) {
+    ReleaseMutex(ListenerMutex);
+    const ServerParameters& record = RecordOf(context->blockOwner);
+    context->length = RaisePacketLength(context->length, record.MinResponseSize, record.Daemonblksize);
+    ProcessBootRequest(context);
+}
+
+// One datagram, from waiting for it to its reply. The caller is the listener.
+Turn TakeTurn(Daemon* daemon) {
+    AnnounceListener(daemon->self);
+    const int ready = WaitForDatagram(daemon);
+    const auto error = static_cast<DWORD>(WSAGetLastError());
+    CheckRate(daemon);
+    if (ready == SOCKET_ERROR) {
+        Report(EVENT_SELECT_FAILED, SystemString, error);
+        return Turn::Ended;
+    }
+    RequestContext context = {};
+    if (!FindReadable(daemon, &context)) return Turn::Kept;
+    if (!AllocateBlock(&context)) {
+        Report(EVENT_REQUEST_NO_MEMORY, NoString, 0);
+        Sleep(NoMemoryPause);  // the datagram waits in its socket; so does this thread, or it would spin
+        return Turn::Kept;
+    }
+    switch (ReceiveDatagram(&context)) {
+        case Received::SocketClosed:
+            ReleaseRequest(&context);
+            ServiceExitCode = NO_ERROR;
+            ReportServiceStatus(SERVICE_STOP_PENDING, NO_ERROR, 2, 3000);
+            return Turn::Ended;
+        case Received::Nothing:
+            ReleaseRequest(&context);
+            ReleaseMutex(ListenerMutex);
+            return Turn::Passed;
+        case Received::Datagram:
+            break;
+    }
+    if (IsReloadRequest(context.packet)) {
+        ReloadParameters(&context);
+        ReleaseMutex(ListenerMutex);
+    } else {
+        ServeDatagram(&context);
+    }
+    return Turn::Passed;
+}
+
+// Takes turns until this thread can't get the role any more (false), or has it when the service ends (true).
+bool TakeTurns(Daemon* daemon) {
+    Turn turn = Turn::Passed;
+    while (turn != Turn::Ended) {
+        // The mutex is recursive: a listener that kept the role must not take it a second time.
+        if (turn == Turn::Passed && !TakeRole()) return false;
+        turn = TakeTurn(daemon);
+    }
+    return true;
+}
+
+void GiveBackPlace() {
+    const PoolLock hold(ThreadCountMutex, INFINITE);
+    if (hold.IsHeld()) ++LiveParameters.MaxDaemonThreads;
+}
+
+}  // namespace
+
+bool IsRateHigh(DWORD now, DWORD lastTrip, DWORD sensitivity) {
+    return now - lastTrip < sensitivity;
+}
+
+LONG RaisePacketLength(LONG length, DWORD minimum, DWORD blockSize) {
+    const bool raised = static_cast<DWORD>(length) < minimum && minimum <= blockSize;
+    return raised ? static_cast<LONG>(minimum) : length;
+}
+
+DWORD WINAPI DaemonThread(LPVOID first) {
+    Daemon daemon;
+    daemon.watch.overlapped.hEvent = UnarmedEvent();
+    if (first != nullptr && !StartService(&daemon.watch)) {
+        TearDownService();
+        return 0;
+    }
+    daemon.self = DuplicateOwnHandle(GetCurrentThread());  // a real one, which other threads can use
+    if (TakeTurns(&daemon))
+        TearDownService();
+    else
+        GiveBackPlace();
+    CloseHandle(daemon.self);
+    return 0;
+}

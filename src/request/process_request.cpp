@@ -1,0 +1,187 @@
+#include "request/process_request.h"
+
+#include "diagnostics/messages.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "database/find_client.h"
+#include "diagnostics/activity_log.h"
+#include "diagnostics/event_report.h"
+#include "request/interfaces.h"
+#include "request/pool_state.h"
+#include "request/reply_delivery.h"
+#include "request/request_trace.h"
+#include "service/generation.h"
+
+namespace {
+
+constexpr DWORD TraceWait = 2000;
+constexpr std::uint8_t BroadcastBit = 0x80;
+constexpr std::size_t ArpMacTextSize = 100;
+
+// One request on its way. The generation's record never changes, so a pinned one serves as the request's own
+// copy of the parameters.
+struct Request {
+    RequestContext context;
+    PinnedGeneration generation;
+    RequestTrace trace;
+    bool broadcast = false;
+    bool relayed = false;
+    char arpMacText[ArpMacTextSize] = {};
+
+    explicit Request(const RequestContext& given) : context(given), generation(PinCurrentGeneration()) {}
+    const ServerParameters& parameters() const { return generation.record(); }
+    BootPacket* packet() const { return context.packet; }
+};
+
+struct StatusRow {
+    const char* packetType;
+    const char* findStatus;
+    DWORD event;  // 0: none
+    int stringCount;
+};
+
+constexpr StatusRow StatusTable[] = {
+    {"DHCP", "Found in database file", 0, NoString},
+    {"DHCP", "Found in cache", 0, NoString},
+    {"BOOTP", "Found in database file", 0, NoString},
+    {"BOOTP", "Found in cache", 0, NoString},
+    {nullptr, "Hardware address not found in database.", 0, NoString},
+    {nullptr, "Hardware type mismatch. Check the event log.", EVENT_HARDWARE_TYPE_MISMATCH, OneString},
+    {nullptr, "Packet dropped", 0, NoString},
+    {nullptr, "Error in client's database configuration. Check the event log.", EVENT_MALFORMED_ENTRY,
+     OneString},
+    {nullptr, "Undefined error. Check the event log.", EVENT_SYSTEM_ERROR, SystemString},
+};
+constexpr int UndefinedStatus = 8;
+constexpr int LastStatusWithReply = 3;
+
+void ReadRequest(Request* request) {
+    RequestTrace& trace = request->trace;
+    BootPacket* const packet = request->packet();
+    trace.decoded = true;
+    trace.localAddress = LocalAddresses[request->context.interfaceIndex].load();
+    ConvertHardwareAddress(packet->chaddr, trace.hardwareText, packet->hlen);
+    trace.flags = packet->flags[0];
+    request->broadcast = (trace.flags & BroadcastBit) != 0 || request->parameters().ForceBroadcast != 0;
+    request->relayed = packet->giaddr != IpAddress{};
+    const std::uint8_t firstOption = *Options(packet);
+    trace.vendorOptions = firstOption != TagEnd && firstOption != TagPad;
+    trace.yiaddr = packet->yiaddr;
+    trace.siaddr = packet->siaddr;
+    trace.cookie = packet->cookie;
+    std::memcpy(trace.serverName, packet->sname, sizeof packet->sname);
+    if (request->parameters().LogHandle == nullptr) return;  // nobody will read the times
+    _strtime(trace.time);
+    _strdate(trace.date);
+}
+
+// A client may name its server by a prefix of the host name, or by the host name and more behind it.
+bool IsThisServer(const char* serverName) {
+    const std::size_t compared = std::min(std::strlen(serverName), std::strlen(HostName));
+    return *serverName == '\0' || _strnicmp(serverName, HostName, compared) == 0;
+}
+
+int LookUpClient(Request* request) {
+    const ServerParameters& parameters = request->parameters();
+    BootPacket* const packet = request->packet();
+    DWORD unread = 0;
+    return FindClient(parameters.TerminateStrings, parameters.ClientHeap, parameters.DatabasePath, &unread,
+                      parameters.ClientList, parameters.OptionCatalogue, packet,
+                      reinterpret_cast<BYTE*>(packet) + request->context.length, request->trace.localAddress,
+                      ClientListMutex, parameters.ExpireHits, request->arpMacText);
+}
+
+// Turns the packet into its reply, if there is to be one, and notes what the lookup said.
+bool FindReply(Request* request) {
+    int status = LookUpClient(request);
+    // A reload came between: the list isn't to be entered any more, the next one is there already.
+    while (status == FindListRetired) {
+        request->generation.Renew();
+        if (!request->generation) return false;
+        status = LookUpClient(request);
+    }
+    const DWORD error = GetLastError();
+    const StatusRow& row = StatusTable[status >= 0 && status < UndefinedStatus ? status : UndefinedStatus];
+    if (row.packetType != nullptr) request->trace.packetType = row.packetType;
+    request->trace.findStatus = row.findStatus;
+    if (row.event != 0)
+        ReportServiceEvent(EventSource, row.event, row.stringCount, request->trace.hardwareText,
+                           static_cast<WORD>(request->parameters().LogLevel), error);
+    return status >= 0 && status <= LastStatusWithReply;
+}
+
+void SetReplyStatus(RequestTrace* trace, const char* text) {
+    std::snprintf(trace->replyStatus, sizeof trace->replyStatus, "%s", text);
+}
+
+// On a host with several interfaces the one on the client's subnet answers.
+bool IsLeftToAnotherInterface(Request* request) {
+    RequestContext& context = request->context;
+    if (BoundCount.load() <= 1 || !IsBetterInterface(&context.interfaceIndex, context.packet, context.length))
+        return false;
+    char better[AddressTextSize];
+    FormatAddress(LocalAddresses[context.interfaceIndex].load(), better);
+    std::snprintf(request->trace.replyStatus, sizeof request->trace.replyStatus,
+                  "Local interface %s is more suitable for this query. Skipping reply.", better);
+    return true;
+}
+
+void SendFoundReply(Request* request) {
+    BootPacket* const packet = request->packet();
+    RequestTrace& trace = request->trace;
+    trace.replied = true;
+    trace.foundAddress = packet->yiaddr;
+    trace.gateway = packet->giaddr;
+    // A host name longer than the field is cut, with its NUL.
+    std::snprintf(packet->sname, sizeof packet->sname, "%s", HostName);
+    packet->siaddr = LocalAddresses[request->context.interfaceIndex].load();
+    const Delivery delivery = {&request->context,  &request->parameters(), packet->siaddr,
+                               request->broadcast, request->relayed,       trace.hardwareText,
+                               request->arpMacText};
+    SetReplyStatus(&trace, ReplyStatusText(DeliverReply(delivery)));
+}
+
+void AnswerRequest(Request* request) {
+    RequestTrace& trace = request->trace;
+    if (trace.opcode != BootRequestOpcode) {
+        trace.findStatus = "Invalid opcode";
+        return;
+    }
+    ReadRequest(request);
+    if (!IsThisServer(trace.serverName)) {
+        trace.findStatus = "Not this server";
+    } else if (FindReply(request)) {
+        if (request->packet()->yiaddr == IpAddress{})
+            SetReplyStatus(&trace, "No address defined. Reply skipped.");
+        else if (!IsLeftToAnotherInterface(request))
+            SendFoundReply(request);
+    }
+}
+
+void WriteTrace(Request* request) {
+    if (!request->generation || request->parameters().LogHandle == nullptr) return;
+    RequestTrace& trace = request->trace;
+    if (request->arpMacText[0] != '\0') {
+        const std::size_t length = std::strlen(trace.hardwareText);
+        std::snprintf(trace.hardwareText + length, sizeof trace.hardwareText - length,
+                      " MAC used for arp entry: %s", request->arpMacText);
+    }
+    char text[TraceSize + 1];
+    FormatTrace(trace, request->context, text);
+    WriteLogLine(text, request->parameters().LogHandle, request->parameters().LogMutex, TraceWait);
+}
+
+}  // namespace
+
+void ProcessBootRequest(const RequestContext* context) {
+    Request request(*context);
+    request.trace.opcode = request.packet()->op;
+    if (request.generation) {  // none is left while the service ends
+        AnswerRequest(&request);
+        WriteTrace(&request);
+    }
+    ReleaseRequest(&request.context);
+}

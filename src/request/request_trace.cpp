@@ -1,0 +1,71 @@
+#include "request/request_trace.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr char NotAvailable[] = "Not available";
+
+// Dotted text of an address, or a substitute where there is no address to show.
+class AddressText {
+  public:
+    AddressText(bool available, IpAddress address, const char* substitute)
+        : _shown(available ? _text : substitute) {
+        if (available) FormatAddress(address, _text);
+    }
+    AddressText(const AddressText&) = delete;
+    AddressText& operator=(const AddressText&) = delete;
+    const char* get() const { return _shown; }
+
+  private:
+    char _text[AddressTextSize];
+    const char* _shown;
+};
+
+int LittleEndian(const std::uint8_t* bytes, int count) {
+    std::uint32_t value = 0;
+    for (int i = count; i-- > 0;)
+        value = value << 8 | bytes[i];
+    return static_cast<int>(value);
+}
+
+// A text of the packet that needn't end in a NUL.
+template <std::size_t N>
+struct FieldText {
+    char text[N + 1];
+
+    explicit FieldText(const char (&field)[N]) {
+        std::memcpy(text, field, N);
+        text[N] = '\0';
+    }
+};
+
+}  // namespace
+
+int FormatTrace(const RequestTrace& trace, const RequestContext& context, char (&text)[TraceSize + 1]) {
+    const BootPacket& packet = *context.packet;
+    const AddressText yiaddr(trace.decoded, trace.yiaddr, "");
+    const AddressText siaddr(trace.decoded, trace.siaddr, "");
+    const AddressText cookie(trace.decoded, trace.cookie, NotAvailable);
+    const AddressText local(trace.decoded, trace.localAddress, "");
+    const AddressText gateway(trace.replied, trace.gateway, NotAvailable);
+    const AddressText found(trace.replied, trace.foundAddress, NotAvailable);
+    const char* const vendorOptions = !trace.decoded ? "" : trace.vendorOptions ? "TRUE" : "FALSE";
+    return wsprintfA(
+        text,
+        "\r\nPacket Received:\r\n\tPacket type: %s\r\n\tOpcode: %d\r\n\tHardware type: %d\r\n\tHardware "
+        "length: %d\r\n"
+        "\tHops: %d\r\n\tTransaction ID: %d\r\n\tSeconds since booting: %d\r\n\tFlags field: %d\r\n"
+        "\tHardware address: %s\r\n\tClient's address inbound (YIADDR): %s\r\n\tServer address (SIADDR): "
+        "%s\r\n"
+        "\tGateway address: %s\r\n\tServer name: %s\r\n\tBootfile specified by client: %s\r\n"
+        "\tMagic cookie specified by client: %s\r\n\tVendor options present: %s\r\n\tTotal inbound packet "
+        "length: %d\r\n"
+        "\tPacket received on local address: %s\r\n\tDate: %s\r\n\tTime: %s\r\n\tFind status: %s\r\n"
+        "\tClient's found address: %s\r\n\tReply status: %s\r\n",
+        trace.packetType, trace.opcode, packet.htype, packet.hlen, packet.hops, LittleEndian(packet.xid, 4),
+        LittleEndian(packet.secs, 2), trace.flags, trace.hardwareText, yiaddr.get(), siaddr.get(),
+        gateway.get(), trace.serverName, FieldText(packet.file).text, cookie.get(), vendorOptions,
+        static_cast<int>(context.length), local.get(), trace.date, trace.time, trace.findStatus, found.get(),
+        trace.replyStatus);
+}

@@ -1,0 +1,39 @@
+// What the log says about one datagram, as plain values, and the block of lines made of them.
+#pragma once
+
+#include "request/request_context.h"
+
+inline constexpr std::size_t HardwareTraceSize = 100;
+inline constexpr std::size_t ReplyStatusSize = 128;
+
+// The longest text that one block may have; what goes beyond is lost.
+inline constexpr std::size_t TraceSize = 1024;
+
+struct RequestTrace {
+    const char* packetType = "Not available";
+    const char* findStatus = "No Status available";
+    char replyStatus[ReplyStatusSize] = "No reply sent";
+    std::uint8_t opcode = 0;
+
+    // Of the request as it came. A datagram with a wrong opcode isn't looked at any further: `decoded` stays
+    // clear and these texts stay empty.
+    bool decoded = false;
+    std::uint8_t flags = 0;
+    bool vendorOptions = false;
+    IpAddress yiaddr = {};
+    IpAddress siaddr = {};
+    IpAddress cookie = {};
+    IpAddress localAddress = {};
+    char hardwareText[HardwareTraceSize] = {};
+    char serverName[sizeof BootPacket::sname + 1] = {};
+    char date[9] = {};
+    char time[9] = {};
+
+    // Once the request has come as far as a reply.
+    bool replied = false;
+    IpAddress foundAddress = {};
+    IpAddress gateway = {};
+};
+
+// Formats the block; fields that the trace doesn't hold are those of the packet now. Answers the length.
+int FormatTrace(const RequestTrace& trace, const RequestContext& context, char (&text)[TraceSize + 1]);

@@ -1,0 +1,61 @@
+// Generations: a parameter record and all that hangs on it, alive as long as somebody uses it.
+//
+// A load builds a record with a heap, a client list, a catalogue, a log file and its mutex. Installed, it
+// becomes the current generation, which never changes any more. A request pins the current one for its
+// length; a reload installs the next one and lets go of the old. Whoever lets go last releases it, so nobody
+// waits for anybody's end, and nobody touches what has gone. Every function may be called from any thread.
+#pragma once
+
+#include "service/server_parameters.h"
+
+struct Generation;
+
+// A generation that owns all that hangs on `record`, with one use; sets record->Owner. Null if there is no
+// memory: the record is the caller's as before.
+Generation* MakeGeneration(ServerParameters* record);
+
+// Makes `generation` the current one and its record the live record. Answers the generation before it, with
+// the use that being current was; null at the start.
+Generation* InstallGeneration(Generation* generation);
+
+// Takes the current generation away, for the stop; null if there is none.
+Generation* UninstallGeneration();
+
+// A use of a generation. Each must be let go of once; the last one releases the generation and all that hangs
+// on it.
+Generation* PinCurrentGeneration();  // null when none is installed
+void ReleaseGeneration(Generation* generation);
+const ServerParameters& RecordOf(const Generation* generation);
+
+// Waits until every generation has been released; false if some are still in use after `milliseconds`.
+bool WaitForGenerations(DWORD milliseconds);
+
+// Releases what hangs on a record that was never installed, or of a generation that nobody uses any more: the
+// entries' mutexes, the heap, the log file and its mutex. The helper library stays loaded.
+void ReleaseParameters(ServerParameters* record);
+
+// A second handle of the same object, so that the first may be closed; null for null.
+HANDLE DuplicateOwnHandle(HANDLE handle);
+
+// One use, let go of at the end of the scope.
+class PinnedGeneration {
+  public:
+    explicit PinnedGeneration(Generation* generation) : _generation(generation) {}
+    ~PinnedGeneration() {
+        if (_generation != nullptr) ReleaseGeneration(_generation);
+    }
+    PinnedGeneration(const PinnedGeneration&) = delete;
+    PinnedGeneration& operator=(const PinnedGeneration&) = delete;
+
+    explicit operator bool() const { return _generation != nullptr; }
+    const ServerParameters& record() const { return RecordOf(_generation); }
+
+    // Lets go of this use and pins the generation that is current now.
+    void Renew() {
+        if (_generation != nullptr) ReleaseGeneration(_generation);
+        _generation = PinCurrentGeneration();
+    }
+
+  private:
+    Generation* _generation;
+};

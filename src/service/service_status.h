@@ -1,0 +1,24 @@
+// What the service manager hears of the service, and the stop that it may ask for.
+#pragma once
+
+#include <atomic>
+
+#include "platform/windows_api.h"
+
+extern std::atomic<DWORD> ServiceSpecificCode;  // why the start failed; 0 if it didn't
+extern std::atomic<DWORD> ServiceExitCode;      // of the final report: 1066, until an orderly stop makes it 0
+extern HANDLE StopEvent;                        // manual-reset; set as the last act of the tear-down
+
+// Null in -debug mode, where there is no manager to report to. Set before any other thread exists.
+extern SERVICE_STATUS_HANDLE ServiceStatusHandle;
+
+// Reports a state; stop, pause and continue are accepted in every one but START_PENDING. May be called from
+// any thread. Answers 0 if the manager can't be told: the service then stops as on a stop control, and
+// non-zero otherwise.
+int ReportServiceStatus(DWORD state, DWORD exitCode, DWORD checkPoint, DWORD waitHint);
+
+DWORD CurrentServiceState();  // as last reported; 0 before the first report
+
+// The stop control: thaws a paused listener, reports STOPPED and ends reception on a thread of its own. The
+// tear-down follows on the listener; StopEvent tells its end.
+void StopService();
