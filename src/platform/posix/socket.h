@@ -1,9 +1,9 @@
 // Windows Sockets 1.1 over UDP and IPv4, as far as the service uses it.
 //
-// A bound SOCKET receives what is sent to its address and also the broadcasts, limited and directed, of the interface
-// that owns the address, each datagram once per address. It sends from its address, and a limited broadcast leaves by
-// that interface. Closing a socket wakes every thread in select or recvfrom on it with an error, and a closed SOCKET
-// is never mistaken for a newer one. Any thread may call any operation.
+// A bound SOCKET receives what is sent to its address and also the broadcasts, limited and directed, of the
+// interface that owns the address, each datagram once per address. It sends from its address, and a limited
+// broadcast leaves by that interface. Closing a socket wakes every thread in select or recvfrom on it with an
+// error, and a closed SOCKET is never mistaken for a newer one. Any thread may call any operation.
 #pragma once
 
 #include <arpa/inet.h>
@@ -11,6 +11,9 @@
 #include <netinet/in.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>  // like the headers above it has names that become macros here
 
 #include "platform/posix/types.h"
 
@@ -37,6 +40,7 @@ inline constexpr int WSAENOTSOCK = 10038;
 inline constexpr int WSAEMSGSIZE = 10040;
 inline constexpr int WSAENOPROTOOPT = 10042;
 inline constexpr int WSAEPROTONOSUPPORT = 10043;
+inline constexpr int WSAESOCKTNOSUPPORT = 10044;
 inline constexpr int WSAEOPNOTSUPP = 10045;
 inline constexpr int WSAEAFNOSUPPORT = 10047;
 inline constexpr int WSAEADDRINUSE = 10048;
@@ -61,7 +65,8 @@ struct WSADATA {
 };
 using LPWSADATA = WSADATA*;
 
-#define MAKEWORD(low, high) (static_cast<WORD>(static_cast<BYTE>(low) | (static_cast<WORD>(static_cast<BYTE>(high)) << 8)))
+#define MAKEWORD(low, high) \
+    (static_cast<WORD>(static_cast<BYTE>(low) | (static_cast<WORD>(static_cast<BYTE>(high)) << 8)))
 #define LOBYTE(word) (static_cast<BYTE>(word))
 #define HIBYTE(word) (static_cast<BYTE>(static_cast<WORD>(word) >> 8))
 
@@ -92,8 +97,8 @@ int SendTo(SOCKET socket, const char* data, int size, int flags, const sockaddr*
 
 int GetHostName(char* name, int size);
 
-// Looks in the home's `services` file first. Null and WSANO_DATA if neither knows the service. The answer belongs to
-// the calling thread until its next call.
+// Looks in the home's `services` file first. Null and WSANO_DATA if neither knows the service. The answer
+// belongs to the calling thread until its next call.
 servent* GetServiceByName(const char* name, const char* protocol);
 
 void AddToSet(SOCKET socket, FdSet* set);
