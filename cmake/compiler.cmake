@@ -13,10 +13,10 @@ add_compile_options(
   -Wcast-qual -Wformat=2 -Wduplicated-cond -Wlogical-op -Werror
   # GCC 12 sees overlaps inside std::string's own operator+ that cannot be (its PR 105651).
   -Wno-restrict
-  # __FILE__ is the path from the source root, wherever the tree was built. Not -ffile-prefix-map for the rest: it
-  # would win over the map of macros.
+  # __FILE__ is the path from the source root, wherever the tree was built: the last map that fits wins. Not
+  # -ffile-prefix-map, which would win over both.
+  "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/="
   "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/="
-  "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/tests/=tests/"
   "-fdebug-prefix-map=${CMAKE_SOURCE_DIR}/=")
 
 # "address" (with undefined behaviour) or "thread"; the presets set it.

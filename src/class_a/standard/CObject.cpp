@@ -10,8 +10,8 @@ std::string CObject::className() const {
     return typeid(this).name();
 }
 
-void CObject::deserialize(const std::string& text) {
-    set(text);
+bool CObject::deserialize(const std::string& text) {
+    return set(text);
 }
 
 std::string CObject::serialize() const {

@@ -24,7 +24,7 @@ class CObject {
     virtual std::string string() const = 0;
 
     // The same as `set` and `string`.
-    virtual void deserialize(const std::string& text);
+    virtual bool deserialize(const std::string& text);
     virtual std::string serialize() const;
 };
 

@@ -12,7 +12,7 @@ install(TARGETS ksl EXPORT ksl-targets
 install(EXPORT ksl-targets NAMESPACE ksl:: DESTINATION "${KSL_CMAKE_DIR}" COMPONENT ksl)
 
 configure_package_config_file("${CMAKE_SOURCE_DIR}/cmake/ksl-config.cmake.in" ksl-config.cmake
-  INSTALL_DESTINATION "${KSL_CMAKE_DIR}")
+  INSTALL_DESTINATION "${KSL_CMAKE_DIR}" PATH_VARS CMAKE_INSTALL_INCLUDEDIR)
 write_basic_package_version_file(ksl-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/ksl-config.cmake" "${CMAKE_CURRENT_BINARY_DIR}/ksl-config-version.cmake"
   DESTINATION "${KSL_CMAKE_DIR}" COMPONENT ksl)
