@@ -67,8 +67,9 @@ class CStringMap : public std::multimap<std::string, std::string, less_string>, 
 
     // Inserts the entries of the text. They are divided by the separator; with a quote character each may
     // stand between two of it, and then a separator counts only directly behind a quote. Key and value are
-    // divided by the first "="; a text without one is a key with an empty value. Blanks and tabs around both
-    // are dropped. False when an entry could not be stored; those in front of it stay.
+    // divided by the first "="; a text without one is a key with an empty value. Each loses the
+    // blanks at its ends, and then the tabs. False when an entry could not be stored; those in front of it
+    // stay.
     bool parse(std::string text);
     std::string separator() const { return _separator; }
 
