@@ -4,6 +4,8 @@
 #include <mutex>
 #include <optional>
 
+#include "platform/posix/wait.h"
+
 static_assert(sizeof(HANDLE) == 8, "a handle value carries a place and a generation of 30 bits each");
 
 // One place of the table. The state is generation << 32 | open << 31 | pins; an open handle is one pin
@@ -175,6 +177,11 @@ static_assert(std::is_trivially_destructible_v<HandleTable>);
 
 void Object::ReleaseReference() {
     if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+DWORD Object::Wait(DWORD) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return WAIT_FAILED;
 }
 
 void UnpinHandleSlot(HandleSlot* slot) {

@@ -48,6 +48,9 @@ class Object {
     // the object: this is where it wakes those who wait on it.
     virtual void OnLastHandleClosed() {}
 
+    // Answers as WaitForSingleObject does. What can't be waited for fails with ERROR_INVALID_HANDLE.
+    virtual DWORD Wait(DWORD milliseconds);
+
     void AddReference() { references_.fetch_add(1, std::memory_order_relaxed); }
     void ReleaseReference();  // the last one deletes the object
 
@@ -132,9 +135,12 @@ class Ref {
 // Null and ERROR_NOT_ENOUGH_MEMORY if there is no memory for it.
 template <class T, class... Arguments>
 Ref<T> MakeObject(Arguments&&... arguments) {
-    T* object = new (std::nothrow) T(std::forward<Arguments>(arguments)...);
-    if (object == nullptr) SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return Ref<T>::Adopt(object);
+    try {
+        return Ref<T>::Adopt(new T(std::forward<Arguments>(arguments)...));
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
 }
 
 // Opens a handle of the object. Null for a null reference, and null with ERROR_NOT_ENOUGH_MEMORY if the table

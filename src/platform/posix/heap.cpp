@@ -1,0 +1,139 @@
+#include "platform/posix/heap.h"
+
+#include <sanitizer/asan_interface.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <memory_resource>
+#include <mutex>
+#include <new>
+#include <optional>
+
+#include "platform/posix/object.h"
+
+namespace {
+
+// In front of each block. The mark depends on the place, so that neither a copied header nor stale memory
+// passes.
+struct alignas(16) BlockHeader {
+    std::uint64_t size;  // as asked for
+    std::uint32_t heap;
+    std::uint32_t mark;
+};
+static_assert(sizeof(BlockHeader) == 16);
+
+constexpr std::uint32_t kLive = 0x51A11B0C;
+constexpr std::uint32_t kFreed = 0xDEADB10C;
+
+std::uint32_t MarkAt(const BlockHeader* header, std::uint32_t state) {
+    return state ^ static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(header) >> 4);
+}
+
+// The pool answers only multiples of 16 with blocks aligned to 16, and none below 32.
+constexpr SIZE_T kMostBytes = SIZE_T{1} << 40;
+constexpr SIZE_T FootprintOf(SIZE_T size) {
+    return sizeof(BlockHeader) + (size == 0 ? std::size_t{16} : (size + 15) / 16 * 16);
+}
+
+constexpr std::pmr::pool_options kPoolOptions{.max_blocks_per_chunk = 4096,
+                                              .largest_required_pool_block = 8192};
+
+// One pool under one lock. The library's synchronised pool keeps a pool per thread as well, and touches that
+// at the end of the thread, which crashes if the heap is destroyed at that moment: here heaps do go while
+// threads end.
+class HeapObject final : public Object {
+  public:
+    static constexpr ObjectType kType = ObjectType::Heap;
+
+    explicit HeapObject(SIZE_T limit) : Object(kType), limit_(limit) {}
+
+    void* Allocate(SIZE_T size) {
+        BlockHeader* header = Take(size);
+        if (header == nullptr) return nullptr;
+        void* block = header + 1;
+        ASAN_UNPOISON_MEMORY_REGION(block, size);
+        return std::memset(block, 0, size);
+    }
+
+    // False for what isn't a live block of this heap.
+    bool Free(void* block) {
+        BlockHeader* header = static_cast<BlockHeader*>(block) - 1;
+        const std::lock_guard lock(mutex_);
+        if (header->heap != id_ || header->mark != MarkAt(header, kLive)) return false;
+        header->mark = MarkAt(header, kFreed);
+        const SIZE_T footprint = FootprintOf(header->size);
+        ASAN_POISON_MEMORY_REGION(block, footprint - sizeof(BlockHeader));
+        used_ -= footprint;
+        pool_.deallocate(header, footprint, alignof(BlockHeader));
+        return true;
+    }
+
+  private:
+    BlockHeader* Take(SIZE_T size) {
+        if (size > kMostBytes) return nullptr;
+        const SIZE_T footprint = FootprintOf(size);
+        const std::lock_guard lock(mutex_);
+        if (limit_ != 0 && footprint > limit_ - used_) return nullptr;
+        try {
+            auto* header = static_cast<BlockHeader*>(pool_.allocate(footprint, alignof(BlockHeader)));
+            *header = {size, id_, MarkAt(header, kLive)};
+            used_ += footprint;
+            return header;
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
+    }
+
+    static std::uint32_t NextId() {
+        static std::atomic<std::uint32_t> last{0};
+        return ++last;
+    }
+
+    const SIZE_T limit_;  // 0 for none
+    const std::uint32_t id_ = NextId();
+    std::mutex mutex_;  // guards what follows, and the headers
+    SIZE_T used_ = 0;
+    std::pmr::unsynchronized_pool_resource pool_{kPoolOptions};
+};
+
+// What can't be the address of a block is refused without looking at it.
+bool MayBeBlock(LPCVOID block) {
+    const auto address = reinterpret_cast<std::uintptr_t>(block);
+    return address % alignof(BlockHeader) == 0 && address >= 0x10000;
+}
+
+}  // namespace
+
+HANDLE WINAPI HeapCreate(DWORD, SIZE_T initialSize, SIZE_T maximumSize) {
+    constexpr SIZE_T kAddressSpace = SIZE_T{1} << 31;
+    if (maximumSize != 0 && maximumSize < initialSize) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    if (initialSize >= kAddressSpace) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    return PublishObject(MakeObject<HeapObject>(maximumSize));
+}
+
+LPVOID WINAPI HeapAlloc(HANDLE handle, DWORD, SIZE_T size) {
+    const Ref<HeapObject> heap = LookUpObject<HeapObject>(handle);
+    if (!heap) return nullptr;
+    void* block = heap->Allocate(size);
+    if (block == nullptr) SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return block;
+}
+
+BOOL WINAPI HeapFree(HANDLE handle, DWORD, LPVOID block) {
+    const Ref<HeapObject> heap = LookUpObject<HeapObject>(handle);
+    if (!heap) return FALSE;
+    if (block == nullptr || (MayBeBlock(block) && heap->Free(block))) return TRUE;
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+}
+
+BOOL WINAPI HeapDestroy(HANDLE heap) {
+    return CloseObjectHandle(heap, ObjectType::Heap);
+}

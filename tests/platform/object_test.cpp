@@ -1,0 +1,202 @@
+// What the layer promises beyond what Windows does.
+#include "platform/posix/object.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <csignal>
+#include <deque>
+#include <set>
+
+#include "platform/posix/system_error.h"
+#include "platform/test_thread.h"
+
+namespace {
+
+struct Counts {
+    int closed = 0;
+    int destroyed = 0;
+};
+
+class Probe final : public Object {
+  public:
+    static constexpr ObjectType kType = ObjectType::Timer;
+    explicit Probe(Counts& counts) : Object(kType), counts_(counts) {}
+    ~Probe() override { ++counts_.destroyed; }
+    void OnLastHandleClosed() override { ++counts_.closed; }
+
+  private:
+    Counts& counts_;
+};
+
+TEST(ObjectTest, LivesAsLongAsAHandleOrAReference) {
+    Counts counts;
+    const HANDLE first = PublishObject(MakeObject<Probe>(counts));
+    const HANDLE second = DuplicateObjectHandle(first);
+    Ref<Object> reference = LookUpObject<Probe>(first);
+    Ref<Object> copy = reference;
+    EXPECT_TRUE(CloseObjectHandle(first, ObjectType::Timer));
+    EXPECT_EQ(counts.closed, 0);
+    EXPECT_TRUE(CloseObjectHandle(second, ObjectType::Timer));
+    EXPECT_EQ(counts.closed, 1);
+    reference = nullptr;
+    EXPECT_EQ(counts.destroyed, 0);
+    Object* detached = copy.Detach();
+    EXPECT_EQ(counts.destroyed, 0);
+    detached->ReleaseReference();
+    EXPECT_EQ(counts.destroyed, 1);
+    EXPECT_EQ(counts.closed, 1);
+}
+
+TEST(ObjectTest, ClosesUnderItsOwnTypeOnly) {
+    Counts counts;
+    const HANDLE handle = PublishObject(MakeObject<Probe>(counts));
+    EXPECT_FALSE(CloseObjectHandle(handle, ObjectType::Socket));
+    EXPECT_EQ(counts.closed, 0);
+    EXPECT_TRUE(CloseObjectHandle(handle, ObjectType::Timer));
+    EXPECT_EQ(counts.destroyed, 1);
+}
+
+TEST(ObjectTest, AValueIsNotReusedSoon) {
+    std::set<HANDLE> values;
+    for (int i = 0; i < 10000; ++i) {
+        const HANDLE handle = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+        EXPECT_TRUE(values.insert(handle).second);
+        CloseHandle(handle);
+    }
+}
+
+// Whoever uses a handle while it is closed, and its place taken again, gets the object or a refusal.
+TEST(ObjectTest, LookupsAndClosesMayRace) {
+    std::atomic<HANDLE> handle{CreateMutexA(nullptr, FALSE, nullptr)};
+    std::atomic<bool> stop{false};
+    std::deque<TestThread> users;
+    for (int i = 0; i < 3; ++i)
+        users.emplace_back([&] {
+            while (!stop) {
+                const HANDLE used = handle;
+                const DWORD answer = WaitForSingleObject(used, 5);
+                if (answer == WAIT_OBJECT_0) ReleaseMutex(used);
+                EXPECT_TRUE(answer == WAIT_OBJECT_0 || answer == WAIT_TIMEOUT || answer == WAIT_FAILED)
+                    << answer;
+            }
+        });
+    for (int i = 0; i < 20000; ++i) {
+        const HANDLE old = handle.exchange(CreateMutexA(nullptr, FALSE, nullptr));
+        EXPECT_TRUE(CloseHandle(old));
+    }
+    stop = true;
+    users.clear();
+    CloseHandle(handle);
+}
+
+TEST(ObjectTest, ClosingFailsThoseWhoWait) {
+    for (const bool isMutex : {true, false}) {
+        const HANDLE handle =
+            isMutex ? CreateMutexA(nullptr, TRUE, nullptr) : CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        std::atomic<int> failed{0};
+        std::deque<TestThread> waiters;
+        for (int i = 0; i < 3; ++i)
+            waiters.emplace_back([&] {
+                if (WaitForSingleObject(handle, INFINITE) == WAIT_FAILED &&
+                    GetLastError() == ERROR_INVALID_HANDLE)
+                    ++failed;
+            });
+        Sleep(kSettle);
+        EXPECT_TRUE(CloseHandle(handle));
+        waiters.clear();
+        EXPECT_EQ(failed, 3) << isMutex;
+        EXPECT_FALSE(ReleaseMutex(handle));
+    }
+}
+
+// The list of an owner leads to its mutexes also after the last handle has gone.
+TEST(ObjectTest, AMutexMayBeClosedWhileAnotherThreadOwnsIt) {
+    const HANDLE closedByOther = CreateMutexA(nullptr, FALSE, nullptr);
+    const HANDLE kept = CreateMutexA(nullptr, FALSE, nullptr);
+    const HANDLE closed = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    TestThread owner([&] {
+        WaitForSingleObject(closedByOther, 0);
+        WaitForSingleObject(kept, 0);
+        WaitForSingleObject(closed, INFINITE);
+        EXPECT_FALSE(ReleaseMutex(closedByOther));
+    });
+    while (WaitForSingleObject(kept, 0) == WAIT_OBJECT_0) {
+        ReleaseMutex(kept);
+        Sleep(1);
+    }
+    EXPECT_TRUE(CloseHandle(closedByOther));
+    SetEvent(closed);
+    owner.Join();
+    EXPECT_EQ(WaitForSingleObject(kept, 0), WAIT_ABANDONED);
+    CloseHandle(kept);
+    CloseHandle(closed);
+}
+
+TEST(ObjectTest, SignalsDontShortenAWait) {
+    struct sigaction ignore {};
+    ignore.sa_handler = [](int) {};
+    struct sigaction before {};
+    ASSERT_EQ(sigaction(SIGUSR1, &ignore, &before), 0);
+    const HANDLE mutex = CreateMutexA(nullptr, TRUE, nullptr);
+    const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    for (HANDLE handle : {mutex, event, static_cast<HANDLE>(nullptr)}) {
+        std::atomic<pthread_t> thread{};
+        std::atomic<bool> ready{false};
+        TestThread waiter([&] {
+            thread = pthread_self();
+            ready = true;
+            const DWORD start = GetTickCount();
+            if (handle == nullptr) {
+                Sleep(100);
+            } else {
+                EXPECT_EQ(WaitForSingleObject(handle, 100), WAIT_TIMEOUT);
+            }
+            EXPECT_GE(GetTickCount() - start, 100u);
+            WaitForSingleObject(event, INFINITE);
+        });
+        while (!ready)
+            Sleep(1);
+        for (int i = 0; i < 30; ++i) {
+            pthread_kill(thread, SIGUSR1);
+            Sleep(1);
+        }
+        Sleep(100);
+        SetEvent(event);
+        waiter.Join();
+        ResetEvent(event);
+    }
+    sigaction(SIGUSR1, &before, nullptr);
+    ReleaseMutex(mutex);
+    CloseHandle(mutex);
+    CloseHandle(event);
+}
+
+TEST(ObjectTest, NamesAreNotOffered) {
+    EXPECT_EQ(CreateMutexA(nullptr, FALSE, "name"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_CALL_NOT_IMPLEMENTED);
+    EXPECT_EQ(CreateEventA(nullptr, FALSE, FALSE, "name"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_CALL_NOT_IMPLEMENTED);
+}
+
+TEST(SystemErrorTest, OneNumberMeansDifferentThingsToFilesAndSockets) {
+    struct Case {
+        int number;
+        DWORD system;
+        DWORD sockets;
+    };
+    const Case cases[] = {{0, 0, 0},
+                          {EBADF, ERROR_INVALID_HANDLE, DWORD(WSAENOTSOCK)},
+                          {EACCES, ERROR_ACCESS_DENIED, DWORD(WSAEACCES)},
+                          {EAGAIN, ERROR_NOT_ENOUGH_MEMORY, DWORD(WSAEWOULDBLOCK)},
+                          {EADDRINUSE, ERROR_GEN_FAILURE, DWORD(WSAEADDRINUSE)},
+                          {ECONNREFUSED, 1225, DWORD(WSAECONNRESET)},
+                          {ENOENT, ERROR_FILE_NOT_FOUND, 10107},
+                          {99999, ERROR_GEN_FAILURE, 10107}};
+    for (const Case& each : cases) {
+        EXPECT_EQ(WindowsErrorFrom(each.number), each.system) << each.number;
+        EXPECT_EQ(WindowsErrorFrom(each.number, ErrorDomain::Sockets), each.sockets) << each.number;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,248 @@
+#include <atomic>
+#include <deque>
+#include <vector>
+
+#include "platform/test_thread.h"
+
+namespace {
+
+class MutexTest : public testing::Test {
+  protected:
+    void TearDown() override { CloseHandle(mutex_); }
+
+    // What another thread gets that asks for the mutex, and gives it back if it gets it.
+    DWORD AskElsewhere(DWORD milliseconds = 0) const {
+        DWORD answer = 0;
+        TestThread([&] {
+            answer = WaitForSingleObject(mutex_, milliseconds);
+            if (answer == WAIT_OBJECT_0 || answer == WAIT_ABANDONED) ReleaseMutex(mutex_);
+        }).Join();
+        return answer;
+    }
+
+    const HANDLE mutex_ = CreateMutexA(nullptr, FALSE, nullptr);
+};
+
+TEST_F(MutexTest, TakesAsManyReleasesAsTakes) {
+    for (const int takes : {1, 2, 5}) {
+        for (int i = 0; i < takes; ++i)
+            ASSERT_EQ(WaitForSingleObject(mutex_, 0), WAIT_OBJECT_0);
+        for (int i = 0; i < takes; ++i) {
+            EXPECT_EQ(AskElsewhere(), DWORD{WAIT_TIMEOUT}) << i << " releases after " << takes;
+            EXPECT_TRUE(ReleaseMutex(mutex_));
+        }
+        EXPECT_EQ(AskElsewhere(), WAIT_OBJECT_0);
+        EXPECT_FALSE(ReleaseMutex(mutex_));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_OWNER});
+    }
+}
+
+TEST_F(MutexTest, CanBeMadeOwned) {
+    const HANDLE owned = CreateMutexA(nullptr, TRUE, nullptr);
+    TestThread([&] {
+        EXPECT_EQ(WaitForSingleObject(owned, 0), DWORD{WAIT_TIMEOUT});
+        EXPECT_FALSE(ReleaseMutex(owned));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_OWNER});
+    }).Join();
+    EXPECT_TRUE(ReleaseMutex(owned));
+    CloseHandle(owned);
+}
+
+TEST_F(MutexTest, WaitsToItsTimeOutAndNoShorter) {
+    ASSERT_EQ(WaitForSingleObject(mutex_, INFINITE), WAIT_OBJECT_0);
+    for (const DWORD milliseconds : {1u, 60u}) {
+        const DWORD start = GetTickCount();
+        EXPECT_EQ(AskElsewhere(milliseconds), DWORD{WAIT_TIMEOUT});
+        EXPECT_GE(GetTickCount() - start + 16, milliseconds);
+    }
+    ReleaseMutex(mutex_);
+}
+
+TEST_F(MutexTest, PassesToAWaiter) {
+    ASSERT_EQ(WaitForSingleObject(mutex_, INFINITE), WAIT_OBJECT_0);
+    TestThread waiter([&] {
+        EXPECT_EQ(WaitForSingleObjectEx(mutex_, INFINITE, TRUE), WAIT_OBJECT_0);
+        EXPECT_TRUE(ReleaseMutex(mutex_));
+    });
+    EXPECT_FALSE(waiter.HasEnded(kSettle));
+    ReleaseMutex(mutex_);
+    waiter.Join();
+}
+
+TEST_F(MutexTest, GoesAbandonedToOneWaiterWhenItsOwnerEnds) {
+    for (const int takes : {1, 3}) {
+        TestThread([&] {
+            for (int i = 0; i < takes; ++i)
+                WaitForSingleObject(mutex_, INFINITE);
+        }).Join();
+        EXPECT_EQ(WaitForSingleObject(mutex_, 0), DWORD{WAIT_ABANDONED});
+        EXPECT_EQ(AskElsewhere(), DWORD{WAIT_TIMEOUT});
+        EXPECT_TRUE(ReleaseMutex(mutex_));
+        EXPECT_FALSE(ReleaseMutex(mutex_)) << "the takes of the old owner count no more";
+        EXPECT_EQ(AskElsewhere(), WAIT_OBJECT_0);
+    }
+}
+
+TEST_F(MutexTest, WakesAWaiterWhenItsOwnerEnds) {
+    const HANDLE end = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    TestThread owner([&] {
+        WaitForSingleObject(mutex_, INFINITE);
+        WaitForSingleObject(end, INFINITE);
+    });
+    while (AskElsewhere() == WAIT_OBJECT_0)
+        Sleep(1);
+    DWORD answer = 0;
+    TestThread waiter([&] { answer = WaitForSingleObject(mutex_, 30000); });
+    EXPECT_FALSE(waiter.HasEnded(kSettle));
+    SetEvent(end);
+    waiter.Join();
+    EXPECT_EQ(answer, DWORD{WAIT_ABANDONED});
+    CloseHandle(end);
+}
+
+TEST_F(MutexTest, LetsInOneAtATime) {
+    constexpr int kThreads = 4;
+    constexpr int kTakes = 5000;
+    int inside = 0;
+    int total = 0;
+    std::atomic<int> timedOut{0};
+    {
+        std::deque<TestThread> threads;
+        for (int i = 0; i < kThreads; ++i)
+            threads.emplace_back([&, i] {
+                for (int take = 0; take < kTakes; ++take) {
+                    const DWORD limit = (take + i) % 3 == 0 ? 0 : (take + i) % 3 == 1 ? 1 : INFINITE;
+                    if (WaitForSingleObject(mutex_, limit) != WAIT_OBJECT_0) {
+                        ++timedOut;
+                        continue;
+                    }
+                    EXPECT_EQ(++inside, 1);
+                    ++total;
+                    --inside;
+                    EXPECT_TRUE(ReleaseMutex(mutex_));
+                }
+            });
+    }
+    EXPECT_EQ(total + timedOut, kThreads * kTakes);
+    EXPECT_EQ(AskElsewhere(), WAIT_OBJECT_0);
+}
+
+// Threads that take the mutex again as soon as they have given it back are faster than any that has to be
+// woken.
+TEST_F(MutexTest, StarvesNobody) {
+    std::atomic<bool> stop{false};
+    std::atomic<int> worked{0};
+    std::deque<TestThread> greedy;
+    for (int i = 0; i < 2; ++i)
+        greedy.emplace_back([&] {
+            while (!stop) {
+                WaitForSingleObject(mutex_, INFINITE);
+                for (int work = 0; work < 200; ++work)
+                    worked.fetch_add(1, std::memory_order_relaxed);
+                ReleaseMutex(mutex_);
+            }
+        });
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(WaitForSingleObject(mutex_, 5000), WAIT_OBJECT_0);
+        ReleaseMutex(mutex_);
+        Sleep(1);
+    }
+    stop = true;
+}
+
+struct EventCase {
+    BOOL manualReset;
+    BOOL initialState;
+    std::vector<DWORD> answers;  // of waits one after the other
+};
+
+TEST(EventTest, StaysSetOrLetsOnePass) {
+    const DWORD passes = WAIT_OBJECT_0;
+    const DWORD blocks = WAIT_TIMEOUT;
+    const EventCase cases[] = {{TRUE, TRUE, {passes, passes, passes}},
+                               {TRUE, FALSE, {blocks, blocks}},
+                               {FALSE, TRUE, {passes, blocks}},
+                               {FALSE, FALSE, {blocks, blocks}}};
+    for (const EventCase& each : cases) {
+        const HANDLE event = CreateEventA(nullptr, each.manualReset, each.initialState, nullptr);
+        for (const DWORD answer : each.answers)
+            EXPECT_EQ(WaitForSingleObject(event, 0), answer);
+        EXPECT_TRUE(SetEvent(event));
+        EXPECT_TRUE(SetEvent(event));
+        EXPECT_EQ(WaitForSingleObject(event, 0), passes);
+        EXPECT_EQ(WaitForSingleObject(event, 0), each.manualReset ? passes : blocks);
+        EXPECT_TRUE(SetEvent(event));
+        EXPECT_TRUE(ResetEvent(event));
+        EXPECT_EQ(WaitForSingleObject(event, 1), blocks);
+        CloseHandle(event);
+    }
+}
+
+struct ReleaseCase {
+    BOOL manualReset;
+    int sets;
+    bool resetAtOnce;
+    int released;  // of three waiters
+};
+
+TEST(EventTest, ReleasesWhoWaitsAtThatMoment) {
+    const ReleaseCase cases[] = {{FALSE, 1, false, 1},
+                                 {FALSE, 2, false, 2},
+                                 {FALSE, 2, true, 2},
+                                 {TRUE, 1, false, 3},
+                                 {TRUE, 1, true, 3}};
+    for (const ReleaseCase& each : cases) {
+        const HANDLE event = CreateEventA(nullptr, each.manualReset, FALSE, nullptr);
+        std::atomic<int> released{0};
+        std::deque<TestThread> waiters;
+        for (int i = 0; i < 3; ++i)
+            waiters.emplace_back([&] {
+                WaitForSingleObject(event, INFINITE);
+                ++released;
+            });
+        Sleep(kSettle);
+        for (int i = 0; i < each.sets; ++i)
+            SetEvent(event);
+        if (each.resetAtOnce) ResetEvent(event);
+        Sleep(kSettle);
+        EXPECT_EQ(released, each.released) << each.manualReset << each.sets << each.resetAtOnce;
+        for (int i = 0; i < 3 - each.released; ++i)
+            SetEvent(event);
+        waiters.clear();
+        CloseHandle(event);
+    }
+}
+
+TEST(EventTest, ATimedOutWaiterTakesNoSignal) {
+    const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    EXPECT_EQ(WaitForSingleObject(event, 20), DWORD{WAIT_TIMEOUT});
+    SetEvent(event);
+    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
+    CloseHandle(event);
+}
+
+// Both threads signal each other: a signal that is lost stops the test, one that is doubled breaks the
+// alternation.
+TEST(EventTest, LosesAndDoublesNoSignal) {
+    constexpr int kRounds = 3000;
+    const HANDLE there = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    const HANDLE back = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    int turns = 0;
+    TestThread partner([&] {
+        for (int i = 0; i < kRounds; ++i) {
+            WaitForSingleObject(there, INFINITE);
+            EXPECT_EQ(turns++, 2 * i + 1);
+            SetEvent(back);
+        }
+    });
+    for (int i = 0; i < kRounds; ++i) {
+        EXPECT_EQ(turns++, 2 * i);
+        SetEvent(there);
+        ASSERT_EQ(WaitForSingleObject(back, 30000), WAIT_OBJECT_0);
+    }
+    partner.Join();
+    CloseHandle(there);
+    CloseHandle(back);
+}
+
+}  // namespace
