@@ -17,14 +17,27 @@ inline constexpr DWORD FILE_CURRENT = 1;
 inline constexpr DWORD FILE_END = 2;
 inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFFu;
 
-// OPEN_ALWAYS on a file that exists succeeds and leaves ERROR_ALREADY_EXISTS; on a new one 0. Either slash separates.
-HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD disposition,
-                          DWORD flags, HANDLE templateFile);
+// OPEN_ALWAYS on a file that exists succeeds and leaves ERROR_ALREADY_EXISTS; on a new one 0. Either slash
+// separates. 2 for a missing file, 3 for a missing folder, 5 for a folder. The share mode isn't enforced:
+// anybody may open the file. INVALID_HANDLE_VALUE on failure.
+HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
+                          DWORD disposition, DWORD flags, HANDLE templateFile);
+
+// Writes all or fails, with what was written until then in `written`. On a new file, and after a move to the
+// end, each write goes to the end of that moment: two writers of one file don't overwrite each other. Not
+// overlapped.
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED overlapped);
+
+// Answers the low 32 bits of the new place. Without `distanceHigh` a place beyond them is reached all the
+// same, and its upper bits aren't told.
 DWORD WINAPI SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method);
 
-// Answers the length without the NUL, or the size needed with it; 0 on failure.
+// Makes a path absolute, without `.` and `..`. Answers the length without the NUL, or the size needed with
+// it; 0 on failure.
 DWORD WINAPI GetFullPathNameA(LPCSTR path, DWORD size, LPSTR buffer, LPSTR* filePart);
+
+// The path of the program, for a null module, or of a loaded library. Answers its length; a path that doesn't
+// fit is cut, and the answer is `size` with ERROR_INSUFFICIENT_BUFFER.
 DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size);
 
 void WINAPI GetLocalTime(LPSYSTEMTIME time);
@@ -39,5 +52,6 @@ struct OSVERSIONINFOA {
 };
 using LPOSVERSIONINFOA = OSVERSIONINFOA*;
 
-// 10.0 with no service pack, unless SOFTWARE\Microsoft\Windows NT\CurrentVersion in the registry says otherwise.
+// 10.0 with no service pack, unless `CurrentVersion` ("3.51") and `CSDVersion` ("Service Pack 3") under
+// SOFTWARE\Microsoft\Windows NT\CurrentVersion in the registry say otherwise. Fails if they can't be read.
 BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA information);

@@ -1,0 +1,23 @@
+// One line of an INI file, and the trimming of names in it. Within the layer only.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+// Without blanks, tabs and carriage returns at both ends.
+std::string_view TrimBlanks(std::string_view text);
+
+// Takes the first line off `rest`, without its line feed; the last line needs none. `rest` isn't empty.
+std::string_view TakeLine(std::string_view& rest);
+
+// The name that a heading `[name]` gives, up to the last bracket of the line; nothing for any other line, and
+// for a heading without an end or without a name.
+std::optional<std::string_view> HeadingName(std::string_view line);
+
+struct IniKey {
+    std::string_view name;   // never empty
+    std::string_view value;  // without the pair of quotes around the whole
+};
+
+// Nothing for comments, headings and lines without an equals sign.
+std::optional<IniKey> ParseKey(std::string_view line);
