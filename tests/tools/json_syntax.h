@@ -13,26 +13,26 @@ class JsonSyntax {
     }
 
   private:
-    explicit JsonSyntax(std::string_view text) : _text(text) {}
+    explicit JsonSyntax(std::string_view text) : text_(text) {}
 
     bool AtEnd() {
         while (Take('\n')) {
         }
-        return _text.empty();
+        return text_.empty();
     }
     bool Take(char expected) {
-        if (_text.empty() || _text.front() != expected) return false;
-        _text.remove_prefix(1);
+        if (text_.empty() || text_.front() != expected) return false;
+        text_.remove_prefix(1);
         return true;
     }
     bool Word(std::string_view word) {
-        if (!_text.starts_with(word)) return false;
-        _text.remove_prefix(word.size());
+        if (!text_.starts_with(word)) return false;
+        text_.remove_prefix(word.size());
         return true;
     }
     bool Value() {
-        if (_text.empty()) return false;
-        switch (_text.front()) {
+        if (text_.empty()) return false;
+        switch (text_.front()) {
             case '{':
                 return List('{', '}', true);
             case '[':
@@ -54,32 +54,32 @@ class JsonSyntax {
     }
     bool String() {
         if (!Take('"')) return false;
-        while (!_text.empty() && _text.front() != '"') {
-            if (static_cast<unsigned char>(_text.front()) - 0x20u >= 0x5Fu) return false;
+        while (!text_.empty() && text_.front() != '"') {
+            if (static_cast<unsigned char>(text_.front()) - 0x20u >= 0x5Fu) return false;
             if (Take('\\')) {
-                if (_text.empty()) return false;
-                if (_text.front() == 'u') {
+                if (text_.empty()) return false;
+                if (text_.front() == 'u') {
                     for (std::size_t digit = 1; digit <= 4; ++digit)
-                        if (digit >= _text.size() || !std::isxdigit(static_cast<unsigned char>(_text[digit])))
+                        if (digit >= text_.size() || !std::isxdigit(static_cast<unsigned char>(text_[digit])))
                             return false;
-                    _text.remove_prefix(4);
-                } else if (std::strchr("\"\\/bfnrt", _text.front()) == nullptr) {
+                    text_.remove_prefix(4);
+                } else if (std::strchr("\"\\/bfnrt", text_.front()) == nullptr) {
                     return false;
                 }
             }
-            _text.remove_prefix(1);
+            text_.remove_prefix(1);
         }
         return Take('"');
     }
     bool Number() {
         Take('-');
         std::size_t digits = 0;
-        while (digits < _text.size() && std::isdigit(static_cast<unsigned char>(_text[digits])))
+        while (digits < text_.size() && std::isdigit(static_cast<unsigned char>(text_[digits])))
             ++digits;
-        if (digits == 0 || (digits > 1 && _text.front() == '0')) return false;
-        _text.remove_prefix(digits);
+        if (digits == 0 || (digits > 1 && text_.front() == '0')) return false;
+        text_.remove_prefix(digits);
         return true;
     }
 
-    std::string_view _text;
+    std::string_view text_;
 };

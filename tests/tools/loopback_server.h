@@ -21,45 +21,45 @@ class LoopbackServer {
     using Answer = std::function<std::vector<Datagram>(const Datagram&)>;
 
     explicit LoopbackServer(Answer answer)
-        : _answer(std::move(answer)), _socket(::socket(AF_INET, SOCK_DGRAM, 0)) {
+        : answer_(std::move(answer)), socket_(::socket(AF_INET, SOCK_DGRAM, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof address;
-        if (::bind(_socket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-            ::getsockname(_socket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+        if (::bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+            ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
             std::abort();
-        _port = ntohs(address.sin_port);
-        _thread = std::thread([this] { Serve(); });
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] { Serve(); });
     }
     ~LoopbackServer() {
-        _ended = true;
-        _thread.join();
-        ::close(_socket);
+        ended_ = true;
+        thread_.join();
+        ::close(socket_);
     }
 
-    std::string Port() const { return std::to_string(_port); }
+    std::string Port() const { return std::to_string(port_); }
 
   private:
     void Serve() {
         Datagram datagram(65536);
-        while (!_ended) {
-            pollfd waiting{_socket, POLLIN, 0};
+        while (!ended_) {
+            pollfd waiting{socket_, POLLIN, 0};
             if (::poll(&waiting, 1, 20) <= 0) continue;
             sockaddr_in from{};
             socklen_t size = sizeof from;
             datagram.resize(65536);
-            const ssize_t received = ::recvfrom(_socket, datagram.data(), datagram.size(), 0,
+            const ssize_t received = ::recvfrom(socket_, datagram.data(), datagram.size(), 0,
                                                 reinterpret_cast<sockaddr*>(&from), &size);
             datagram.resize(received > 0 ? static_cast<std::size_t>(received) : 0);
-            for (const Datagram& reply : _answer(datagram))
-                ::sendto(_socket, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&from), size);
+            for (const Datagram& reply : answer_(datagram))
+                ::sendto(socket_, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&from), size);
         }
     }
 
-    Answer _answer;
-    int _socket;
-    std::uint16_t _port = 0;
-    std::atomic<bool> _ended = false;
-    std::thread _thread;
+    Answer answer_;
+    int socket_;
+    std::uint16_t port_ = 0;
+    std::atomic<bool> ended_ = false;
+    std::thread thread_;
 };

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "quillonctl/descriptor.h"
+#include "platform/posix/descriptor.h"
 
 namespace quillonctl {
 namespace {
@@ -46,7 +46,7 @@ std::string Reason() {
 
 Descriptor OpenSocket(const Route& route, std::string& error) {
     Descriptor descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!descriptor.IsOpen()) {
+    if (!descriptor) {
         error = "no socket" + Reason();
         return {};
     }
@@ -82,7 +82,7 @@ using Sockets = std::array<Descriptor, 2>;
 
 bool OpenSockets(const Route& route, Sockets& sockets, std::string& error, std::string& notice) {
     sockets[0] = OpenSocket(route, error);
-    if (!sockets[0].IsOpen()) return false;
+    if (!sockets[0]) return false;
     const IpAddress local = route.local.value_or(kAnyAddress);
     bool bound = Bind(sockets[0], local, route.localPort);
     if (!bound && errno == EACCES && route.anyPortIfDenied) {
@@ -97,7 +97,7 @@ bool OpenSockets(const Route& route, Sockets& sockets, std::string& error, std::
     }
     if (local == kAnyAddress) return true;
     sockets[1] = OpenSocket(route, error);
-    if (!sockets[1].IsOpen()) return false;
+    if (!sockets[1]) return false;
     if (!Bind(sockets[1], kLimitedBroadcast, BoundPort(sockets[0]))) {
         error = "can't receive broadcasts" + Reason();
         return false;

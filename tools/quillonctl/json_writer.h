@@ -23,16 +23,16 @@ class JsonWriter {
     JsonWriter& Number(std::int64_t value);
     JsonWriter& Boolean(bool value);
 
-    const std::string& Text() const { return _text; }
+    const std::string& Text() const { return text_; }
 
   private:
     JsonWriter& Open(char opening, char closing);
     void Separate();
     void Quote(std::string_view bytes);
 
-    std::string _text;
-    std::vector<char> _closings;
-    bool _needsComma = false;
+    std::string text_;
+    std::vector<char> closings_;
+    bool needsComma_ = false;
 };
 
 }  // namespace quillonctl

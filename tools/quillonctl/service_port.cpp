@@ -1,13 +1,12 @@
 #include "quillonctl/service_port.h"
 
-#include <arpa/inet.h>
-#include <netdb.h>
+#include "platform/posix/service_names.h"
 
 namespace quillonctl {
 
 std::uint16_t ServicePort() {
-    const servent* service = ::getservbyname("bootp", "udp");
-    return service != nullptr ? ntohs(static_cast<std::uint16_t>(service->s_port)) : 67;
+    const auto service = LookUpServiceName("bootp", "udp");
+    return service ? service->port : 67;
 }
 
 }  // namespace quillonctl

@@ -1,0 +1,165 @@
+// The control socket under clients that don't behave, and under other users.
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <fstream>
+#include <functional>
+#include <vector>
+
+#include "platform/posix/control_server.h"
+#include "platform/posix/control_socket.h"
+#include "platform/service_fixture.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class ControlSocketTest : public ServiceManagerTest {
+  protected:
+    Descriptor Connect(int type = SOCK_SEQPACKET) const {
+        Descriptor connection(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+        const auto address = LocalSocketAddress(Control()).value();
+        if (::connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+            connection.Reset();
+        return connection;
+    }
+
+    // Whether the service closes the connection within `patience` without an answer.
+    static bool IsDropped(const Descriptor& connection, int patience) {
+        pollfd waiting{connection.Get(), POLLIN, 0};
+        char byte = 0;
+        return ::poll(&waiting, 1, patience) == 1 && ::recv(connection.Get(), &byte, 1, MSG_DONTWAIT) <= 0;
+    }
+
+    void ExpectPromptAnswer() const {
+        const auto begin = Clock::now();
+        EXPECT_EQ(Ask(ControlQuery), (Answer{0, SERVICE_RUNNING}));
+        EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    }
+
+    // The exit status of `body` in a process of another user.
+    static int AsNobody(const std::function<int()>& body) {
+        const pid_t child = ::fork();
+        if (child == 0) ::_exit(::setgid(65534) != 0 || ::setuid(65534) != 0 ? 99 : body());
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+};
+
+TEST_F(ControlSocketTest, SilentClientsHoldUpNobodyAndAreDropped) {
+    StartAndAwaitRunning();
+    std::vector<Descriptor> silent;
+    for (int count = 0; count < 60; ++count) {
+        silent.push_back(Connect());
+        if (count % 10 == 9) ExpectPromptAnswer();
+    }
+    for (const Descriptor& connection : silent)
+        EXPECT_TRUE(IsDropped(connection, 5000));
+    ExpectPromptAnswer();
+}
+
+TEST_F(ControlSocketTest, NonsenseIsDroppedAtOnce) {
+    StartAndAwaitRunning();
+    const ControlRequest good{.control = SERVICE_CONTROL_STOP};
+    std::string request(reinterpret_cast<const char*>(&good), sizeof good);
+    std::string otherMark = request;
+    otherMark[0] ^= 1;
+    for (const std::string& message :
+         {request.substr(0, 7), request + "x", otherMark, std::string(100000, 'x'), std::string("x")}) {
+        const Descriptor connection = Connect();
+        ASSERT_EQ(::send(connection.Get(), message.data(), message.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(message.size()));
+        EXPECT_TRUE(IsDropped(connection, 1000)) << message.size();
+    }
+    EXPECT_FALSE(Connect(SOCK_STREAM));
+    // One that goes away without waiting for its answer.
+    const ControlRequest query;
+    ::send(Connect().Get(), &query, sizeof query, MSG_NOSIGNAL);
+    ExpectPromptAnswer();
+}
+
+TEST_F(ControlSocketTest, ARequestThatWaitedBehindASlowHandlerIsStillHeard) {
+    StartAndAwaitRunning("slow-handler");
+    // Three of these take longer than a client may be silent.
+    std::vector<Descriptor> slow;
+    const ControlRequest interrogate{.control = SERVICE_CONTROL_INTERROGATE};
+    for (int count = 0; count < 3; ++count) {
+        slow.push_back(Connect());
+        ::send(slow.back().Get(), &interrogate, sizeof interrogate, MSG_NOSIGNAL);
+    }
+    EXPECT_EQ(Ask(ControlQuery), (Answer{0, SERVICE_RUNNING}));
+    for (const Descriptor& connection : slow) {
+        ControlReply reply;
+        EXPECT_EQ(::recv(connection.Get(), &reply, sizeof reply, 0), static_cast<ssize_t>(sizeof reply));
+        EXPECT_EQ(reply.error, 0u);
+    }
+}
+
+TEST_F(ControlSocketTest, OnlyTheOwnerAndRootMayUseIt) {
+    StartAndAwaitRunning();
+    struct stat found {};
+    ASSERT_EQ(::stat(Control().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0600u);
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to be another user";
+    ::chmod(home_.c_str(), 0755);
+    const auto askAsNobody = [&] {
+        return AsNobody([&] { return static_cast<int>(Ask(SERVICE_CONTROL_STOP).error); });
+    };
+    EXPECT_EQ(askAsNobody(), static_cast<int>(ERROR_ACCESS_DENIED));
+    // Whoever gets past the file's mode is still asked who he is.
+    ::chmod(Control().c_str(), 0666);
+    EXPECT_EQ(askAsNobody(), static_cast<int>(ERROR_ACCESS_DENIED));
+    ExpectPromptAnswer();
+}
+
+TEST_F(ControlSocketTest, ADeadServicesSocketIsReplacedAndALiveOnesIsNot) {
+    StartAndAwaitRunning();
+    Signal(SIGKILL);
+    EXPECT_EQ(AwaitEnd(), -1);
+    ASSERT_TRUE(std::filesystem::exists(Control()));
+    EXPECT_EQ(Ask(ControlQuery), (Answer{ERROR_SERVICE_NOT_ACTIVE, 0}));
+    StartAndAwaitRunning();
+
+    ControlServer second;
+    EXPECT_EQ(second.Open(Control()), ERROR_SERVICE_ALREADY_RUNNING);
+    ExpectPromptAnswer();
+    Signal(SIGTERM);
+    EXPECT_EQ(AwaitEnd(), 0);
+    EXPECT_FALSE(std::filesystem::exists(Control()));
+}
+
+TEST_F(ControlSocketTest, WhatIsNotAnAbandonedSocketIsNeverRemoved) {
+    std::ofstream(Control()) << "precious";
+    Start("", manager_->Name());
+    EXPECT_EQ(AwaitEnd(), 1);
+    EXPECT_EQ(DispatcherAnswer(), std::to_string(ERROR_FILE_EXISTS));
+    EXPECT_TRUE(std::filesystem::is_regular_file(Control()));
+    EXPECT_THAT(manager_->Next(), testing::HasSubstr("No control socket at " + Control()));
+    std::filesystem::remove(Control());
+
+    // Somebody else's server, without the lock of ours.
+    Descriptor foreign(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const auto address = LocalSocketAddress(Control()).value();
+    ASSERT_EQ(::bind(foreign.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(foreign.Get(), 1), 0);
+    ControlServer server;
+    EXPECT_EQ(server.Open(Control()), ERROR_SERVICE_ALREADY_RUNNING);
+    EXPECT_TRUE(std::filesystem::is_socket(Control()));
+}
+
+TEST_F(ControlSocketTest, APathThatIsTooLongIsAClearFailure) {
+    const std::string deep = HomeFile(std::string(110, 'd'));
+    std::filesystem::create_directory(deep);
+    Start("", manager_->Name(), deep);
+    EXPECT_EQ(AwaitEnd(), 1);
+    EXPECT_THAT(manager_->Next(), testing::EndsWith("error 206"));
+    DWORD error = 0;
+    EXPECT_FALSE(AskService(deep + "/control", ControlQuery, error));
+    EXPECT_EQ(error, ERROR_FILENAME_EXCED_RANGE);
+}
+
+}  // namespace

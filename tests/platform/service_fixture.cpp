@@ -1,0 +1,90 @@
+#include "platform/service_fixture.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <cstddef>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "platform/posix/control_socket.h"
+
+NotifySocket::NotifySocket(const std::string& name)
+    : name_(name), socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    auto address = LocalSocketAddress(name).value();
+    if (name[0] == '@') address.sun_path[0] = '\0';
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+    if (::bind(socket_.Get(), reinterpret_cast<sockaddr*>(&address), size) != 0) std::abort();
+}
+
+std::string NotifySocket::Next() {
+    pollfd waiting{socket_.Get(), POLLIN, 0};
+    if (::poll(&waiting, 1, 10000) != 1) return "";
+    char text[1000];
+    const ssize_t received = ::recv(socket_.Get(), text, sizeof text, 0);
+    return std::string(text, received > 0 ? static_cast<std::size_t>(received) : 0);
+}
+
+ServiceManagerTest::ServiceManagerTest() {
+    char folder[] = "/tmp/quillon-service-XXXXXX";
+    home_ = ::mkdtemp(folder);
+    manager_.emplace(HomeFile("notify"));
+    ::setenv("QUILLON_HOME", home_.c_str(), 1);
+}
+
+ServiceManagerTest::~ServiceManagerTest() {
+    if (process_ > 0) {
+        ::kill(process_, SIGKILL);
+        ::waitpid(process_, nullptr, 0);
+    }
+    std::filesystem::remove_all(home_);
+}
+
+void ServiceManagerTest::Start(const std::string& behaviour, const std::string& manager,
+                               const std::string& home) {
+    process_ = ::fork();
+    if (process_ != 0) return;
+    ::setenv("NOTIFY_SOCKET", manager.c_str(), 1);
+    if (!home.empty()) ::setenv("QUILLON_HOME", home.c_str(), 1);
+    ::execl(SERVICE_PROGRAM, SERVICE_PROGRAM, behaviour.c_str(), nullptr);
+    ::_exit(127);
+}
+
+void ServiceManagerTest::StartAndAwaitRunning(const std::string& behaviour) {
+    Start(behaviour, manager_->Name());
+    std::string notification;
+    do
+        notification = manager_->Next();
+    while (!notification.empty() && !notification.starts_with("READY=1"));
+    ASSERT_EQ(notification, "READY=1\nSTATUS=Running");
+}
+
+void ServiceManagerTest::Signal(int signal) const {
+    ::kill(process_, signal);
+}
+
+int ServiceManagerTest::AwaitEnd() {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    int status = 0;
+    while (::waitpid(process_, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) return -1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    process_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string ServiceManagerTest::DispatcherAnswer() const {
+    std::stringstream text;
+    text << std::ifstream(HomeFile("result")).rdbuf();
+    return text.str();
+}
+
+ServiceManagerTest::Answer ServiceManagerTest::Ask(DWORD control, std::chrono::milliseconds patience) const {
+    DWORD error = 0;
+    const auto reply = AskService(Control(), control, error, patience);
+    return reply ? Answer{reply->error, reply->status.dwCurrentState} : Answer{error, 0};
+}

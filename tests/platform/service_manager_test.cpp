@@ -1,0 +1,232 @@
+#include "platform/posix/service_manager.h"
+
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "platform/posix/registry.h"
+#include "platform/service_fixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+std::string FileText(const std::string& path) {
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+TEST_F(ServiceManagerTest, TheDispatcherConnectsOnlyToAManagerThatIsThere) {
+    std::ofstream(HomeFile("file")) << "x";
+    for (const std::string& name :
+         {std::string(), HomeFile("nobody"), HomeFile("file"), std::string("@quillon-test-nobody"),
+          std::string("relative"), std::string("/") + std::string(200, 'x')}) {
+        Start("", name);
+        EXPECT_EQ(AwaitEnd(), 1) << name;
+        EXPECT_EQ(DispatcherAnswer(), "1063") << name;
+    }
+    EXPECT_FALSE(std::filesystem::exists(Control()));
+}
+
+TEST_F(ServiceManagerTest, ReportsItsStatesAndObeysItsControls) {
+    Start("", manager_->Name());
+    EXPECT_EQ(manager_->Next(), "STATUS=Starting\nEXTEND_TIMEOUT_USEC=3000000");
+    EXPECT_EQ(manager_->Next(), "READY=1\nSTATUS=Running");
+    EXPECT_EQ(Ask(ControlQuery), (Answer{0, SERVICE_RUNNING}));
+    EXPECT_EQ(Ask(SERVICE_CONTROL_INTERROGATE), (Answer{0, SERVICE_RUNNING}));
+    EXPECT_EQ(Ask(SERVICE_CONTROL_PAUSE), (Answer{0, SERVICE_PAUSED}));
+    EXPECT_EQ(manager_->Next(), "STATUS=Paused");
+    EXPECT_EQ(Ask(ControlQuery), (Answer{0, SERVICE_PAUSED}));
+    EXPECT_EQ(Ask(SERVICE_CONTROL_CONTINUE), (Answer{0, SERVICE_RUNNING}));
+    EXPECT_EQ(manager_->Next(), "READY=1\nSTATUS=Running");
+    EXPECT_EQ(Ask(128), (Answer{ERROR_INVALID_SERVICE_CONTROL, SERVICE_RUNNING}));
+    const auto stopped = Ask(SERVICE_CONTROL_STOP);
+    EXPECT_EQ(stopped.error, 0u);
+    EXPECT_EQ(manager_->Next(), "STOPPING=1\nSTATUS=Stopped");
+    EXPECT_EQ(manager_->Next(), "STOPPING=1\nSTATUS=Stopping\nEXTEND_TIMEOUT_USEC=3000000");
+    EXPECT_EQ(manager_->Next(), "STOPPING=1\nSTATUS=Stopped with exit code 1066, service-specific code 11");
+    EXPECT_EQ(AwaitEnd(), 0);
+    EXPECT_EQ(DispatcherAnswer(), "0");
+    EXPECT_EQ(Ask(ControlQuery), (Answer{ERROR_SERVICE_NOT_ACTIVE, 0}));
+    EXPECT_FALSE(std::filesystem::exists(Control()));
+}
+
+TEST_F(ServiceManagerTest, TellsAReload) {
+    Start("reload", manager_->Name());
+    EXPECT_THAT(manager_->Next(), StartsWith("STATUS=Starting"));
+    EXPECT_EQ(manager_->Next(), "READY=1\nSTATUS=Running");
+    EXPECT_THAT(manager_->Next(),
+                testing::MatchesRegex(
+                    "RELOADING=1\nMONOTONIC_USEC=[0-9]+\nSTATUS=Reloading\nEXTEND_TIMEOUT_USEC=2000000"));
+    EXPECT_EQ(manager_->Next(), "READY=1\nSTATUS=Running");
+}
+
+TEST_F(ServiceManagerTest, ASignalStopsIt) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        StartAndAwaitRunning();
+        Signal(signal);
+        EXPECT_EQ(AwaitEnd(), 0);
+        EXPECT_EQ(DispatcherAnswer(), "0");
+    }
+}
+
+TEST_F(ServiceManagerTest, ASignalDuringTheStartWaitsForTheStart) {
+    Start("slow-start", manager_->Name());
+    EXPECT_THAT(manager_->Next(), StartsWith("STATUS=Starting"));
+    Signal(SIGTERM);
+    EXPECT_EQ(Ask(SERVICE_CONTROL_STOP), (Answer{ERROR_SERVICE_CANNOT_ACCEPT_CTRL, SERVICE_START_PENDING}));
+    EXPECT_EQ(manager_->Next(), "READY=1\nSTATUS=Running");
+    EXPECT_EQ(manager_->Next(), "STOPPING=1\nSTATUS=Stopped");
+    EXPECT_EQ(AwaitEnd(), 0);
+}
+
+TEST_F(ServiceManagerTest, AnUnaskedEndIsAFailure) {
+    Start("fail", manager_->Name());
+    std::string last;
+    for (std::string next = manager_->Next(); !next.empty(); next = manager_->Next()) {
+        last = next;
+        if (next.find("exit code") != std::string::npos) break;
+    }
+    EXPECT_EQ(last, "STOPPING=1\nSTATUS=Stopped with exit code 1066, service-specific code 11");
+    EXPECT_EQ(AwaitEnd(), 1);
+    EXPECT_EQ(DispatcherAnswer(), "1066");
+    Start("vanish", manager_->Name());
+    EXPECT_EQ(AwaitEnd(), 1);
+    EXPECT_EQ(DispatcherAnswer(), "1067");
+}
+
+TEST_F(ServiceManagerTest, DoesNotWaitForATearDownWithoutEnd) {
+    StartAndAwaitRunning("stuck-tear-down");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Ask(SERVICE_CONTROL_STOP).error, 0u);
+    EXPECT_EQ(Ask(SERVICE_CONTROL_PAUSE), (Answer{ERROR_SERVICE_NOT_ACTIVE, SERVICE_STOPPED}));
+    EXPECT_EQ(AwaitEnd(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+}
+
+TEST_F(ServiceManagerTest, RefusesAControlThatTheServiceDoesNotAccept) {
+    StartAndAwaitRunning("no-pause");
+    EXPECT_EQ(Ask(SERVICE_CONTROL_PAUSE), (Answer{ERROR_INVALID_SERVICE_CONTROL, SERVICE_RUNNING}));
+    EXPECT_EQ(Ask(SERVICE_CONTROL_CONTINUE), (Answer{ERROR_INVALID_SERVICE_CONTROL, SERVICE_RUNNING}));
+    EXPECT_EQ(Ask(SERVICE_CONTROL_INTERROGATE), (Answer{0, SERVICE_RUNNING}));
+}
+
+TEST_F(ServiceManagerTest, AManagerThatReadsNothingStopsNothing) {
+    StartAndAwaitRunning();
+    const auto begin = std::chrono::steady_clock::now();
+    for (int round = 0; round < 500; ++round) {
+        ASSERT_EQ(Ask(SERVICE_CONTROL_PAUSE), (Answer{0, SERVICE_PAUSED}));
+        ASSERT_EQ(Ask(SERVICE_CONTROL_CONTINUE), (Answer{0, SERVICE_RUNNING}));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    manager_.reset();  // and now nobody is there at all
+    EXPECT_EQ(Ask(SERVICE_CONTROL_PAUSE), (Answer{0, SERVICE_PAUSED}));
+    Signal(SIGTERM);
+    EXPECT_EQ(AwaitEnd(), 0);
+}
+
+TEST_F(ServiceManagerTest, NotifiesAnAbstractSocket) {
+    NotifySocket abstract("@quillon-test-" + std::to_string(::getpid()));
+    Start("", abstract.Name());
+    EXPECT_THAT(abstract.Next(), StartsWith("STATUS=Starting"));
+    EXPECT_EQ(abstract.Next(), "READY=1\nSTATUS=Running");
+}
+
+TEST_F(ServiceManagerTest, AProcessThatHangsTimesOut) {
+    StartAndAwaitRunning();
+    Signal(SIGSTOP);
+    EXPECT_EQ(Ask(ControlQuery, std::chrono::milliseconds(300)), (Answer{ERROR_SERVICE_REQUEST_TIMEOUT, 0}));
+    Signal(SIGCONT);
+    EXPECT_EQ(Ask(ControlQuery), (Answer{0, SERVICE_RUNNING}));
+}
+
+TEST_F(ServiceManagerTest, InstallsAndRemovesAService) {
+    ::mkdir(HomeFile("systemd").c_str(), 0755);
+    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+    ASSERT_NE(manager, nullptr);
+    EXPECT_EQ(OpenServiceA(manager, "Quillon", SERVICE_ALL_ACCESS), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_SERVICE_DOES_NOT_EXIST);
+
+    const auto create = [&](const char* name) {
+        return CreateServiceA(manager, name, "The Display Name", SERVICE_ALL_ACCESS,
+                              SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                              "/opt/quillon/bin/quillon", nullptr, nullptr, nullptr, nullptr, nullptr);
+    };
+    const SC_HANDLE service = create("Quillon");
+    ASSERT_NE(service, nullptr) << GetLastError();
+    EXPECT_EQ(create("quillon"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_SERVICE_EXISTS);
+    EXPECT_EQ(create("Quil/lon"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
+
+    const std::string registry = FileText(HomeFile("registry.reg"));
+    for (const char* line :
+         {"[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Quillon]", "\"Type\"=dword:00000010",
+          "\"Start\"=dword:00000003", "\"ErrorControl\"=dword:00000001",
+          "\"ImagePath\"=str(2):\"/opt/quillon/bin/quillon\"", "\"DisplayName\"=\"The Display Name\""})
+        EXPECT_THAT(registry, HasSubstr(line));
+    const std::string unit = FileText(HomeFile("systemd/quillon.service"));
+    EXPECT_THAT(unit, HasSubstr("\nExecStart=/opt/quillon/bin/quillon\n"));
+    EXPECT_THAT(unit, HasSubstr("QUILLON_HOME=" + home_.string()));
+
+    SERVICE_STATUS status{};
+    EXPECT_TRUE(QueryServiceStatus(service, &status));
+    EXPECT_EQ(status.dwCurrentState, SERVICE_STOPPED);
+    EXPECT_FALSE(ControlService(service, SERVICE_CONTROL_STOP, &status));
+    EXPECT_EQ(GetLastError(), ERROR_SERVICE_NOT_ACTIVE);
+
+    HKEY parameters = nullptr;
+    ASSERT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\Quillon\\Parameters",
+                            &parameters),
+              0);
+    RegCloseKey(parameters);
+    EXPECT_TRUE(DeleteService(service));
+    EXPECT_FALSE(DeleteService(service));
+    EXPECT_EQ(GetLastError(), ERROR_SERVICE_MARKED_FOR_DELETE);
+    EXPECT_EQ(OpenServiceA(manager, "Quillon", SERVICE_ALL_ACCESS), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_SERVICE_DOES_NOT_EXIST);
+    EXPECT_FALSE(std::filesystem::exists(HomeFile("systemd/quillon.service")));
+    const std::string left = FileText(HomeFile("registry.reg"));
+    EXPECT_THAT(left, HasSubstr("Quillon\\Parameters]"));
+    for (const char* gone : {"ImagePath", "DisplayName", "ErrorControl"})
+        EXPECT_THAT(left, Not(HasSubstr(gone)));
+
+    EXPECT_TRUE(CloseServiceHandle(service));
+    EXPECT_FALSE(CloseServiceHandle(service));
+    const SC_HANDLE again = create("QUILLON");
+    EXPECT_NE(again, nullptr) << GetLastError();
+    EXPECT_TRUE(CloseServiceHandle(again));
+    EXPECT_TRUE(CloseServiceHandle(manager));
+    EXPECT_EQ(OpenServiceA(manager, "Quillon", SERVICE_ALL_ACCESS), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(ServiceManagerTest, AnInstalledServiceIsReachedByItsHandle) {
+    const SC_HANDLE manager = OpenSCManagerA("", nullptr, SC_MANAGER_ALL_ACCESS);
+    const SC_HANDLE service = CreateServiceA(
+        manager, "Quillon", "Quillon", SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
+        SERVICE_ERROR_NORMAL, SERVICE_PROGRAM, nullptr, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_NE(service, nullptr) << GetLastError();
+    StartAndAwaitRunning();
+    SERVICE_STATUS status{};
+    EXPECT_TRUE(QueryServiceStatus(service, &status));
+    EXPECT_EQ(status.dwCurrentState, SERVICE_RUNNING);
+    EXPECT_EQ(status.dwControlsAccepted, 3u);
+    EXPECT_TRUE(ControlService(service, SERVICE_CONTROL_PAUSE, &status));
+    EXPECT_EQ(status.dwCurrentState, SERVICE_PAUSED);
+    EXPECT_FALSE(ControlService(service, 0, &status));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_SERVICE_CONTROL);
+    EXPECT_TRUE(ControlService(service, SERVICE_CONTROL_STOP, &status));
+    EXPECT_EQ(AwaitEnd(), 0);
+    EXPECT_TRUE(CloseServiceHandle(service));
+    EXPECT_TRUE(CloseServiceHandle(manager));
+}
+
+}  // namespace
