@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "class_a/failure.h"
 #include "class_a/standard/CBitShift.h"
-#include "class_a/standard/CException.h"
 
 namespace {
 
@@ -52,15 +52,9 @@ TEST(BitShift, RefusesANegativeDistance) {
                                                     {"right", ksl::CBitShift::right}};
     for (const auto& [name, shift] : shifts) {
         Bytes bytes{0x80};
-        try {
-            shift(bytes.data(), bytes.size(), -1);
-            ADD_FAILURE() << name;
-        } catch (ksl::CException& failure) {
-            EXPECT_EQ(failure.text(),
-                      "Cannot " + name + " shift by -1 bits. (Negative shift is not supported.)");
-            EXPECT_EQ(failure.function(), "CBitShift::" + name);
-            EXPECT_TRUE(failure.location().starts_with("static, class_a/standard/CBitShift.cpp, "));
-        }
+        EXPECT_EQ(failure_of([&, &move = shift] { move(bytes.data(), bytes.size(), -1); }),
+                  "CBitShift::" + name + ": Cannot " + name +
+                      " shift by -1 bits. (Negative shift is not supported.)");
         EXPECT_EQ(bytes, Bytes{0x80});
     }
 }

@@ -4,28 +4,13 @@
 #include <functional>
 #include <string>
 
-#include "class_a/standard/CException.h"
+#include "class_a/failure.h"
 #include "class_a/standard/CMessage.h"
 #include "class_a/standard/CObject.h"
 
 namespace {
 
 using Buffer = ksl::CArgBuffer<100, 1024, 200>;
-
-// Runs what must fail, and returns the function and the text of the failure.
-std::string failure_of(const std::function<void()>& run) {
-    try {
-        run();
-    } catch (ksl::CException& failure) {
-        EXPECT_EQ(failure.code(), 0);
-        EXPECT_EQ(failure.severity(), ksl::CException::error);
-        EXPECT_EQ(failure.domain(), "standard");
-        EXPECT_EQ(failure.object(), nullptr);
-        EXPECT_TRUE(failure.location().starts_with("static, class_a/standard/CArgBufferErrors.cpp, "));
-        return failure.function() + ": " + failure.text();
-    }
-    return "no failure";
-}
 
 constexpr const char* kNoSpace =
     "CArgBuffer::_checkSpace: Cannot process argument. (Not enough buffer space.)";
