@@ -136,7 +136,8 @@ void SendFoundReply(Request* request) {
     trace.foundAddress = packet->yiaddr;
     trace.gateway = packet->giaddr;
     // A host name longer than the field is cut, with its NUL.
-    std::snprintf(packet->sname, sizeof packet->sname, "%s", HostName);
+    std::snprintf(packet->sname, sizeof packet->sname, "%.*s", static_cast<int>(sizeof packet->sname - 1),
+                  HostName);
     packet->siaddr = LocalAddresses[request->context.interfaceIndex].load();
     const Delivery delivery = {&request->context,  &request->parameters(), packet->siaddr,
                                request->broadcast, request->relayed,       trace.hardwareText,
