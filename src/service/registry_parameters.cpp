@@ -1,4 +1,5 @@
 // The only code that knows the names of the registry values.
+#include <algorithm>
 #include <cstring>
 
 #include "service/server_parameters.h"
@@ -78,6 +79,7 @@ struct NumberValue {
     DWORD ServerParameters::*field;
     bool required;
     DWORD fallback;
+    DWORD scale = 1;  // from the registry's unit to the record's
 };
 
 constexpr TextValue ExpandedTexts[] = {
@@ -93,7 +95,7 @@ constexpr NumberValue NumbersBeforeTimeout[] = {
     {"ForceBroadcast", &ServerParameters::ForceBroadcast, false, 0},
     {"UseClientSrcPort", &ServerParameters::UseClientSrcPort, false, 0},
     {"TerminateStrings", &ServerParameters::TerminateStrings, false, 0},
-    {"StaticArpTimeout", &ServerParameters::StaticArpTimeout, false, 60},
+    {"StaticArpTimeout", &ServerParameters::StaticArpTimeout, false, 60, 1000},
     {"CacheSize", &ServerParameters::CacheSize, true, 0},
     {"ExpireSeconds", &ServerParameters::ExpireSeconds, true, 0},
     {"ExpireHits", &ServerParameters::ExpireHits, true, 0},
@@ -110,11 +112,10 @@ const char* ReadValues(HKEY key, ServerParameters* record) {
             return value.name;
     ReadText(key, "LocalAddrs", record->LocalAddrs);
     for (const NumberValue& value : NumbersBeforeTimeout) {
-        if (ReadNumber(key, value.name, &(record->*value.field))) continue;
-        if (value.required) return value.name;
-        record->*value.field = value.fallback;
+        DWORD number = value.fallback;
+        if (!ReadNumber(key, value.name, &number) && value.required) return value.name;
+        record->*value.field = std::min<DWORD>(number, 0xFFFFFFFFu / value.scale) * value.scale;
     }
-    record->StaticArpTimeout *= 1000;
     DWORD timeout = 0;
     if (!ReadNumber(key, "SecondDaemonThreadTimeout", &timeout)) return "SecondDaemonThreadTimeout";
     record->SecondDaemonThreadTimeout = static_cast<LONG>(timeout);

@@ -1,0 +1,85 @@
+#include "diagnostics/activity_log.h"
+
+#include <gmock/gmock.h>
+
+#include "diagnostics/event_report.h"
+#include "service/server_parameters.h"
+#include "service/temporary_home.h"
+
+namespace {
+
+class ActivityLog : public testing::Test {
+  protected:
+    TemporaryHome home;
+    HANDLE mutex = CreateMutexA(nullptr, FALSE, nullptr);
+    HANDLE file = CreateFileA(home.Path("log").c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    ~ActivityLog() override {
+        CloseHandle(file);
+        CloseHandle(mutex);
+    }
+};
+
+DWORD WINAPI HoldMutex(LPVOID mutex) {
+    WaitForSingleObject(mutex, INFINITE);
+    Sleep(300);
+    ReleaseMutex(mutex);
+    return 0;
+}
+
+TEST_F(ActivityLog, LosesALineRatherThanWaitLonger) {
+    EXPECT_EQ(WriteLogLine("first\r\n", file, mutex, 100), 1);
+    const HANDLE holder = CreateThread(nullptr, 0, HoldMutex, mutex, 0, nullptr);
+    Sleep(50);
+    EXPECT_EQ(WriteLogLine("lost\r\n", file, mutex, 10), 0);
+    EXPECT_EQ(WriteLogLine("late\r\n", file, mutex, 5000), 1);
+    WaitForSingleObject(holder, INFINITE);
+    CloseHandle(holder);
+    EXPECT_EQ(home.Read("log"), "first\r\nlate\r\n");
+}
+
+TEST_F(ActivityLog, WithoutAFileOrOnAFullDiskNothingIsWrittenAndNothingBreaks) {
+    EXPECT_EQ(WriteLogLine("text", nullptr, mutex, 10), 0);
+    const HANDLE full = CreateFileA("/dev/full", GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(full, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(WriteLogLine("text", full, mutex, 10), 0);
+    CloseHandle(full);
+    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0) << "the mutex was given back each time";
+    ReleaseMutex(mutex);
+}
+
+TEST(EventFilter, LetsTypesThroughByTheirBit) {
+    struct Case {
+        DWORD number;
+        WORD type;
+    };
+    for (const Case& test :
+         {Case{0x00000003, 4}, Case{0x40000001, 4}, Case{0x8000001B, 2}, Case{0xC0000022, 1}})
+        EXPECT_EQ(EventType(test.number), test.type) << test.number;
+
+    const TemporaryHome home;
+    for (const WORD level : {0, 1, 2, 4, 7})
+        for (const DWORD number : {0x00000003u, 0x8000001Eu, 0xC000000Fu})
+            EXPECT_EQ(ReportServiceEvent(EventSource, number, NoString, nullptr, level, 0), 1);
+    EXPECT_THAT(home.EventNumbers(), testing::ElementsAre("0xC000000F", "0x8000001E", "0x00000003",
+                                                          "0x00000003", "0x8000001E", "0xC000000F"));
+}
+
+TEST(EventText, ComesFromTheSystemOrNamesTheCode) {
+    const TemporaryHome home;
+    LiveParameters.LogLevel = 31;
+    ReportServiceEvent(EventSource, 0xC0000019, SystemString, nullptr, AllEvents, 123456789);
+    ReportServiceEvent(EventSource, 0xC0000019, SystemString, nullptr, AllEvents, ERROR_ACCESS_DENIED);
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    ReportSystemError();
+    ReportMalformedEntry("my-client");
+    EXPECT_THAT(home.Read("events.log"),
+                testing::HasSubstr("The system error is: No text available. The error code is 123456789."));
+    EXPECT_THAT(home.Read("events.log"),
+                testing::HasSubstr("The database entry for hardware address my-client is malformed."));
+    EXPECT_THAT(home.EventNumbers(),
+                testing::ElementsAre("0xC0000019", "0xC0000019", "0xC0000021", "0xC000001C"));
+}
+
+}  // namespace

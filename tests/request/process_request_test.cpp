@@ -1,0 +1,243 @@
+// Whole requests, in a process with a loaded database, from a datagram's block to the reply on the loopback
+// interface.
+#include "request/process_request.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+#include "database/client_list.h"
+#include "request/daemon_pool.h"
+#include "request/interfaces.h"
+#include "request/pool_state.h"
+#include "request/reload.h"
+#include "service/generation.h"
+#include "service/parameter_load.h"
+#include "service/temporary_home.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+constexpr IpAddress Loopback = {{127, 0, 0, 1}};
+
+class WholeRequest : public testing::Test {
+  protected:
+    void SetUp() override {
+        home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1",
+                            "\"UseClientSrcPort\"=dword:1"});
+        home.WriteDatabase();
+        WSADATA data;
+        WSAStartup(MAKEWORD(1, 1), &data);
+        MakePoolMutexes();
+        Install();
+        std::strcpy(HostName, "alpha");
+        LocalAddresses[0] = Loopback;
+        BoundCount = 1;
+        ASSERT_EQ(OpenBoundSocket(&server, 0, Loopback, 0), 0);
+        client = (::socket)(AF_INET, SOCK_DGRAM, 0);
+        from.sin_family = AF_INET;
+        from.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        (::bind)(client, reinterpret_cast<sockaddr*>(&from), sizeof from);
+        socklen_t size = sizeof from;
+        (::getsockname)(client, reinterpret_cast<sockaddr*>(&from), &size);
+    }
+    void TearDown() override {
+        (::close)(client);
+        WSACleanup();
+        ReleaseGeneration(UninstallGeneration());
+        BoundCount = 0;
+        for (const HANDLE mutex : {ListenerMutex.load(), ThreadCountMutex.load(), ListenerHandleMutex.load(),
+                                   ClientListMutex.load()})
+            CloseHandle(mutex);
+    }
+    void Install() {
+        ServerParameters record = {};
+        ASSERT_EQ(LoadParameters(&record), LoadOk) << home.Read("events.log");
+        if (Generation* const previous = InstallGeneration(MakeGeneration(&record)))
+            ReleaseGeneration(previous);
+    }
+    // A context for a datagram of `request`, in a block as the pool allocates it.
+    RequestContext Context(const std::vector<std::uint8_t>& request) {
+        RequestContext context = {};
+        context.from = from;
+        context.socket = server;
+        context.length = static_cast<LONG>(request.size());
+        context.blockOwner = PinCurrentGeneration();
+        const ServerParameters& record = RecordOf(context.blockOwner);
+        context.packet =
+            static_cast<BootPacket*>(HeapAlloc(record.ClientHeap, HEAP_ZERO_MEMORY, record.Daemonblksize));
+        std::memcpy(context.packet, request.data(), request.size());
+        return context;
+    }
+    std::vector<std::uint8_t> Ask(const std::vector<std::uint8_t>& request) {
+        const RequestContext context = Context(request);
+        ProcessBootRequest(&context);
+        return Received();
+    }
+    std::vector<std::uint8_t> Received() const {
+        std::vector<std::uint8_t> reply(1500);
+        const auto size = (::recv)(client, reply.data(), reply.size(), MSG_DONTWAIT);
+        reply.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+        return reply;
+    }
+    // The lines of the last trace block behind `label`.
+    std::string Traced(const std::string& label) const {
+        const std::string log = home.Read("bootps.log");
+        const std::size_t at = log.rfind("\t" + label + ": ");
+        return at == std::string::npos
+                   ? "(none)"
+                   : log.substr(at + label.size() + 3, log.find("\r\n", at) - at - label.size() - 3);
+    }
+
+    static std::vector<std::uint8_t> Request() {
+        std::vector<std::uint8_t> request(300);
+        request[0] = 1;  // op: request
+        request[1] = 1;  // htype: Ethernet
+        request[2] = 6;  // hlen
+        const std::uint8_t address[] = {0x00, 0xA0, 0x24, 0x12, 0x34, 0x56};
+        std::copy(std::begin(address), std::end(address), request.begin() + 28);
+        return request;
+    }
+
+    TemporaryHome home;
+    SOCKET server = 0;
+    int client = -1;
+    sockaddr_in from = {};
+};
+
+TEST_F(WholeRequest, ABootpClientGetsItsEntry) {
+    std::vector<std::uint8_t> request = Request();
+    request[4] = 0x77;  // xid, echoed
+    const std::vector<std::uint8_t> reply = Ask(request);
+    ASSERT_EQ(reply.size(), request.size());
+    const auto* packet = reinterpret_cast<const BootPacket*>(reply.data());
+    EXPECT_EQ(packet->op, BootReplyOpcode);
+    EXPECT_EQ(packet->xid[0], 0x77);
+    EXPECT_EQ(packet->yiaddr, Loopback);
+    EXPECT_EQ(packet->siaddr, Loopback);
+    EXPECT_STREQ(packet->sname, "alpha");
+    EXPECT_STREQ(packet->file, "lab.img");
+    const std::vector<std::uint8_t> options(reply.begin() + 240, reply.begin() + 265);
+    EXPECT_THAT(options,
+                testing::ElementsAre(1, 4, 255, 255, 255, 0, 51, 4, 0, 0, 0x0E, 0x10, 3, 4, 10, 0, 0, 254,  //
+                                     12, 4, 'p', 'c', '1', '7', 255));
+    EXPECT_EQ(Traced("Packet type"), "BOOTP");
+    EXPECT_EQ(Traced("Find status"), "Found in cache");
+    EXPECT_EQ(Traced("Client's found address"), "127.0.0.1");
+    EXPECT_EQ(Traced("Client's address inbound (YIADDR)"), "0.0.0.0");
+    EXPECT_EQ(Traced("Bootfile specified by client"), "lab.img");
+}
+
+TEST_F(WholeRequest, EachWayToNoReplyHasItsStatus) {
+    struct Case {
+        const char* name;
+        std::size_t offset;
+        std::uint8_t value;
+        const char* findStatus;
+        const char* replyStatus;
+        const char* event;
+    };
+    const Case cases[] = {
+        {"a reply is no request", 0, 2, "Invalid opcode", "No reply sent", nullptr},
+        {"another server", 44, 'b', "Not this server", "No reply sent", nullptr},
+        {"an unknown client", 33, 0x57, "Hardware address not found in database.", "No reply sent", nullptr},
+        {"another hardware type", 1, 6, "Hardware type mismatch. Check the event log.", "No reply sent",
+         "0x8000001B"},
+        {"a DHCP type that servers get none of", 240, 53, "Packet dropped", "No reply sent", nullptr},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        std::vector<std::uint8_t> request = Request();
+        request[test.offset] = test.value;
+        EXPECT_TRUE(Ask(request).empty());
+        EXPECT_EQ(Traced("Find status"), test.findStatus);
+        EXPECT_EQ(Traced("Reply status"), test.replyStatus);
+        EXPECT_EQ(Traced("Packet type"), "Not available");
+        if (test.event != nullptr) {
+            EXPECT_EQ(home.EventNumbers().back(), test.event);
+        }
+    }
+    home.Write("bootptab",
+               "[Options]\nMask=1,ipaddress\nLease=51,time\n[00-a0-24-12-34-56]\nMask=255.0.0.0\n");
+    Install();
+    EXPECT_TRUE(Ask(Request()).empty());
+    EXPECT_EQ(Traced("Reply status"), "No address defined. Reply skipped.");
+}
+
+TEST_F(WholeRequest, AServerMayBeNamedByAPrefixEitherWay) {
+    for (const auto& [name, answered] :
+         {std::pair{"al", true}, {"ALPHA2", true}, {"alpine", false}, {"", true}}) {
+        std::vector<std::uint8_t> request = Request();
+        std::copy_n(name, std::strlen(name), request.begin() + 44);
+        EXPECT_EQ(!Ask(request).empty(), answered) << name;
+    }
+}
+
+TEST_F(WholeRequest, TheBetterInterfaceAnswers) {
+    LocalAddresses[0] = IpAddress{{192, 0, 2, 1}};
+    LocalAddresses[1] = Loopback;
+    BoundCount = 2;
+    EXPECT_TRUE(Ask(Request()).empty());
+    EXPECT_EQ(Traced("Reply status"),
+              "Local interface 127.0.0.1 is more suitable for this query. Skipping reply.");
+    EXPECT_EQ(Traced("Packet received on local address"), "192.0.2.1");
+}
+
+TEST_F(WholeRequest, ShortAndHostileDatagramsCostATraceAndNoMore) {
+    for (const std::size_t size : {1u, 2u, 27u, 43u, 107u, 235u, 239u, 240u, 241u, 600u})
+        for (const int hlen : {0, 1, 6, 16, 17, 255}) {
+            std::vector<std::uint8_t> request(size, 0xFF);
+            request[0] = 1;
+            if (size > 2) request[2] = static_cast<std::uint8_t>(hlen);
+            Ask(request);
+            EXPECT_EQ(Traced("Total inbound packet length"), std::to_string(size));
+        }
+}
+
+TEST_F(WholeRequest, ARequestOfTheOldGenerationLooksInTheNewList) {
+    const RequestContext context = Context(Request());
+    home.Write(
+        "bootptab",
+        "[Options]\nIP=-2,ipaddress\nFile=-1,string\n[00-a0-24-12-34-56]\nIP=127.0.0.1\nFile=new.img\n");
+    Generation* const old = PinCurrentGeneration();
+    Install();
+    RetireClientList(RecordOf(old).ClientList);
+    ReleaseGeneration(old);
+    ProcessBootRequest(&context);
+    const std::vector<std::uint8_t> reply = Received();
+    ASSERT_FALSE(reply.empty());
+    EXPECT_STREQ(reinterpret_cast<const BootPacket*>(reply.data())->file, "new.img");
+}
+
+TEST_F(WholeRequest, WithoutAGenerationTheBlockIsFreedAndNothingIsSent) {
+    const RequestContext context = Context(Request());
+    ReleaseGeneration(UninstallGeneration());
+    ProcessBootRequest(&context);
+    EXPECT_TRUE(Received().empty());
+    EXPECT_TRUE(WaitForGenerations(0)) << "the block was the last user";
+    Install();
+}
+
+TEST(PoolDecisions, RateAndPacketLength) {
+    EXPECT_TRUE(IsRateHigh(1000, 1, 1000));
+    EXPECT_FALSE(IsRateHigh(1000, 0, 1000));
+    EXPECT_FALSE(IsRateHigh(0, 0, 0));
+    EXPECT_TRUE(IsRateHigh(5, 0xFFFFFFF0u, 1000)) << "across the wrap";
+    EXPECT_EQ(RaisePacketLength(250, 300, 600), 300);
+    EXPECT_EQ(RaisePacketLength(250, 0, 600), 250);
+    EXPECT_EQ(RaisePacketLength(301, 300, 600), 301);
+    EXPECT_EQ(RaisePacketLength(250, 601, 600), 250);
+}
+
+TEST(ReloadDatagram, NeedsItsNul) {
+    std::uint8_t block[600] = {};
+    std::memcpy(block, "RELOAD REQ", 10);
+    EXPECT_TRUE(IsReloadRequest(reinterpret_cast<BootPacket*>(block)));
+    block[11] = 'x';
+    EXPECT_TRUE(IsReloadRequest(reinterpret_cast<BootPacket*>(block)));
+    block[10] = 'x';
+    EXPECT_FALSE(IsReloadRequest(reinterpret_cast<BootPacket*>(block)));
+}
+
+}  // namespace

@@ -1,0 +1,175 @@
+#include "request/reply_delivery.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+#include "request/interfaces.h"
+#include "service/server_parameters.h"
+#include "service/temporary_home.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(Route, FollowsTheFirstRowThatApplies) {
+    struct Case {
+        bool relayed, broadcast;
+        std::uint8_t flags;
+        Route route;
+    };
+    const Case cases[] = {
+        {true, true, AlwaysBroadcast, Route::Relay}, {true, false, 0, Route::Relay},
+        {false, true, 0, Route::Broadcast},          {false, false, AlwaysBroadcast, Route::Broadcast},
+        {false, false, 0, Route::Directed},          {false, false, FileAlias | ArpMac, Route::Directed},
+    };
+    for (const Case& test : cases)
+        EXPECT_EQ(ChooseRoute(test.relayed, test.broadcast, test.flags), test.route);
+}
+
+TEST(Route, NoBroadcastBeatsAllButForceBroadcast) {
+    struct Case {
+        bool force;
+        std::uint8_t flags, flagsAfter;
+        bool broadcastAfter;
+    };
+    const Case cases[] = {
+        {false, NoBroadcast | AlwaysBroadcast, NoBroadcast, false},
+        {false, AlwaysBroadcast, AlwaysBroadcast, true},
+        {false, 0, 0, true},
+        {true, NoBroadcast | AlwaysBroadcast, NoBroadcast | AlwaysBroadcast, true},
+    };
+    for (const Case& test : cases) {
+        std::uint8_t flags = test.flags;
+        bool broadcast = true;
+        CancelBroadcast(test.force, &flags, &broadcast);
+        EXPECT_EQ(flags, test.flagsAfter);
+        EXPECT_EQ(broadcast, test.broadcastAfter);
+    }
+}
+
+TEST(ReplyStatus, HasOneTextForEachOutcome) {
+    struct Case {
+        DeliveryOutcome outcome;  // broadcast, arpTried, firstSent, secondSent
+        const char* text;
+    };
+    const Case cases[] = {
+        {{false, false, true, false}, "*Default: DD;succeeded   *Status: Reply successfully sent"},
+        {{false, true, true, false}, "*Default: DD;succeeded   *Status: Reply successfully sent"},
+        {{true, false, true, false}, "*Default: Broadcast;succeeded   *Status: Reply successfully sent"},
+        {{true, true, true, false},
+         "*Default: DD;arp entry failed, broadcast used instead   *Status: Reply successfully sent"},
+        {{true, false, false, false},
+         "*Default: Broadcast;failed   *Tried: Nothing else   *Status: No reply sent"},
+        {{true, true, false, false},
+         "*Default: Broadcast;failed   *Tried: Nothing else   *Status: No reply sent"},
+        {{false, true, false, true},
+         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
+        {{false, true, false, false},
+         "*Default: DD;failed   *Tried: Broadcast;failed   *Status: No reply sent"},
+    };
+    for (const Case& test : cases)
+        EXPECT_STREQ(ReplyStatusText(test.outcome), test.text);
+}
+
+// What the fake helper heard, and what it is to answer.
+int HelperAnswer;
+std::vector<std::string> HelperArguments;
+
+int FakeArpAdd(const char* local, const char* client, const char* media, const unsigned char*, int length,
+               const char* agent) {
+    HelperArguments = {local, client, media, std::to_string(length), agent};
+    return HelperAnswer;
+}
+
+// Replies from a socket on the loopback interface to a listener there.
+class DeliveryOnLoopback : public testing::Test {
+  protected:
+    void SetUp() override {
+        WSADATA data;
+        ASSERT_EQ(WSAStartup(MAKEWORD(1, 1), &data), 0);
+        ASSERT_EQ(OpenBoundSocket(&server, 0, Loopback, 0), 0);
+        client = (::socket)(AF_INET, SOCK_DGRAM, 0);
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        ASSERT_EQ((::bind)(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        socklen_t size = sizeof context.from;
+        (::getsockname)(client, reinterpret_cast<sockaddr*>(&context.from), &size);
+        context.socket = server;
+        context.length = 300;
+        context.packet = reinterpret_cast<BootPacket*>(block);
+        context.packet->yiaddr = Loopback;
+        context.packet->hlen = 6;
+        parameters.UseClientSrcPort = 1;
+        parameters.LogLevel = 31;
+        std::strcpy(parameters.SnmpAgentPath, "agent");
+        parameters.ArpAdd = FakeArpAdd;
+        LiveParameters.LogLevel = 31;
+        HelperArguments.clear();
+    }
+    void TearDown() override {
+        (::close)(client);
+        WSACleanup();
+    }
+    std::string Deliver(bool broadcast, bool relayed, const char* arpMac = "") {
+        const Delivery delivery = {&context, &parameters,         Loopback, broadcast,
+                                   relayed,  "00-a0-24-12-34-56", arpMac};
+        return ReplyStatusText(DeliverReply(delivery));
+    }
+    // The first byte of a datagram that arrived, or -1.
+    int ReceivedOpcode() const {
+        unsigned char received[600];
+        const auto size = (::recv)(client, received, sizeof received, MSG_DONTWAIT);
+        return size == 300 ? received[0] : -1;
+    }
+
+    static constexpr IpAddress Loopback = {{127, 0, 0, 1}};
+    TemporaryHome home;
+    SOCKET server = 0;
+    int client = -1;
+    std::uint8_t block[600] = {};
+    RequestContext context = {};
+    ServerParameters parameters = {};
+};
+
+TEST_F(DeliveryOnLoopback, ADirectedReplyPrimesArpAndGoesOutAsAReply) {
+    HelperAnswer = 1;
+    context.packet->op = FileAlias;
+    EXPECT_EQ(Deliver(false, false), "*Default: DD;succeeded   *Status: Reply successfully sent");
+    EXPECT_THAT(HelperArguments, ElementsAre("127.0.0.1", "127.0.0.1", "00-a0-24-12-34-56", "6", "agent"));
+    EXPECT_EQ(ReceivedOpcode(), BootReplyOpcode);
+    Deliver(false, false, "00-11-22-33-44-55");
+    EXPECT_EQ(HelperArguments[2], "00-11-22-33-44-55");
+}
+
+TEST_F(DeliveryOnLoopback, AFailedHelperIsReportedAndTheReplyIsBroadcast) {
+    HelperAnswer = ArpAddFailed;
+    // The loopback interface carries no limited broadcast for this socket, which has no leave to broadcast
+    // either.
+    EXPECT_EQ(Deliver(false, false),
+              "*Default: Broadcast;failed   *Tried: Nothing else   *Status: No reply sent");
+    EXPECT_THAT(home.EventNumbers(), ElementsAre("0xC0000022", "0xC0000019"));
+    EXPECT_THAT(
+        home.Read("events.log"),
+        HasSubstr("Arp entry for net address 127.0.0.1 with media address 00-a0-24-12-34-56 failed."));
+}
+
+TEST_F(DeliveryOnLoopback, AFailedDirectedSendIsTriedAsABroadcast) {
+    HelperAnswer = ArpAddCreated;
+    context.packet->yiaddr = {{255, 255, 255, 255}};  // refused without leave to broadcast
+    EXPECT_EQ(Deliver(false, false),
+              "*Default: DD;failed   *Tried: Broadcast;failed   *Status: No reply sent");
+    EXPECT_THAT(home.EventNumbers(), ElementsAre("0xC0000019", "0xC0000019"));
+}
+
+TEST_F(DeliveryOnLoopback, ARelayedReplyNeedsNoHelper) {
+    context.packet->giaddr = Loopback;
+    EXPECT_EQ(Deliver(true, true), "*Default: Broadcast;succeeded   *Status: Reply successfully sent")
+        << "reported after the flag, although it went to the relay agent";
+    EXPECT_THAT(HelperArguments, ElementsAre());
+    EXPECT_EQ(ReceivedOpcode(), -1) << "port 67, not the client's";
+}
+
+}  // namespace

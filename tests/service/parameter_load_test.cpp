@@ -1,0 +1,244 @@
+#include "service/parameter_load.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "service/generation.h"
+#include "service/temporary_home.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+
+// A record of one test, released at its end.
+struct LoadedRecord {
+    ServerParameters record = {};
+    LoadResult result = LoadParameters(&record);
+    LoadedRecord() = default;
+    ~LoadedRecord() { ReleaseParameters(&record); }
+    LoadedRecord(const LoadedRecord&) = delete;
+    LoadedRecord& operator=(const LoadedRecord&) = delete;
+};
+
+// The tests run beside no helper of their own, so the helper's absence is the one failure of a good load.
+class ParameterLoad : public testing::Test {
+  protected:
+    void SetUp() override {
+        home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\""});
+        home.WriteDatabase();
+        LiveParameters = {};
+        LiveParameters.LogLevel = 31;
+    }
+    TemporaryHome home;
+};
+
+TEST_F(ParameterLoad, AGoodLoadFillsTheRecord) {
+    const LoadedRecord loaded;
+    ASSERT_EQ(loaded.result, LoadOk);
+    EXPECT_THAT(home.EventNumbers(), ElementsAre());
+    EXPECT_EQ(loaded.record.EnableLogging, 1u) << "holds 1 after every good load";
+    EXPECT_EQ(loaded.record.LogHandle, nullptr);
+    EXPECT_NE(loaded.record.LogMutex, nullptr);
+    EXPECT_NE(loaded.record.ClientList, nullptr);
+    EXPECT_NE(loaded.record.ArpAdd, nullptr);
+    EXPECT_NE(loaded.record.ArpRemove, nullptr);
+    EXPECT_EQ(loaded.record.CacheSize, 999u) << "counted down by the one client";
+    EXPECT_EQ(loaded.record.StaticArpTimeout, 60000u);
+    EXPECT_STREQ(loaded.record.SnmpAgentPath, "inetmib1.dll");
+    EXPECT_FALSE(std::filesystem::exists(home.Path("bootps.log")));
+}
+
+TEST_F(ParameterLoad, EveryFailureHasItsResultAndItsEvent) {
+    const std::string helper = "\"HelperDLL\"=\"" HELPER_PATH "\"";
+    const std::string twoHundred(300, 'x');
+    struct Case {
+        const char* name;
+        std::vector<std::string> registry;
+        const char* database;  // null: no file
+        LoadResult result;
+        std::vector<std::string> events;
+    };
+    const char* const good = "[Options]\nIP Address=-2,ipaddress\n[00-01]\nIP Address=10.0.0.1\n";
+    const Case cases[] = {
+        {"a required value is missing", {"\"CacheSize\""}, good, LoadRegistryFailed, {"0xC0000022"}},
+        {"a number that is a text", {"\"LogLevel\"=\"31\""}, good, LoadRegistryFailed, {"0xC0000022"}},
+        {"the log can't be opened",
+         {helper, "\"EnableLogging\"=dword:1", "\"LogFile\"=\"/nowhere/at/all.log\""},
+         good,
+         LoadLogFailed,
+         {"0xC0000008"}},
+        {"a heap that can't be",
+         {helper, "\"CacheSize\"=dword:ffffffff"},
+         good,
+         LoadHeapFailed,
+         {"0xC000000E"}},
+        {"an option without a comma",
+         {helper},
+         "[Options]\nMask=1\n[00-01]\na=b\n",
+         LoadCatalogueCorrupt,
+         {"0xC0000006"}},
+        {"no database", {helper}, nullptr, LoadDatabaseMissing, {"0xC0000007"}},
+        {"no client", {helper}, "[Options]\nMask=1,ipaddress\n", LoadListCorrupt, {"0xC0000006"}},
+        {"an empty client alone",
+         {helper},
+         "[Options]\nMask=1,ipaddress\n[00-01]\n",
+         LoadListCorrupt,
+         {"0xC000001C", "0xC0000006"}},
+        {"a stray section", {helper}, "[stray]\na=b\n[00-01]\na=b\n", LoadListCorrupt, {"0xC0000006"}},
+        {"no helper", {"\"HelperDLL\"=\"nosuchhelper.dll\""}, good, LoadHelperMissing, {"0xC000001F"}},
+        {"a helper without the exports",
+         {"\"HelperDLL\"=\"/lib/x86_64-linux-gnu/libm.so.6\""},
+         good,
+         LoadHelperEntryMissing,
+         {"0xC0000020"}},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        home.WriteRegistry(test.registry);
+        std::filesystem::remove(home.Path("bootptab"));
+        std::filesystem::remove(home.Path("events.log"));
+        if (test.database != nullptr) home.Write("bootptab", test.database);
+        const LoadedRecord loaded;
+        EXPECT_EQ(loaded.result, test.result);
+        EXPECT_THAT(home.EventNumbers(), ElementsAreArray(test.events));
+    }
+}
+
+TEST_F(ParameterLoad, AMissingValueIsNamed) {
+    home.WriteRegistry({"\"ExpireSeconds\""});
+    const LoadedRecord loaded;
+    EXPECT_THAT(home.Read("events.log"),
+                HasSubstr("Error accessing the registry key setting for 'ExpireSeconds'"));
+}
+
+TEST_F(ParameterLoad, TheLogIsAppendedToAndBannersStandAlsoAfterAFailure) {
+    home.Write("bootps.log", "what was there before\r\n");
+    const std::vector<std::string> logging = {"\"HelperDLL\"=\"" HELPER_PATH "\"",
+                                              "\"EnableLogging\"=dword:1"};
+    home.WriteRegistry(logging);
+    { const LoadedRecord loaded; }
+    EXPECT_THAT(
+        home.Read("bootps.log"),
+        testing::MatchesRegex(
+            "what was there before\r\n[0-9/]{8}   [0-9:]{8}   --- Quillon service started ---\r\n\r\n"));
+    std::filesystem::remove(home.Path("bootptab"));
+    std::filesystem::remove(home.Path("bootps.log"));
+    { const LoadedRecord loaded; }
+    EXPECT_THAT(home.Read("bootps.log"), HasSubstr("--- Quillon service started ---"));
+}
+
+TEST_F(ParameterLoad, AnEmptyLogFileMeansNoLog) {
+    home.WriteRegistry(
+        {"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1", "\"LogFile\"=\"\""});
+    const LoadedRecord loaded;
+    EXPECT_EQ(loaded.result, LoadOk);
+    EXPECT_EQ(loaded.record.LogHandle, nullptr);
+}
+
+TEST_F(ParameterLoad, SeventyOptionsAndMoreAreRead) {
+    std::string database = "[Options]\n";
+    for (int i = 0; i < 2000; ++i)
+        database += "Option " + std::to_string(i) + "=" + std::to_string(i % 254 + 1) + ",byte\n";
+    home.Write("bootptab", database + "[00-01]\nOption 1999=7\n");
+    const LoadedRecord loaded;
+    EXPECT_EQ(loaded.result, LoadOk);
+}
+
+TEST_F(ParameterLoad, OldSystemsBroadcastOnly) {
+    struct Case {
+        DWORD major, minor;
+        const char* servicePack;
+        bool broadcastOnly;
+    };
+    const Case cases[] = {
+        {10, 0, "", false},
+        {4, 0, "", false},
+        {3, 50, "Service Pack 9", true},
+        {3, 51, "", true},
+        {3, 51, "Service Pack 3", true},
+        {3, 51, "Service Pack 4", false},
+    };
+    for (const Case& test : cases)
+        EXPECT_EQ(IsBroadcastOnlySystem(test.major, test.minor, test.servicePack), test.broadcastOnly)
+            << test.major << "." << test.minor << " " << test.servicePack;
+}
+
+TEST(ParameterLimits, AreAppliedInSilence) {
+    struct Case {
+        DWORD ServerParameters::*field;
+        DWORD given, kept;
+    };
+    const Case cases[] = {
+        {&ServerParameters::DaemonSensitivity, 500001, 500000},
+        {&ServerParameters::DaemonSensitivity, 0, 0},
+        {&ServerParameters::PacketTripRate, 1001, 1000},
+        {&ServerParameters::PacketTripRate, 0, 0},
+        {&ServerParameters::Daemonblksize, 100, 600},
+        {&ServerParameters::Daemonblksize, 200000, 150000},
+        {&ServerParameters::MaxDaemonThreads, 0, 10},
+        {&ServerParameters::MaxDaemonThreads, 1001, 10},
+        {&ServerParameters::MaxDaemonThreads, 1000, 1000},
+    };
+    for (const Case& test : cases) {
+        ServerParameters record = {};
+        record.*test.field = test.given;
+        ApplyParameterLimits(&record);
+        EXPECT_EQ(record.*test.field, test.kept) << "given " << test.given;
+    }
+    for (const auto& [given, kept] : {std::pair<LONG, LONG>{604801, 604800}, {-1, -1}, {1, 1}}) {
+        ServerParameters record = {};
+        record.SecondDaemonThreadTimeout = given;
+        ApplyParameterLimits(&record);
+        EXPECT_EQ(record.SecondDaemonThreadTimeout, kept);
+    }
+    for (const auto& [cacheSize, heapSize] :
+         {std::pair<DWORD, DWORD>{10, 20000}, {100, 33200}, {0xFFFFFFFF, 4294966964u}})
+        EXPECT_EQ(ClientHeapSize(cacheSize), heapSize);
+}
+
+TEST_F(ParameterLoad, AnInstallWritesWhatALoadReads) {
+    home.Write(
+        "registry.reg",
+        "Windows Registry Editor Version 5.00\n\n"
+        "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Quillon]\n\"ImagePath\"=\"quillon\"\n\n"
+        "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Quillon\\Parameters]\n");
+    ServerParameters written = {};
+    SetDefaultParameters(&written);
+    char name[ParameterTextSize];
+    ASSERT_EQ(WriteRegistryParameters(HKEY_LOCAL_MACHINE, &written, name, ParametersKey), RegistryReadOk);
+    ServerParameters read = {};
+    ASSERT_EQ(ReadRegistryParameters(HKEY_LOCAL_MACHINE, &read, name, ServiceKey, ParametersKey, AgentKey),
+              RegistryReadOk)
+        << name;
+    EXPECT_STREQ(read.DatabasePath, ".\\bootptab");
+    EXPECT_STREQ(read.LogFile, "bootps.log");
+    EXPECT_STREQ(read.HelperDLL, "arpadd.dll");
+    EXPECT_EQ(read.LogLevel, 31u);
+    EXPECT_EQ(read.CacheSize, 1000u);
+    EXPECT_EQ(read.MinResponseSize, 0u);
+    EXPECT_EQ(read.SecondDaemonThreadTimeout, 1);
+}
+
+TEST_F(ParameterLoad, TheKeysThatAreMissingHaveTheirOwnAnswers) {
+    ServerParameters record = {};
+    char name[ParameterTextSize] = "stale";
+    EXPECT_EQ(
+        ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, "SYSTEM\\Nothing", ParametersKey, AgentKey),
+        1213u);
+    EXPECT_STREQ(name, "");
+    EXPECT_EQ(
+        ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, ServiceKey, "SYSTEM\\Nothing", AgentKey),
+        87u);
+    home.WriteRegistry(
+        {"\"LocalAddrs\"=\"10.0.0.1\"", "\"StaticArpTimeout\"=dword:2", "\"MaxDaemonThreads\""});
+    EXPECT_EQ(ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, ServiceKey, ParametersKey, AgentKey),
+              161u);
+    EXPECT_STREQ(name, "MaxDaemonThreads");
+    EXPECT_STREQ(record.LocalAddrs, "10.0.0.1");
+    EXPECT_EQ(record.StaticArpTimeout, 2000u);
+}
+
+}  // namespace
