@@ -1,0 +1,108 @@
+// What answering costs: FindClient over lists of many sizes, and the parts that it is made of.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <memory>
+#include <random>
+
+#include "database/client_index.h"
+#include "database/database_result.h"
+#include "database/dhcp_reply.h"
+#include "database/find_client.h"
+#include "sample_database.h"
+
+namespace {
+
+constexpr IpAddress Server = {{10, 0, 0, 1}};
+constexpr BYTE Request[] = {53, 1, 3, 55, 6, 1, 3, 6, 12, 15, 28, 255};
+constexpr std::size_t PacketLength = 300;
+
+// One loaded database at a time: the largest takes most of a gigabyte.
+SampleDatabase& Loaded(DWORD clients) {
+    static std::unique_ptr<SampleDatabase> database;
+    static DWORD size = 0;
+    if (size != clients) {
+        database.reset();
+        database = std::make_unique<SampleDatabase>(clients);
+        if (database->Load() != DatabaseOk) std::abort();
+        size = clients;
+    }
+    return *database;
+}
+
+void FillRequest(BYTE* block, DWORD client) {
+    std::memset(block, 0, PacketLength);
+    auto* packet = reinterpret_cast<BootPacket*>(block);
+    packet->op = BootRequestOpcode;
+    packet->htype = 1;
+    packet->hlen = 6;
+    SampleAddress(client, packet->chaddr);
+    std::memcpy(Options(packet), Request, sizeof(Request));
+}
+
+// Clients in random order, so that nothing of the next one is in a cache.
+std::vector<DWORD> RandomOrder(DWORD clients) {
+    std::mt19937 random(1);
+    std::vector<DWORD> order(1 << 16);
+    for (DWORD& client : order)
+        client = static_cast<DWORD>(random() % clients);
+    return order;
+}
+
+void BM_FindClient(benchmark::State& state) {
+    const auto clients = static_cast<DWORD>(state.range(0));
+    SampleDatabase& database = Loaded(clients);
+    const std::vector<DWORD> order = RandomOrder(clients);
+    BYTE block[600] = {};
+    char media[100] = {};
+    std::size_t at = 0;
+    for (auto _ : state) {
+        FillRequest(block, order[at++ & 0xFFFF]);
+        const int status = FindClient(0, database.heap, database.path.c_str(), &database.total, database.list,
+                                      database.catalogue.data(), reinterpret_cast<BootPacket*>(block),
+                                      block + PacketLength, Server, database.listMutex, 1, media);
+        if (status != FindListedDhcp) state.SkipWithError("no DHCP reply from the list");
+    }
+}
+BENCHMARK(BM_FindClient)->RangeMultiplier(10)->Range(100, 1000000);
+
+void BM_FindIndexedClient(benchmark::State& state) {
+    const auto clients = static_cast<DWORD>(state.range(0));
+    SampleDatabase& database = Loaded(clients);
+    const std::vector<DWORD> order = RandomOrder(clients);
+    BYTE address[HardwareAddressSize] = {};
+    std::size_t at = 0;
+    for (auto _ : state) {
+        SampleAddress(order[at++ & 0xFFFF], address);
+        benchmark::DoNotOptimize(FindIndexedClient(database.list->index, address, 6));
+    }
+}
+BENCHMARK(BM_FindIndexedClient)->RangeMultiplier(10)->Range(100, 1000000);
+
+void BM_TransientClient(benchmark::State& state) {
+    SampleDatabase& database = Loaded(1000);
+    BYTE block[600] = {};
+    char media[100] = {};
+    DWORD client = 0;
+    for (auto _ : state) {
+        FillRequest(block, client++ % 1000);
+        benchmark::DoNotOptimize(FindClient(0, database.heap, database.path.c_str(), &database.total, nullptr,
+                                            database.catalogue.data(), reinterpret_cast<BootPacket*>(block),
+                                            block + PacketLength, Server, database.listMutex, 1, media));
+    }
+}
+BENCHMARK(BM_TransientClient);
+
+void BM_ComposeDhcpReply(benchmark::State& state) {
+    SampleDatabase& database = Loaded(1000);
+    BYTE block[600] = {};
+    FillRequest(block, 0);
+    auto* packet = reinterpret_cast<BootPacket*>(block);
+    for (auto _ : state) {
+        std::memcpy(Options(packet), Request, sizeof(Request));
+        benchmark::DoNotOptimize(ComposeDhcpReply(packet, block + PacketLength, database.list, Server));
+    }
+}
+BENCHMARK(BM_ComposeDhcpReply);
+
+}  // namespace

@@ -1,0 +1,155 @@
+#include "database/find_client.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+#include "database/boot_file.h"
+#include "database/client_index.h"
+#include "database/client_list.h"
+#include "database/database_result.h"
+#include "database/dhcp_reply.h"
+#include "database/mutex_hold.h"
+#include "database/vendor_fitting.h"
+
+namespace {
+
+constexpr std::size_t AddressOffset = offsetof(BootPacket, chaddr);
+
+// The bytes that a request is looked up by. Beyond the packet's fixed part and its end they are zeros.
+struct ClientKey {
+    BYTE bytes[256];
+    BYTE length;
+};
+
+ClientKey KeyOf(const BootPacket* packet, const BYTE* end) {
+    ClientKey key;
+    key.length = packet->hlen;
+    const auto* start = reinterpret_cast<const BYTE*>(packet);
+    const std::ptrdiff_t readable = std::max<std::ptrdiff_t>(end - start, sizeof(BootPacket)) - AddressOffset;
+    const auto wanted = std::max<std::ptrdiff_t>(packet->hlen, HardwareAddressSize);
+    const auto present = static_cast<std::size_t>(std::min(readable, wanted));
+    std::memcpy(key.bytes, start + AddressOffset, present);
+    std::memset(key.bytes + present, 0, static_cast<std::size_t>(wanted) - present);
+    return key;
+}
+
+struct Request {
+    const char* path;
+    BootPacket* packet;
+    BYTE* end;
+    IpAddress serverAddress;
+    DWORD expireHits;
+    char* arpMacText;
+};
+
+enum class Search { Found, Absent, MutexFailed, Retired };
+
+// Each search answers Found with the entry's guard held, and everything else with nothing held.
+
+Search SearchIndex(const ClientIndex* index, const ClientKey& key, MutexHold* hold, ClientEntry** found) {
+    const IndexedClient* client = FindIndexedClient(index, key.bytes, key.length);
+    if (client == nullptr) {
+        hold->Release();
+        return Search::Absent;
+    }
+    if (client->guard != nullptr && !hold->StepTo(client->guard)) return Search::MutexFailed;
+    *found = client->entry;
+    return Search::Found;
+}
+
+Search SearchChain(ClientEntry* listHead, const ClientKey& key, MutexHold* hold, ClientEntry** found) {
+    for (ClientEntry* entry = listHead; entry != nullptr; entry = entry->next) {
+        if (HasAddress(entry, key.bytes, key.length)) {
+            *found = entry;
+            return Search::Found;
+        }
+        if (!hold->StepTo(entry->mutex)) return Search::MutexFailed;
+    }
+    hold->Release();
+    return Search::Absent;
+}
+
+Search SearchList(ClientEntry* listHead, HANDLE listMutex, const ClientKey& key, MutexHold* hold,
+                  ClientEntry** found) {
+    if (!hold->StepTo(listMutex)) return Search::MutexFailed;
+    if (IsRetired(listHead)) {
+        hold->Release();
+        return Search::Retired;
+    }
+    if (listHead != nullptr && listHead->index != nullptr)
+        return SearchIndex(listHead->index, key, hold, found);
+    return SearchChain(listHead, key, hold, found);
+}
+
+void CountHit(ClientEntry* entry, DWORD expireHits) {
+    ++entry->hits;
+    if (expireHits != 0 && entry->hits == expireHits) GetLocalTime(&entry->stamp);
+}
+
+void CopyFixedFields(const ClientEntry* entry, const Request& request) {
+    const BootPacket& image = entry->packet;
+    BootPacket* packet = request.packet;
+    packet->yiaddr = image.yiaddr;
+    std::memcpy(packet->file, image.file, std::min(BootFileLength(&image) + 1, BootFileSize));
+    packet->cookie = image.cookie;
+    packet->op = image.op;
+    packet->siaddr = request.serverAddress;
+}
+
+// Turns the request into the reply that the entry makes of it. The calling thread holds the guard of a listed
+// entry.
+int AnswerFromEntry(ClientEntry* entry, bool listed, const Request& request) {
+    BootPacket* packet = request.packet;
+    if (entry->packet.htype != packet->htype) return FindOtherHardwareType;
+
+    char wantedFile[BootFileSize + 1];
+    const std::size_t wantedLength = BootFileLength(packet);
+    std::memcpy(wantedFile, packet->file, wantedLength);
+    wantedFile[wantedLength] = '\0';
+
+    CountHit(entry, request.expireHits);
+    CopyFixedFields(entry, request);
+    if ((packet->op & ArpMac) != 0) CopyMediaText(&entry->packet, request.arpMacText);
+
+    BYTE* options = Options(packet);
+    if ((packet->op & IgnoreClientVendor) != 0 && options < request.end) *options = TagEnd;
+    int status = listed ? FindListedBootp : FindTransientBootp;
+    if (FitVendorOptions(options, request.end, entry) == VendorFit::DhcpShaped) {
+        if (!ComposeDhcpReply(packet, request.end, entry, request.serverAddress)) return FindRefused;
+        status = listed ? FindListedDhcp : FindTransientDhcp;
+    }
+    if (wantedLength != 0 && (packet->op & FileAlias) != 0) {
+        GetPrivateProfileStringA(FileAliasesSection, wantedFile, "", packet->file, BootFileSize,
+                                 request.path);
+    }
+    return status;
+}
+
+}  // namespace
+
+int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,
+               const OptionDefinition* catalogue, BootPacket* packet, BYTE* end, IpAddress serverAddress,
+               HANDLE listMutex, DWORD expireHits, char* arpMacText) {
+    const Request request = {path, packet, end, serverAddress, expireHits, arpMacText};
+    MutexHold hold;
+    ClientEntry* entry = nullptr;
+    switch (SearchList(listHead, listMutex, KeyOf(packet, end), &hold, &entry)) {
+        case Search::Found:
+            return AnswerFromEntry(entry, true, request);
+        case Search::MutexFailed:
+            return FindMutexFailed;
+        case Search::Retired:
+            return FindListRetired;
+        case Search::Absent:
+            break;
+    }
+
+    DWORD status = DatabaseOk;
+    entry = AllocateClientEntry(terminateStrings, heap, path, total, &status, catalogue, packet->chaddr,
+                                packet->hlen);
+    if (entry == nullptr) return FindUnknownClient;
+    const int result = status == EntryMalformed ? FindMalformed : AnswerFromEntry(entry, false, request);
+    HeapFree(heap, 0, entry);
+    return result;
+}

@@ -1,0 +1,28 @@
+// Lists of section or key names as the INI reader writes them: each name ended by a NUL, one more NUL behind
+// the last.
+#pragma once
+
+#include "database/heap_buffer.h"
+#include "platform/windows_api.h"
+
+struct NameList {
+    char* at;   // the next name
+    char* end;  // the first byte behind the list's buffer
+};
+
+// The next name, or null at the end of the list. A text that has no NUL in front of `end` was cut, and is no
+// name.
+char* NextName(NameList* list);
+
+// Whether the list has the name, in whatever case.
+bool HasName(NameList list, const char* name);
+
+// Reads a list as GetPrivateProfileSectionNamesA does.
+using NameListReader = DWORD(char* buffer, DWORD size, const char* path);
+
+// The first size of a list's buffer. A whole list doubles it until the list fits.
+inline constexpr DWORD FirstNameListSize = 4096;
+
+// Fills `buffer`, which was made with FirstNameListSize, with the whole list. Answers DatabaseOk, OutOfMemory
+// or BlockNotReleased.
+DWORD ReadWholeNameList(HeapBuffer* buffer, NameListReader* read, const char* path);

@@ -1,0 +1,45 @@
+// A bounds-checked view over the tag-length-value bytes of a vendor area. Every walk over options goes
+// through it: nothing at or behind the list's end is ever read.
+#pragma once
+
+#include <optional>
+
+#include "platform/windows_api.h"
+#include "request/boot_packet.h"
+
+// What a tag of 0 is: a single byte in a client's list, an option like any other in what the service has
+// built.
+enum class PadRule { Pads, Options };
+
+// `end` may lie in front of `begin`: a packet too short for a vendor area has an empty list.
+struct OptionList {
+    const BYTE* begin;
+    const BYTE* end;
+    PadRule pads = PadRule::Pads;
+};
+
+enum class OptionForm {
+    Whole,     // tag, length and value
+    Pad,       // one byte
+    End,       // one byte, nothing follows
+    NoLength,  // the list ends behind the tag
+    CutValue,  // the list ends inside the value
+};
+
+struct OptionView {
+    OptionForm form;
+    const BYTE* start;   // at the tag
+    const BYTE* value;   // behind the length byte, or the list's end
+    std::size_t length;  // value bytes that are in the list
+    const BYTE* next;    // where the walk goes on; the list's end after NoLength, CutValue and End
+};
+
+// The option at `position`, which lies within the list.
+OptionView ReadOption(const OptionList& list, const BYTE* position);
+
+// The first option with that tag in front of the end mark, in whatever form it is there.
+std::optional<OptionView> FindOption(const OptionList& list, BYTE tag);
+
+// Copies `count` bytes from the place of the option's value, whatever its length byte says. What lies behind
+// the end of the list reads as zero.
+void CopyOptionValue(const OptionList& list, const OptionView& option, BYTE* bytes, std::size_t count);

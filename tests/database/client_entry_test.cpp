@@ -1,0 +1,196 @@
+#include "database/client_entry.h"
+
+#include "database/database_result.h"
+#include "database_fixture.h"
+
+namespace {
+
+const Bytes Client = {0, 1, 2, 3, 4, 5};
+
+class ClientEntryTest : public DatabaseTest {
+  protected:
+    // The example's catalogue with a client 00-01-02-03-04-05 and whatever else.
+    ClientEntry* BuildClient(const std::string& keys, DWORD* status, const std::string& more = "") {
+        const std::string example = ExampleBootptab;
+        WriteBootptab(example.substr(0, example.find("[Template")) + "[00-01-02-03-04-05]\n" + keys + more);
+        return Build(Client, status);
+    }
+};
+
+TEST_F(ClientEntryTest, Example) {
+    WriteBootptab(ExampleBootptab);
+    DWORD status = 99;
+    const ClientEntry* entry = Build({ExampleAddress, ExampleAddress + 6}, &status);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(status, DatabaseOk);
+    EXPECT_EQ(total, 332u);
+    EXPECT_EQ(entry->templateCapacity, 60);
+    EXPECT_EQ(entry->mutex, nullptr);
+    const BootPacket& image = entry->packet;
+    EXPECT_EQ(image.op, NoBroadcast);
+    EXPECT_EQ(image.htype, 1);
+    EXPECT_EQ(image.hlen, 6);
+    EXPECT_EQ(image.yiaddr, (IpAddress{{10, 0, 0, 17}}));
+    EXPECT_EQ((Bytes{image.chaddr, image.chaddr + 16}), (Bytes{ExampleAddress, ExampleAddress + 16}));
+    EXPECT_STREQ(image.file, "lab-new.img");
+    EXPECT_EQ(image.cookie, (IpAddress{{0x63, 0x82, 0x53, 0x63}}));
+    Bytes expected = {
+        0x01, 4, 255, 255, 255,  0,     // Subnet Mask, from the template
+        0x33, 4, 0,   0,   0x0E, 0x10,  // Lease Time, from the template
+        0x03, 4, 10,  0,   0,    254,   // Gateways, the client's own
+        0x0C, 4, 'p', 'c', '1',  '7',   // Host Name
+        0xFF,
+    };
+    expected.resize(60);
+    EXPECT_EQ((Bytes{Options(&image), Options(&image) + 60}), expected);
+}
+
+TEST_F(ClientEntryTest, BlocksGrowByUnits) {
+    const struct {
+        std::size_t text;  // a string option, with two more bytes and the end mark behind it
+        DWORD status;
+        LONG capacity;
+        DWORD size;
+    } cases[] = {
+        {56, DatabaseOk, 60, 332},
+        {57, EntryTooSmall, 392, 664},
+        {255, EntryTooSmall, 392, 664},
+    };
+    for (const auto& expected : cases) {
+        DWORD status = 99;
+        total = 1000;
+        const ClientEntry* entry = BuildClient("Filler=" + std::string(expected.text, 'f') + "\n", &status);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(status, expected.status);
+        EXPECT_EQ(entry->templateCapacity, expected.capacity);
+        EXPECT_EQ(total, 1000 + expected.size);
+        EXPECT_EQ(TemplateOf(entry).size(), expected.text + 3);
+    }
+}
+
+TEST_F(ClientEntryTest, MergesTemplateAndClient) {
+    const Bytes mask = {1, 4, 10, 0, 0, 0};
+    const Bytes host = {12, 1, 'h'};
+    const struct {
+        const char* keys;
+        const char* templates;
+        std::vector<Bytes> options;
+    } cases[] = {
+        {"Template=t\nHost Name=h\n", "[Template:t]\nSubnet Mask=10.0.0.0\n", {mask, host}},
+        {"template=T\nsubnet mask=10.0.0.0\n",
+         "[template:t]\nSubnet Mask=1.1.1.1\nHost Name=h\n",
+         {host, mask}},
+        {"Template=t\n",
+         "[Template:t]\nTemplate=u\nHost Name=h\n[Template:u]\nSubnet Mask=1.1.1.1\n",
+         {host}},
+        {"Template=none\nHost Name=h\n", "", {host}},
+        {"Template=\nUnknown=1\n", "", {}},
+        {"Host Name=h\nHost Name=x\n", "", {host, host}},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.keys);
+        DWORD status = 99;
+        const ClientEntry* entry = BuildClient(expected.keys, &status, expected.templates);
+        ASSERT_NE(entry, nullptr);
+        Bytes bytes;
+        for (const Bytes& option : expected.options)
+            bytes.insert(bytes.end(), option.begin(), option.end());
+        bytes.push_back(255);
+        EXPECT_EQ(TemplateOf(entry), bytes);
+    }
+}
+
+TEST_F(ClientEntryTest, SectionsAndValuesThatMakeNoEntry) {
+    const struct {
+        std::string keys;
+        DWORD status;
+    } cases[] = {
+        {"", NoClientSection},
+        {"; a remark\n", NoClientSection},
+        {"Times=1:30\n", EntryMalformed},
+        {"Filler=" + std::string(256, 'x') + "\n", EntryMalformed},
+        {"Boot File=" + std::string(128, 'x') + "\n", EntryMalformed},
+        {"Template=" + std::string(1024, 'x') + "\n", EntryMalformed},
+        {"Template=" + std::string(1023, 'x') + "\n", DatabaseOk},
+        {"Unknown=" + std::string(5000, 'x') + "\n", DatabaseOk},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.keys.substr(0, 20));
+        DWORD status = 99;
+        EXPECT_EQ(BuildClient(expected.keys, &status) != nullptr, expected.status != NoClientSection);
+        EXPECT_EQ(status, expected.status);
+    }
+}
+
+// An image holds 150000 bytes at most: 582 options of 257 bytes leave 186, where a string of n bytes needs n
+// plus 4.
+TEST_F(ClientEntryTest, TheLargestEntry) {
+    std::string keys;
+    for (int at = 0; at < 582; ++at)
+        keys += "F=" + std::string(255, 'x') + "\n";
+    const struct {
+        std::size_t rest;
+        DWORD status;
+    } cases[] = {{182, EntryTooSmall}, {183, EntryMalformed}};
+    for (const auto& expected : cases) {
+        DWORD status = 99;
+        WriteBootptab("[Options]\nF=200,string\nG=201,string\n[00-01-02-03-04-05]\n" + keys +
+                      "G=" + std::string(expected.rest, 'g') + "\n");
+        const ClientEntry* entry = Build(Client, &status);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(status, expected.status);
+    }
+}
+
+// The keys of one section are read into 4096 bytes: what doesn't end within is not seen, and no part of it is
+// a key.
+TEST_F(ClientEntryTest, KeysBeyondTheListAreNotSeen) {
+    // "Host Name" ends at byte `end` of the list, its NUL included.
+    for (const std::size_t end : {4094u, 4095u, 4096u, 4097u, 4104u, 4105u}) {
+        SCOPED_TRACE(end);
+        std::string keys;
+        std::size_t size = 0;
+        for (; size + 400 < end; size += 200)
+            keys += std::to_string(1000 + size) + std::string(195, 'u') + "=1\n";
+        keys += std::string(end - 10 - size - 1, 'v') + "=1\nHost Name=h\nFiller=f\n";
+        DWORD status = 99;
+        const ClientEntry* entry = BuildClient(keys, &status);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(TemplateOf(entry), end <= 4095 ? (Bytes{12, 1, 'h', 255}) : Bytes{255});
+    }
+}
+
+TEST_F(ClientEntryTest, AliasesReplaceTheBootFileAndSpareTheMediaText) {
+    const std::string aliases = "[File Aliases]\nshort=" + std::string(24, 's') +
+                                "\nlong=" + std::string(128, 'l') + "\nlongest=" + std::string(127, 'l') +
+                                "\nnone=\n";
+    const struct {
+        const char* keys;
+        DWORD status;
+        std::string file;
+    } cases[] = {
+        {"Boot File=short\n", DatabaseOk, std::string(24, 's')},
+        {"Boot File=SHORT\n", DatabaseOk, std::string(24, 's')},
+        {"Boot File=other\n", DatabaseOk, "other"},
+        {"Boot File=none\n", DatabaseOk, ""},
+        {"Host Name=h\n", DatabaseOk, ""},
+        {"Boot File=longest\n", DatabaseOk, std::string(127, 'l')},
+        {"Boot File=long\n", EntryMalformed, ""},
+        {"Boot File=longest\nMedia=x\n", EntryMalformed, ""},
+        {"Boot File=short\nMedia=02-00-00\n", DatabaseOk, std::string(24, 's')},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.keys);
+        DWORD status = 99;
+        const ClientEntry* entry = BuildClient(expected.keys, &status, aliases);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(status, expected.status);
+        if (status != DatabaseOk) continue;
+        EXPECT_EQ(entry->packet.file, expected.file);
+        if ((entry->packet.op & ArpMac) != 0) {
+            EXPECT_EQ(std::string(entry->packet.file + 120, 8), "02-00-00");
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+#include "database/client_list.h"
+
+#include <gmock/gmock.h>
+
+#include "database/client_index.h"
+#include "database/database_result.h"
+#include "database_fixture.h"
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+constexpr char Exempt[] = "11-11-11-11-11-11";
+
+class ClientListTest : public DatabaseTest {
+  protected:
+    Names Listed() const {
+        Names names;
+        for (ClientEntry* entry = list; entry != nullptr; entry = entry->next) {
+            char text[HardwareTextSize] = {};
+            ConvertHardwareAddress(entry->packet.chaddr, text, entry->packet.hlen);
+            names.push_back(text);
+        }
+        return names;
+    }
+
+    void Discard() {
+        for (ClientEntry* entry = list; entry != nullptr; entry = entry->next)
+            CloseHandle(entry->mutex);
+        list = nullptr;
+        reported.clear();
+    }
+};
+
+std::string Client(const std::string& name) {
+    return "[" + name + "]\nHost Name=h\n";
+}
+
+TEST_F(ClientListTest, Sections) {
+    const std::string head = "[Options]\nHost Name=12,string\nTimes=13,time\nLength=-3,byte\n";
+    const struct {
+        std::string sections;
+        DWORD cacheSize;
+        DWORD result;
+        Names listed;
+        Names reported;
+        DWORD cacheLeft;
+    } cases[] = {
+        {"", 5, DatabaseCorrupt, {}, {}, 5},
+        {"[00-01]\n", 5, DatabaseCorrupt, {}, {"00-01"}, 5},
+        {Client("00-01") + Client(Exempt) + Client("00-02") + Client("00-03"),
+         2,
+         DatabaseOk,
+         {"00-01", Exempt, "00-02"},
+         {},
+         0},
+        {Client("22-22-22-22-22-22") + Client("00-01") + Client(Exempt),
+         1,
+         DatabaseOk,
+         {"22-22-22-22-22-22", "00-01"},
+         {},
+         0},
+        {Client("00-01") + Client("00-02"), 0, DatabaseOk, {"00-01", "00-02"}, {}, 0xFFFFFFFF},
+        {Client(Exempt) + Client("00-02"), 0xFFFFFFFF, DatabaseOk, {Exempt, "00-02"}, {}, 0xFFFFFFFF},
+        {Client("00-01") + "[stray]\na=1\n" + Client("00-02"), 1, DatabaseOk, {"00-01"}, {}, 0},
+        {Client("00-01") + "[stray]\na=1\n" + Client("00-02"), 3, DatabaseCorrupt, {"00-01"}, {}, 2},
+        {"[stray]\na=1\n" + Client("00-02"), 1, DatabaseCorrupt, {}, {}, 1},
+        {"[options]\na=1,byte\n" + Client("00-02"), 1, DatabaseCorrupt, {}, {}, 1},
+        {"[Options2]\n[Template:x-y]\n[File Aliases-]\n" + Client("00-02"), 4, DatabaseOk, {"00-02"}, {}, 3},
+        {Client("my-client") + Client("00-A2"), 4, DatabaseOk, {"00-a2"}, {"my-client"}, 3},
+        {Client("00-01") + "[00-02]\nTimes=1:30\n" + Client("00-03"),
+         4,
+         DatabaseOk,
+         {"00-01", "00-03"},
+         {"00-02"},
+         2},
+        {"[00-01]\nLength=9\n", 4, DatabaseOk, {"00-01"}, {}, 3},
+        {Client("00-01") + Client("00-01"), 4, DatabaseOk, {"00-01", "00-01"}, {}, 2},
+        {Client("a-") + Client("-") + Client("0-1") + Client("00-01"),
+         4,
+         DatabaseOk,
+         {"00-01"},
+         {"a-", "-", "0-1"},
+         3},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.sections);
+        WriteBootptab(head + expected.sections);
+        EXPECT_EQ(Load(expected.cacheSize), expected.result);
+        EXPECT_EQ(Listed(), expected.listed);
+        EXPECT_EQ(reported, expected.reported);
+        EXPECT_EQ(cacheLeft, expected.cacheLeft);
+        Discard();
+    }
+}
+
+TEST_F(ClientListTest, EntriesOfALoadedList) {
+    std::string text = ExampleBootptab;
+    for (int at = 0; at < 400; ++at) {
+        char name[32];
+        wsprintfA(name, "02-%02x-%02x", at / 256, at % 256);
+        text += Client(name);
+    }
+    WriteBootptab(text);
+    SYSTEMTIME before;
+    GetLocalTime(&before);
+    ASSERT_EQ(Load(), DatabaseOk);
+    EXPECT_EQ(total, 401u * 332);
+    EXPECT_EQ(Listed().size(), 401u);  // the section names take more than 4096 bytes
+    ASSERT_NE(list->index, nullptr);
+    for (const ClientEntry* entry = list; entry != nullptr; entry = entry->next) {
+        EXPECT_NE(entry->mutex, nullptr);
+        EXPECT_EQ(entry->hits, 0u);
+        EXPECT_GE(entry->stamp.wYear, before.wYear);
+        EXPECT_EQ(WaitForSingleObject(entry->mutex, 0), WAIT_OBJECT_0);
+        ReleaseMutex(entry->mutex);
+    }
+}
+
+TEST_F(ClientListTest, Retiring) {
+    WriteBootptab(ExampleBootptab);
+    ASSERT_EQ(Load(), DatabaseOk);
+    EXPECT_FALSE(IsRetired(list));
+    RetireClientList(list);
+    EXPECT_TRUE(IsRetired(list));
+    RetireClientList(nullptr);
+    EXPECT_FALSE(IsRetired(nullptr));
+}
+
+}  // namespace

@@ -1,0 +1,196 @@
+#include "database/dhcp_reply.h"
+
+#include <random>
+
+#include "database/database_result.h"
+#include "database/option_list.h"
+#include "database/vendor_fitting.h"
+#include "database_fixture.h"
+
+namespace {
+
+const Bytes ExampleTemplate = {1, 4,  255, 255, 255, 0,  51, 4,   0,   0,   0x0E, 0x10, 3,
+                               4, 10, 0,   0,   254, 12, 4,  'p', 'c', '1', '7',  255};
+
+Bytes Join(std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+Bytes Header(BYTE type) {
+    return {53, 1, type, 54, 4, 10, 0, 0, 1};
+}
+
+class DhcpReplyTest : public DatabaseTest {
+  protected:
+    DhcpReplyTest() {
+        WriteBootptab(ExampleBootptab);
+        DWORD status = 0;
+        entry = Build({ExampleAddress, ExampleAddress + 6}, &status);
+    }
+
+    bool Compose(Datagram* datagram) {
+        return ComposeDhcpReply(datagram->Packet(), datagram->End(), entry, TestServer);
+    }
+
+    Datagram Request(const Bytes& options, std::size_t length = 300) {
+        return Datagram(length, {ExampleAddress, ExampleAddress + 6}, options);
+    }
+
+    ClientEntry* entry = nullptr;
+};
+
+TEST_F(DhcpReplyTest, Fitting) {
+    const struct {
+        Bytes options;
+        std::size_t length;
+        VendorFit fit;
+    } cases[] = {
+        {{53, 1, 1, 255}, 300, VendorFit::DhcpShaped},
+        {{0, 0, 53, 1, 1}, 300, VendorFit::DhcpShaped},
+        {{12, 1, 53, 53, 1, 1}, 300, VendorFit::DhcpShaped},
+        {{53}, 241, VendorFit::DhcpShaped},
+        {{255, 53, 1, 1}, 300, VendorFit::PlainBootp},
+        {{12, 1, 53, 255}, 300, VendorFit::PlainBootp},
+        {{12, 200, 1, 53, 1, 1}, 300, VendorFit::PlainBootp},
+        {{12}, 241, VendorFit::PlainBootp},
+        {{}, 300, VendorFit::PlainBootp},
+        {{}, 256, VendorFit::PlainBootp},
+        {{}, 240, VendorFit::PlainBootp},
+        {{}, 239, VendorFit::DhcpShaped},
+        {{}, 28, VendorFit::DhcpShaped},
+    };
+    for (const auto& expected : cases) {
+        Datagram datagram = Request(expected.options, expected.length);
+        const Bytes before = datagram.block;
+        EXPECT_EQ(FitVendorOptions(Options(datagram.Packet()), datagram.End(), entry), expected.fit);
+        if (expected.fit == VendorFit::DhcpShaped) {
+            EXPECT_EQ(datagram.block, before);
+            EXPECT_TRUE(expected.length >= 240 || !Compose(&datagram));
+        } else {
+            Bytes area = ExampleTemplate;
+            area.resize(60);
+            area.resize(expected.length - 240);
+            EXPECT_EQ(datagram.Range(240, expected.length), area);
+        }
+    }
+    // Behind the template's capacity the reply keeps what the request had.
+    Datagram datagram = Request(Bytes(100, 255), 340);
+    EXPECT_EQ(FitVendorOptions(Options(datagram.Packet()), datagram.End(), entry), VendorFit::PlainBootp);
+    EXPECT_EQ(datagram.Range(264, 302), Join({{255}, Bytes(35, 0), {255, 255}}));
+}
+
+TEST_F(DhcpReplyTest, AnswersByMessageType) {
+    const Bytes offer = Join({Header(2), ExampleTemplate});
+    const Bytes ack = Join({Header(5), ExampleTemplate});
+    const Bytes selected = Join({Header(5),
+                                 {51, 4, 0, 0, 0x0E, 0x10, 1, 4, 255, 255, 255, 0},
+                                 {3, 4, 10, 0, 0, 254, 12, 4, 'p', 'c', '1', '7', 255}});
+    const Bytes leading = Join({Header(5), {51, 4, 0, 0, 0x0E, 0x10, 1, 4, 255, 255, 255, 0, 255}});
+    const Bytes refused = {};
+    const struct {
+        Bytes options;
+        Bytes reply;  // the beginning of the vendor area; empty if there is none
+    } cases[] = {
+        {{53, 1, 1, 255}, offer},
+        {{53, 1, 1, 55, 1, 12, 255}, offer},
+        {{0, 53, 9, 1, 255}, offer},  // the length byte doesn't count
+        {{53, 1, 3, 255}, ack},
+        {{53, 1, 3, 55, 4, 1, 3, 12, 6, 255}, selected},
+        {{53, 1, 3, 0, 55, 6, 3, 58, 3, 12, 12, 51, 255}, selected},
+        {{53, 1, 3, 55, 0, 255}, leading},
+        {{53, 1, 3, 55, 2, 255, 0, 255}, leading},
+        {{53, 1, 3, 54, 4, 10, 0, 0, 1, 255}, ack},
+        {{53, 1, 3, 0, 54, 4, 10, 0, 0, 2, 255}, refused},
+        {{53, 1, 3, 50, 4, 10, 0, 0, 17, 55, 0, 255}, leading},
+        {{53, 1, 3, 0, 50, 4, 10, 0, 0, 99, 55, 0, 255}, {53, 1, 6, 0, 50, 4, 10, 0, 0, 99, 55, 0, 255}},
+        {{50, 4, 10, 0, 0, 99, 53, 1, 3, 255}, {50, 4, 10, 0, 0, 99, 53, 1, 6, 255}},
+        {{53, 1, 4, 12, 1, 'x', 255}, {53, 1, 4, 12, 1, 'x', 255}},
+        {{53, 1, 7, 255}, {53, 1, 7, 255}},
+        {{53, 1, 0, 255}, refused},
+        {{53, 1, 2, 255}, refused},
+        {{53, 1, 5, 255}, refused},
+        {{53, 1, 6, 255}, refused},
+        {{53, 1, 8, 255}, refused},
+        {{12, 1, 'x', 255, 53, 1, 1}, refused},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(::testing::PrintToString(expected.options));
+        Datagram datagram = Request(expected.options);
+        EXPECT_EQ(Compose(&datagram), !expected.reply.empty());
+        EXPECT_EQ(datagram.Range(240, 240 + expected.reply.size()), expected.reply);
+    }
+}
+
+TEST_F(DhcpReplyTest, BehindTheEndMarkStaysWhatTheRequestHad) {
+    Datagram datagram = Request(Join({{53, 1, 3, 55, 4, 1, 3, 12, 6, 255}, Bytes(50, 0xEE)}));
+    ASSERT_TRUE(Compose(&datagram));
+    EXPECT_EQ(datagram.Range(273, 276), (Bytes{255, 0xEE, 0xEE}));
+}
+
+TEST_F(DhcpReplyTest, RepliesAreCutAtTheEnd) {
+    for (std::size_t room = 3; room < 40; ++room) {
+        SCOPED_TRACE(room);
+        Datagram discover = Request({53, 1, 1}, 240 + room);
+        ASSERT_EQ(Compose(&discover), room >= 9);
+        Bytes whole = Join({Header(2), ExampleTemplate, Bytes(35, 0)});
+        whole.resize(room);
+        if (room >= 9) {
+            EXPECT_EQ(discover.Range(240, 240 + room), whole);
+        }
+
+        Bytes asked = {55, 1, 3, 53, 1, 3};
+        asked.resize(std::min(asked.size(), room));
+        Datagram request = Request(asked, 240 + room);
+        if (room < 6) continue;
+        ASSERT_TRUE(Compose(&request));
+        Bytes selected = Join({Header(5),
+                               {51, 4, 0, 0, 0x0E, 0x10, 1, 4, 255, 255, 255, 0},
+                               {3, 4, 10, 0, 0, 254, 255},
+                               Bytes(20, 0)});
+        selected.resize(room);
+        EXPECT_EQ(request.Range(240, 240 + room), selected);
+    }
+}
+
+TEST_F(DhcpReplyTest, EveryCodeThatAClientNamesIsServed) {
+    Bytes asked = {53, 1, 3, 55, 255};
+    for (int code = 255; code > 0; --code)
+        asked.push_back(static_cast<BYTE>(code));
+    Datagram datagram = Request(asked, 600);
+    ASSERT_TRUE(Compose(&datagram));
+    const Bytes expected = Join({Header(5),
+                                 {51, 4, 0, 0, 0x0E, 0x10, 1, 4, 255, 255, 255, 0},
+                                 {12, 4, 'p', 'c', '1', '7', 3, 4, 10, 0, 0, 254, 255}});
+    EXPECT_EQ(datagram.Range(240, 240 + expected.size()), expected);
+}
+
+// Options that end anywhere: nothing is touched outside the packet, whose block ends with it.
+TEST_F(DhcpReplyTest, PacketsOfEveryLengthAndRandomBytes) {
+    std::mt19937 random(20);
+    const Bytes usual = {0, 53, 1, 3, 54, 4, 10, 0, 0, 1, 50, 4, 10, 0, 0, 17, 55, 4, 1, 3, 12, 6, 255};
+    int answered = 0;
+    for (std::size_t length = 1; length < 600; ++length) {
+        for (int round = 0; round < 20; ++round) {
+            Datagram datagram(length, {ExampleAddress, ExampleAddress + 6});
+            for (std::size_t at = 240; at < length; ++at) {
+                const bool mutated = random() % 8 == 0;
+                const std::size_t offset = at - 240;
+                datagram.block[at] = offset < usual.size() && !(mutated && round > 0)
+                                         ? usual[offset]
+                                         : static_cast<BYTE>(random() % (round % 2 == 0 ? 256 : 60));
+            }
+            const Bytes before = datagram.block;
+            if (FitVendorOptions(Options(datagram.Packet()), datagram.End(), entry) ==
+                VendorFit::DhcpShaped) {
+                answered += Compose(&datagram);
+            }
+            EXPECT_TRUE(std::equal(before.begin(), before.begin() + 240, datagram.block.begin()));
+        }
+    }
+    EXPECT_GT(answered, 1000);
+}
+
+}  // namespace

@@ -1,0 +1,232 @@
+#include "database/find_client.h"
+
+#include <cstring>
+#include <thread>
+
+#include "database/database_result.h"
+#include "database_fixture.h"
+
+namespace {
+
+const Bytes Example = {ExampleAddress, ExampleAddress + 6};
+const Bytes Discover = {53, 1, 1, 255};
+const Bytes Inform = {53, 1, 8, 255};
+
+class FindClientTest : public DatabaseTest {
+  protected:
+    // The example with more clients, the first `listed` of which the load takes into the list.
+    void Prepare(const std::string& clients, DWORD listed = 0) {
+        WriteBootptab(ExampleBootptab + clients);
+        ASSERT_EQ(Load(listed), DatabaseOk);
+    }
+
+    // Whether another thread gets the mutex at once, so that no lookup has left it taken.
+    static bool IsFree(HANDLE mutex) {
+        bool taken = false;
+        std::thread([&] {
+            taken = WaitForSingleObject(mutex, 0) == WAIT_OBJECT_0;
+            if (taken) ReleaseMutex(mutex);
+        }).join();
+        return taken;
+    }
+};
+
+TEST_F(FindClientTest, Statuses) {
+    Prepare(
+        "[00-01]\nHost Name=h\n[00-02]\nHost Name=h\nPlain Only=1\n[00-03]\nTimes=1\n[00-04]\nHardware "
+        "Type=6\n",
+        1);
+    const Bytes listed = Example;
+    const struct {
+        Bytes address;
+        Bytes options;
+        int status;
+        bool unchanged = false;
+    } cases[] = {
+        {listed, {}, FindListedBootp},
+        {listed, Discover, FindListedDhcp},
+        {listed, Inform, FindRefused},
+        {{}, {}, FindListedBootp},
+        {{0x00, 0xA0, 0x24}, {}, FindListedBootp},
+        {{0, 1}, {}, FindTransientBootp},
+        {{0, 1}, Discover, FindTransientDhcp},
+        {{0, 1}, Inform, FindRefused},
+        {{0, 2}, Discover, FindTransientBootp},
+        {{0, 3}, {}, FindMalformed, true},
+        {{0, 4}, {}, FindOtherHardwareType, true},
+        {{0, 5}, {}, FindUnknownClient, true},
+    };
+    for (const auto& expected : cases) {
+        Datagram datagram(300, expected.address, expected.options);
+        const Bytes before = datagram.block;
+        EXPECT_EQ(Find(&datagram), expected.status) << ::testing::PrintToString(expected.address);
+        EXPECT_EQ(datagram.block == before, expected.unchanged);
+        EXPECT_TRUE(IsFree(listMutex));
+    }
+    EXPECT_EQ(list->hits, 5u);
+
+    Datagram other(300, listed);
+    other.Packet()->htype = 6;
+    const Bytes before = other.block;
+    EXPECT_EQ(Find(&other), FindOtherHardwareType);
+    EXPECT_EQ(other.block, before);
+    EXPECT_EQ(list->hits, 5u);
+}
+
+TEST_F(FindClientTest, FixedFieldsOfTheReply) {
+    Prepare("");
+    Datagram datagram(300, Example);
+    for (std::size_t at = 3; at < 28; ++at)
+        datagram.block[at] = static_cast<BYTE>(at);
+    std::strcpy(datagram.Packet()->sname, "server");
+    std::memset(datagram.Packet()->file, 'q', 128);
+    Datagram expected = datagram;
+    EXPECT_EQ(Find(&datagram), FindListedBootp);
+
+    BootPacket* reply = expected.Packet();
+    reply->op = NoBroadcast;
+    reply->yiaddr = {{10, 0, 0, 17}};
+    reply->siaddr = TestServer;
+    std::memcpy(reply->file, "lab-new.img", 12);  // what the request had behind the NUL stays
+    reply->cookie = {{0x63, 0x82, 0x53, 0x63}};
+    EXPECT_EQ(datagram.Range(0, 240), expected.Range(0, 240));
+    EXPECT_EQ(datagram.Range(240, 246), (Bytes{1, 4, 255, 255, 255, 0}));
+}
+
+TEST_F(FindClientTest, AListedClientOutlivesItsSection) {
+    Prepare("[00-01]\nHost Name=h\n", 1);
+    std::string text = ExampleBootptab;
+    WriteBootptab(text.replace(text.find("[00-a0"), 6, "[00-b0") + "[00-01]\nIP Address=1.2.3.4\n");
+    Datagram listed(300, Example);
+    EXPECT_EQ(Find(&listed), FindListedBootp);
+    EXPECT_EQ(listed.Packet()->yiaddr, (IpAddress{{10, 0, 0, 17}}));
+    Datagram transient(300, {0, 1});
+    EXPECT_EQ(Find(&transient), FindTransientBootp);
+    EXPECT_EQ(transient.Packet()->yiaddr, (IpAddress{{1, 2, 3, 4}}));
+}
+
+TEST_F(FindClientTest, TheStampIsSetByOneHitOnly) {
+    for (const DWORD expireHits : {0u, 3u}) {
+        Prepare("");
+        for (DWORD hit = 1; hit <= 5; ++hit) {
+            list->stamp.wYear = 1;
+            Datagram datagram(300, Example);
+            Find(&datagram, expireHits);
+            EXPECT_EQ(list->hits, hit);
+            EXPECT_EQ(list->stamp.wYear != 1, expireHits != 0 && hit == expireHits);
+        }
+        CloseHandle(list->mutex);
+        list = nullptr;
+    }
+}
+
+TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
+    Prepare("[00-01]\nAlias Files=1\nBoot File=own\n[00-02]\nBoot File=own\n[File Aliases]\n");
+    const std::string unterminated(128, 'u');
+    const struct {
+        Bytes address;
+        std::string wanted;
+        Bytes options;
+        const char* file;
+    } cases[] = {
+        {{0, 1}, "lab.img", {}, "lab-new.img"}, {{0, 1}, "LAB.IMG", Discover, "lab-new.img"},
+        {{0, 1}, "boot.img", {}, ""},           {{0, 1}, "", {}, "own"},
+        {{0, 1}, unterminated, {}, ""},         {{0, 1}, "lab.img", Inform, "own"},
+        {{0, 2}, "lab.img", {}, "own"},
+    };
+    for (const auto& expected : cases) {
+        Datagram datagram(300, expected.address, expected.options);
+        std::copy(expected.wanted.begin(), expected.wanted.end(), datagram.Packet()->file);
+        Find(&datagram);
+        EXPECT_STREQ(datagram.Packet()->file, expected.file) << expected.wanted;
+    }
+}
+
+TEST_F(FindClientTest, MediaTextGoesToTheHandlerOnly) {
+    const std::string longest(99, 'm');
+    Prepare("[00-01]\nMedia=02-00-00-11\nBoot File=own\n[00-02]\nMedia=" + longest +
+            "\n[00-03]\nMedia=02-00\nCookie=0.0.0.0\n[00-04]\nMedia=\n[00-05]\nMedia=x\nMedia=y\n");
+    const char* const texts[] = {"02-00-00-11", longest.c_str(), "", "", ""};
+    for (BYTE client = 1; client <= 5; ++client) {
+        std::memset(arpMacText, 0, sizeof(arpMacText));
+        Datagram datagram(300, {0, client});
+        ASSERT_EQ(Find(&datagram), FindListedBootp);
+        EXPECT_STREQ(arpMacText, texts[client - 1]);
+        EXPECT_EQ((datagram.Packet()->op & ArpMac) != 0, client != 5);
+        EXPECT_EQ(datagram.Range(108 + 28, 236), Bytes(100, 0));
+    }
+}
+
+TEST_F(FindClientTest, PlainOnlyIgnoresTheClientsOptions) {
+    Prepare("[00-01]\nPlain Only=1\nHost Name=h\n");
+    for (const std::size_t length : {300u, 241u, 240u}) {
+        Datagram datagram(length, {0, 1});
+        if (length == 300) std::copy(Discover.begin(), Discover.end(), Options(datagram.Packet()));
+        EXPECT_EQ(Find(&datagram), FindListedBootp);
+    }
+    Datagram tooShort(100, {0, 1});
+    EXPECT_EQ(Find(&tooShort), FindRefused);
+}
+
+TEST_F(FindClientTest, MutexesThatCannotBeTaken) {
+    Prepare("[00-01]\nHost Name=h\n[00-02]\nHost Name=h\n");
+    Datagram second(300, {0, 1});
+    Datagram third(300, {0, 2});
+    const Bytes before = second.block;
+    const HANDLE guard = list->mutex;
+
+    const HANDLE closed = CreateMutexA(nullptr, FALSE, nullptr);
+    CloseHandle(closed);
+    std::swap(listMutex, const_cast<HANDLE&>(closed));
+    EXPECT_EQ(Find(&second), FindMutexFailed);
+    std::swap(listMutex, const_cast<HANDLE&>(closed));
+
+    CloseHandle(guard);
+    EXPECT_EQ(Find(&second), FindMutexFailed);
+    EXPECT_EQ(second.block, before);
+    EXPECT_TRUE(IsFree(listMutex));
+    EXPECT_EQ(Find(&third),
+              FindListedBootp);  // the index knows the guard of the third entry without the others
+    EXPECT_TRUE(IsFree(list->next->mutex));
+
+    list->index = nullptr;
+    Datagram walked(300, {0, 2});
+    EXPECT_EQ(Find(&walked), FindMutexFailed);
+    EXPECT_TRUE(IsFree(listMutex));
+}
+
+TEST_F(FindClientTest, ARetiredListSendsItsCallerAway) {
+    Prepare("");
+    RetireClientList(list);
+    Datagram datagram(300, Example);
+    const Bytes before = datagram.block;
+    EXPECT_EQ(Find(&datagram), FindListRetired);
+    EXPECT_EQ(datagram.block, before);
+    EXPECT_EQ(list->hits, 0u);
+    EXPECT_TRUE(IsFree(listMutex));
+}
+
+TEST_F(FindClientTest, ThreadsShareAList) {
+    Prepare("[00-01]\nHost Name=h\n[00-02]\nHost Name=h\n", 2);
+    constexpr DWORD rounds = 500;
+    const auto ask = [&] {
+        DWORD counter = 0;
+        char text[100] = {};
+        for (DWORD round = 0; round < rounds; ++round) {
+            const Bytes addresses[] = {Example, {0, 1}, {0, 2}};
+            const int statuses[] = {FindListedDhcp, FindListedDhcp, FindTransientDhcp};
+            const std::size_t client = round % 50 == 0 ? 2 : round % 2;
+            Datagram datagram(300, addresses[client], Discover);
+            EXPECT_EQ(FindClient(0, heap, path.c_str(), &counter, list, catalogue.data(), datagram.Packet(),
+                                 datagram.End(), TestServer, listMutex, 7, text),
+                      statuses[client]);
+        }
+    };
+    std::thread other(ask);
+    std::thread third(ask);
+    other.join();
+    third.join();
+    EXPECT_EQ(list->hits + list->next->hits, 2 * (rounds - rounds / 50));
+}
+
+}  // namespace
