@@ -9,6 +9,7 @@
 #include <memory>
 #include <random>
 
+#include "quillonctl/complaint.h"
 #include "quillonctl/exchange.h"
 #include "quillonctl/exit_status.h"
 #include "quillonctl/message_printer.h"
@@ -33,11 +34,6 @@ struct AskArguments {
     double timeout = 5;
     bool broadcast = false, json = false;
 };
-
-int Complain(const std::string& error) {
-    std::cerr << "quillonctl: " << error << "\n";
-    return Failed;
-}
 
 std::string CheckAddress(const std::string& text) {
     return ParseAddress(text) ? "" : "'" + text + "' is not an IPv4 address";
@@ -117,21 +113,16 @@ int Ask(const AskArguments& arguments) {
     const auto result = Exchange(
         RouteFrom(arguments), *request, timeout, [&](Bytes datagram) { return Answers(datagram, *request); },
         reply, error, notice);
-    if (!notice.empty()) std::cerr << "quillonctl: " << notice << "\n";
+    if (!notice.empty()) Complain(notice);
     if (result == ExchangeResult::Failed) return Complain(error);
-    if (result == ExchangeResult::NoReply) {
-        std::cerr << "quillonctl: no reply\n";
-        return Refused;
-    }
+    if (result != ExchangeResult::Replied) return Complain("no reply", ExitRefused);
     const DecodedMessage message = DecodeMessage(reply.bytes);
-    std::cout << (arguments.json ? MessageJson(message, reply.from, reply.bytes)
-                                 : MessageText(message, reply.from))
-              << std::flush;
-    return std::cout ? Done : Complain("the reply can't be written to the output");
+    return Output(arguments.json ? MessageJson(message, reply.from, reply.bytes)
+                                 : MessageText(message, reply.from));
 }
 
 void AddRequestOptions(CLI::App& command, AskArguments& arguments) {
-    const CLI::Validator address(CheckAddress, "ADDRESS");
+    const CLI::Validator address(CheckAddress, "");
     command.add_option("--dhcp", arguments.dhcp, "make it a DHCP request of this type; without: BOOTP")
         ->check(CLI::IsMember({"discover", "request", "decline", "release", "inform"}));
     command
@@ -142,27 +133,36 @@ void AddRequestOptions(CLI::App& command, AskArguments& arguments) {
         ->check(CLI::Range(0u, 255u))
         ->capture_default_str();
     command.add_option("--xid", arguments.xid, "transaction number, random if not given")
-        ->check(CLI::Validator(CheckXid, "NUMBER"));
+        ->type_name("NUMBER")
+        ->check(CLI::Validator(CheckXid, ""));
     command.add_option("--secs", arguments.secs, "seconds since booting")->check(CLI::Range(0u, 65535u));
     command.add_option("--sname", arguments.sname, "name of the server that shall answer")->type_name("NAME");
     command.add_option("--file", arguments.file, "boot file to ask for")->type_name("NAME");
-    command.add_option("--ciaddr", arguments.ciaddr, "address that the client has already")->check(address);
+    command.add_option("--ciaddr", arguments.ciaddr, "address that the client has already")
+        ->type_name("ADDRESS")
+        ->check(address);
     command.add_flag("--broadcast", arguments.broadcast, "ask for a reply by broadcast");
-    command.add_option("--requested-ip", arguments.requestedAddress, "DHCP option 50")->check(address);
-    command.add_option("--server-id", arguments.serverIdentifier, "DHCP option 54")->check(address);
+    command.add_option("--requested-ip", arguments.requestedAddress, "DHCP option 50")
+        ->type_name("ADDRESS")
+        ->check(address);
+    command.add_option("--server-id", arguments.serverIdentifier, "DHCP option 54")
+        ->type_name("ADDRESS")
+        ->check(address);
     command.add_option("--parameter-list", arguments.parameterList, "DHCP option 55, as in 1,3,6")
+        ->type_name("CODE,...")
         ->check(CLI::Validator(
             [](const std::string& text) {
                 return ParseCodes(text) ? std::string() : "'" + text + "' is not a list of option codes";
             },
-            "CODE,..."));
+            ""));
     command.add_option("--length", arguments.length, "length of the datagram in bytes; 300 if not given")
         ->check(CLI::Range(std::size_t{1}, LargestDatagram));
 }
 
 void AddRouteOptions(CLI::App& command, AskArguments& arguments) {
-    const CLI::Validator address(CheckAddress, "ADDRESS");
+    const CLI::Validator address(CheckAddress, "");
     command.add_option("--server", arguments.server, "server to ask; without: the limited broadcast address")
+        ->type_name("ADDRESS")
         ->check(address);
     command
         .add_option("--port", arguments.port, "port of the server; that of the service bootp if not given")
@@ -172,10 +172,14 @@ void AddRouteOptions(CLI::App& command, AskArguments& arguments) {
                     "port to send from and to listen on, 0 for any; if not given: 68, or 67 for a relay, "
                     "or any if the server's port is 1024 or above")
         ->check(CLI::Range(0u, 65535u));
-    command.add_option("--bind", arguments.bind, "local address to send from")->check(address);
+    command.add_option("--bind", arguments.bind, "local address to send from")
+        ->type_name("ADDRESS")
+        ->check(address);
     command.add_option("--interface", arguments.interface, "interface to send and receive by")
         ->type_name("NAME");
-    command.add_option("--relay", arguments.relay, "be the relay agent with this address")->check(address);
+    command.add_option("--relay", arguments.relay, "be the relay agent with this address")
+        ->type_name("ADDRESS")
+        ->check(address);
 }
 
 }  // namespace
@@ -184,6 +188,7 @@ void AddAskCommand(CLI::App& app, std::function<int()>& run) {
     CLI::App* command = app.add_subcommand("ask", "Send a BOOTP or DHCP request and show the reply");
     const auto arguments = std::make_shared<AskArguments>();
     command->add_option("MAC", arguments->hardwareAddress, "hardware address, as in 00-a0-c9-11-22-33")
+        ->type_name("")
         ->required()
         ->check(CLI::Validator(
             [](const std::string& text) {

@@ -105,17 +105,19 @@ bool OpenSockets(const Route& route, Sockets& sockets, std::string& error, std::
     return true;
 }
 
-// True with the datagram in `reply` if there is one and it is the awaited one.
-bool ReceiveOurs(const Descriptor& descriptor, const std::function<bool(Bytes)>& isOurs, Reply& reply) {
+// Nothing if there is no datagram, or one that isn't awaited.
+std::optional<ExchangeResult> Receive(const Descriptor& descriptor, const std::function<bool(Bytes)>& isOurs,
+                                      Reply& reply) {
     sockaddr_in from{};
     socklen_t size = sizeof from;
     reply.bytes.resize(kBufferSize);
     const ssize_t received = ::recvfrom(descriptor.Get(), reply.bytes.data(), reply.bytes.size(), 0,
                                         reinterpret_cast<sockaddr*>(&from), &size);
-    if (received < 0) return false;
+    if (received < 0)
+        return errno == ECONNREFUSED ? std::optional(ExchangeResult::NobodyThere) : std::nullopt;
     reply.bytes.resize(static_cast<std::size_t>(received));
     reply.from = EndpointText(from);
-    return isOurs(reply.bytes);
+    return isOurs(reply.bytes) ? std::optional(ExchangeResult::Replied) : std::nullopt;
 }
 
 ExchangeResult AwaitReply(const Sockets& sockets, Clock::time_point deadline,
@@ -130,10 +132,22 @@ ExchangeResult AwaitReply(const Sockets& sockets, Clock::time_point deadline,
             return ExchangeResult::Failed;
         }
         if (ready <= 0) continue;
-        for (std::size_t index = 0; index < sockets.size(); ++index)
-            if (waiting[index].revents != 0 && ReceiveOurs(sockets[index], isOurs, reply))
-                return ExchangeResult::Replied;
+        for (std::size_t index = 0; index < sockets.size(); ++index) {
+            if (waiting[index].revents == 0) continue;
+            if (const auto result = Receive(sockets[index], isOurs, reply)) return *result;
+        }
     }
+}
+
+bool Send(const Route& route, const Descriptor& descriptor, Bytes request, std::string& error) {
+    const sockaddr_in server = SocketAddress(route.server, route.serverPort);
+    const auto* const address = reinterpret_cast<const sockaddr*>(&server);
+    const bool connected = !route.onlyServer || ::connect(descriptor.Get(), address, sizeof server) == 0;
+    if (connected &&
+        ::sendto(descriptor.Get(), request.data(), request.size(), 0, address, sizeof server) >= 0)
+        return true;
+    error = "can't send to " + EndpointText(server) + Reason();
+    return false;
 }
 
 }  // namespace
@@ -143,13 +157,8 @@ ExchangeResult Exchange(const Route& route, Bytes request, std::chrono::millisec
                         std::string& notice) {
     Sockets sockets;
     if (!OpenSockets(route, sockets, error, notice)) return ExchangeResult::Failed;
-    const sockaddr_in server = SocketAddress(route.server, route.serverPort);
     const Clock::time_point deadline = Clock::now() + timeout;
-    if (::sendto(sockets[0].Get(), request.data(), request.size(), 0,
-                 reinterpret_cast<const sockaddr*>(&server), sizeof server) < 0) {
-        error = "can't send to " + EndpointText(server) + Reason();
-        return ExchangeResult::Failed;
-    }
+    if (!Send(route, sockets[0], request, error)) return ExchangeResult::Failed;
     return AwaitReply(sockets, deadline, isOurs, reply, error);
 }
 

@@ -19,6 +19,7 @@ struct Route {
         local;  // the address to send from; replies to the limited broadcast address get in as well
     std::string interface;         // the only interface to send and to receive by
     std::uint16_t localPort = 0;   // 0: any that is free
+    bool onlyServer = false;       // hear nobody but the server asked, and notice if nobody listens there
     bool anyPortIfDenied = false;  // take a free port if this user may not have `localPort`
 };
 
@@ -27,7 +28,12 @@ struct Reply {
     std::string from;  // "ADDRESS:PORT"
 };
 
-enum class ExchangeResult : std::uint8_t { Replied, NoReply, Failed };
+enum class ExchangeResult : std::uint8_t {
+    Replied,
+    NoReply,
+    NobodyThere,  // the server's machine says that its port is closed
+    Failed
+};
 
 // Sends `request` and waits for the first datagram that `isOurs` accepts, dropping all others. On `Failed`
 // `error` tells what went wrong. `notice`, if not empty afterwards, is worth telling whatever the result.

@@ -1,0 +1,139 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+
+#include "quillonctl/local_addresses.h"
+#include "tools/json_syntax.h"
+#include "tools/loopback_server.h"
+#include "tools/run_command.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using Datagram = LoopbackServer::Datagram;
+
+Datagram Bytes(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+Datagram Ack() {
+    return Bytes(std::string("RELOAD ACK", 11));
+}
+Datagram Nack() {
+    return Bytes(std::string("RELOAD NACK", 12));
+}
+
+class ReloadCommandTest : public testing::Test {
+  protected:
+    ReloadCommandTest() {
+        char folder[] = "/tmp/quillon-reload-XXXXXX";
+        home_ = ::mkdtemp(folder);
+    }
+    ~ReloadCommandTest() override { std::filesystem::remove_all(home_); }
+
+    CommandResult Reload(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), "reload");
+        return RunQuillonctl(arguments, {"QUILLON_HOME=" + home_.string()});
+    }
+    void Append(const std::string& file, const std::string& text) const {
+        std::ofstream(home_ / file, std::ios::app) << text;
+    }
+
+    std::filesystem::path home_;
+};
+
+TEST_F(ReloadCommandTest, SendsTheRequestOnceAndTellsTheAcknowledgement) {
+    std::mutex lock;
+    std::vector<Datagram> received;
+    {
+        LoopbackServer server([&](const Datagram& request) {
+            const std::lock_guard guard(lock);
+            received.push_back(request);
+            // What comes first is no answer, each for its own reason.
+            return std::vector<Datagram>{
+                Bytes("RELOAD ACK"), {}, Bytes("RELOAD"), Bytes(std::string("reload ack", 11)), Ack()};
+        });
+        const CommandResult result = Reload({"127.0.0.1", "--port", server.Port()});
+        EXPECT_EQ(result.status, 0) << result.errors;
+        EXPECT_EQ(result.output, "Reload acknowledged by 127.0.0.1:" + server.Port() + "\n");
+    }
+    EXPECT_THAT(received, ElementsAre(Bytes(std::string("RELOAD REQ", 11))));
+}
+
+TEST_F(ReloadCommandTest, ShowsTheEventsOfARefusal) {
+    Append("events.log", "2026-11-22T20:27:03 error 0xC0000007 Quillon: an old one\n");
+    LoopbackServer server([&](const Datagram&) {
+        Append("events.log", "2026-11-22T20:27:04 error 0xC0000007 Quillon: the database is missing\n");
+        return std::vector<Datagram>{Nack()};
+    });
+    CommandResult result = Reload({"127.0.0.1", "--port", server.Port()});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.output, HasSubstr("Reload refused by 127.0.0.1:" + server.Port()));
+    EXPECT_THAT(result.output, HasSubstr("Quillon: the database is missing\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("an old one")));
+    result = Reload({"127.0.0.1", "--port", server.Port(), "--json"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(JsonSyntax::IsValid(result.output)) << result.output;
+    EXPECT_THAT(result.output, HasSubstr(R"({"answer":"NACK",)"));
+    EXPECT_THAT(result.output, HasSubstr("the database is missing"));
+}
+
+TEST_F(ReloadCommandTest, AsksTheJournalWhereThereIsNoHome) {
+    Append("journalctl", "#!/bin/sh\necho \"the journal says: $*\"\n");
+    ::chmod((home_ / "journalctl").c_str(), 0755);
+    LoopbackServer server([&](const Datagram&) { return std::vector<Datagram>{Nack()}; });
+    const CommandResult result =
+        RunQuillonctl({"reload", "127.0.0.1", "--port", server.Port()},
+                      {"QUILLON_HOME=", "PATH=" + home_.string() + ":/usr/bin:/bin"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.output,
+                testing::ContainsRegex("the journal says: --identifier=Quillon .*--since=@[0-9]+\n"));
+}
+
+TEST_F(ReloadCommandTest, FindsTheServiceOfTheHome) {
+    LoopbackServer server([&](const Datagram&) { return std::vector<Datagram>{Ack()}; });
+    Append("services", "bootp " + server.Port() + "/udp\n");
+    // Nobody listens on the address that the parameters name.
+    Append("registry.reg",
+           "Windows Registry Editor Version 5.00\n\n"
+           "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Quillon\\Parameters]\n"
+           "\"LocalAddrs\"=\"127.0.0.9\"\n");
+    const CommandResult result = Reload({});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_THAT(result.output, HasSubstr("127.0.0.1:" + server.Port()));
+    EXPECT_EQ(Reload({"127.0.0.9"}).status, 3);
+}
+
+TEST_F(ReloadCommandTest, TellsSilenceFromAbsence) {
+    std::string port;
+    {
+        LoopbackServer silent([](const Datagram&) { return std::vector<Datagram>{}; });
+        port = silent.Port();
+        const CommandResult result = Reload({"--port", port, "--timeout", "0.3"});
+        EXPECT_EQ(result.status, 3);
+        EXPECT_THAT(result.errors, HasSubstr("doesn't answer"));
+    }
+    const CommandResult result = Reload({"--port", port});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.errors, HasSubstr("nobody listens on port " + port));
+    EXPECT_EQ(Reload({"nowhere"}).status, 2);
+}
+
+TEST(LocalAddresses, ReadsTheListAsTheServiceDoes) {
+    const IpAddress first{{10, 0, 0, 1}};
+    const IpAddress second{{10, 0, 0, 2}};
+    EXPECT_THAT(quillonctl::ParseLocalAddrs("10.0.0.1,bad,10.0.0.2"), ElementsAre(first, second));
+    EXPECT_THAT(quillonctl::ParseLocalAddrs("10.0.0.1,,10.0.0.2"), ElementsAre(first));
+    EXPECT_THAT(quillonctl::ParseLocalAddrs(",10.0.0.2"), IsEmpty());
+    EXPECT_THAT(quillonctl::ParseLocalAddrs(""), IsEmpty());
+    EXPECT_THAT(quillonctl::LocalServiceAddresses(), testing::Contains(IpAddress{{127, 0, 0, 1}}));
+}
+
+}  // namespace

@@ -1,0 +1,28 @@
+// The events that the service has reported since a moment.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace quillonctl {
+
+// Marks the moment of its making. In a home of its own it reads events.log there, else it asks the journal.
+class EventTail {
+  public:
+    EventTail();
+
+    // The lines since, the last few if there are many; none if this user can't read them.
+    std::vector<std::string> Lines() const;
+
+    // How to see them by hand.
+    static std::string Hint();
+
+  private:
+    off_t offset_;
+    std::int64_t second_;
+};
+
+}  // namespace quillonctl

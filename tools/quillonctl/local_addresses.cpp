@@ -1,0 +1,65 @@
+#include "quillonctl/local_addresses.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <sstream>
+
+#include "platform/posix/registry.h"
+#include "quillonctl/request_builder.h"
+
+namespace quillonctl {
+namespace {
+
+constexpr char kParametersKey[] = "SYSTEM\\CurrentControlSet\\Services\\Quillon\\Parameters";
+
+// Empty if there is none, or it can't be read: the other addresses are still worth a try.
+std::string ReadLocalAddrs() {
+    char text[260] = "";
+    DWORD size = sizeof text - 1;
+    HKEY key = nullptr;
+    if (RegOpenKeyA(HKEY_LOCAL_MACHINE, kParametersKey, &key) != 0) return "";
+    const LONG result =
+        RegQueryValueExA(key, "LocalAddrs", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size);
+    RegCloseKey(key);
+    return result == 0 ? text : "";
+}
+
+void AppendOnce(std::vector<IpAddress>& addresses, const IpAddress& address) {
+    if (std::ranges::find(addresses, address) == addresses.end()) addresses.push_back(address);
+}
+
+void AppendInterfaces(std::vector<IpAddress>& addresses) {
+    ifaddrs* first = nullptr;
+    if (::getifaddrs(&first) != 0) return;
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(first, ::freeifaddrs);
+    for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
+        IpAddress address;
+        std::memcpy(address.bytes, &reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr, 4);
+        AppendOnce(addresses, address);
+    }
+}
+
+}  // namespace
+
+std::vector<IpAddress> ParseLocalAddrs(const std::string& list) {
+    std::vector<IpAddress> addresses;
+    std::istringstream pieces(list);
+    for (std::string piece; std::getline(pieces, piece, ',') && !piece.empty();)
+        if (const auto address = ParseAddress(piece)) AppendOnce(addresses, *address);
+    return addresses;
+}
+
+std::vector<IpAddress> LocalServiceAddresses() {
+    std::vector<IpAddress> addresses = ParseLocalAddrs(ReadLocalAddrs());
+    AppendOnce(addresses, {{127, 0, 0, 1}});
+    AppendInterfaces(addresses);
+    return addresses;
+}
+
+}  // namespace quillonctl

@@ -1,0 +1,160 @@
+#include "quillonctl/reload_command.h"
+
+#include <CLI/CLI.hpp>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "quillonctl/complaint.h"
+#include "quillonctl/event_tail.h"
+#include "quillonctl/exchange.h"
+#include "quillonctl/json_writer.h"
+#include "quillonctl/local_addresses.h"
+#include "quillonctl/request_builder.h"
+#include "quillonctl/service_port.h"
+
+namespace quillonctl {
+namespace {
+
+using namespace std::string_view_literals;
+
+// Each with its NUL, which is part of the datagram.
+constexpr std::string_view kRequest = "RELOAD REQ\0"sv;
+constexpr std::string_view kAcknowledgement = "RELOAD ACK\0"sv;
+constexpr std::string_view kRefusal = "RELOAD NACK\0"sv;
+
+struct ReloadArguments {
+    std::string address;
+    std::optional<unsigned> port;
+    double timeout = 30;
+    bool json = false;
+};
+
+struct Outcome {
+    ExchangeResult result = ExchangeResult::NobodyThere;
+    bool isAcknowledged = false;
+    std::string from;
+    std::string error;
+};
+
+Bytes BytesOf(std::string_view text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+bool Is(Bytes datagram, std::string_view text) {
+    return datagram.size() == text.size() && std::memcmp(datagram.data(), text.data(), text.size()) == 0;
+}
+
+Outcome AskAt(const IpAddress& address, std::uint16_t port, std::chrono::milliseconds timeout) {
+    Route route;
+    route.server = address;
+    route.serverPort = port;
+    route.onlyServer = true;
+    Outcome outcome;
+    Reply reply;
+    std::string notice;
+    outcome.result = Exchange(
+        route, BytesOf(kRequest), timeout,
+        [](Bytes datagram) { return Is(datagram, kAcknowledgement) || Is(datagram, kRefusal); }, reply,
+        outcome.error, notice);
+    if (outcome.result == ExchangeResult::Replied) {
+        outcome.isAcknowledged = Is(reply.bytes, kAcknowledgement);
+        outcome.from = reply.from;
+    }
+    return outcome;
+}
+
+// The first address where somebody listens. One that is silent ends the search: the request may have been
+// heard, and another one would make the service load everything a second time.
+Outcome AskFirstThatListens(const ReloadArguments& arguments) {
+    const auto addresses =
+        arguments.address.empty() ? LocalServiceAddresses() : std::vector{*ParseAddress(arguments.address)};
+    const auto port = static_cast<std::uint16_t>(arguments.port.value_or(ServicePort()));
+    const std::chrono::milliseconds timeout(static_cast<long>(arguments.timeout * 1000));
+    Outcome outcome;
+    for (const IpAddress& address : addresses) {
+        outcome = AskAt(address, port, timeout);
+        if (outcome.result == ExchangeResult::Replied || outcome.result == ExchangeResult::NoReply)
+            return outcome;
+    }
+    if (outcome.result == ExchangeResult::NobodyThere)
+        outcome.error = "nobody listens on port " + std::to_string(port) + " of " +
+                        (arguments.address.empty() ? "this machine" : arguments.address);
+    return outcome;
+}
+
+std::string OutcomeText(const Outcome& outcome, const std::vector<std::string>& events) {
+    if (outcome.isAcknowledged) return "Reload acknowledged by " + outcome.from + "\n";
+    std::string text = "Reload refused by " + outcome.from + "; the service goes on with what it had\n";
+    for (const std::string& event : events)
+        text += "  " + event + "\n";
+    if (events.empty()) text += "For the reason " + EventTail::Hint() + "\n";
+    return text;
+}
+
+std::string OutcomeJson(const Outcome& outcome, const std::vector<std::string>& events) {
+    JsonWriter json;
+    json.BeginObject().Key("answer").String(outcome.isAcknowledged ? "ACK" : "NACK");
+    json.Key("from").String(outcome.from);
+    json.Key("events").BeginArray();
+    for (const std::string& event : events)
+        json.String(event);
+    json.End().End();
+    return json.Text() + "\n";
+}
+
+int Reload(const ReloadArguments& arguments) {
+    const EventTail tail;
+    const Outcome outcome = AskFirstThatListens(arguments);
+    switch (outcome.result) {
+        case ExchangeResult::Failed:
+            return Complain(outcome.error);
+        case ExchangeResult::NobodyThere:
+            return Complain(outcome.error, ExitNoService);
+        case ExchangeResult::NoReply:
+            return Complain("the service doesn't answer", ExitNoService);
+        case ExchangeResult::Replied:
+            break;
+    }
+    const auto events = outcome.isAcknowledged ? std::vector<std::string>() : tail.Lines();
+    return Output(arguments.json ? OutcomeJson(outcome, events) : OutcomeText(outcome, events),
+                  outcome.isAcknowledged ? ExitDone : ExitRefused);
+}
+
+}  // namespace
+
+void AddReloadCommand(CLI::App& app, std::function<int()>& run) {
+    CLI::App* command =
+        app.add_subcommand("reload", "Have the service read its parameters and its database anew");
+    const auto arguments = std::make_shared<ReloadArguments>();
+    command
+        ->add_option("ADDRESS", arguments->address,
+                     "address of the service; without: the first local one where somebody listens")
+        ->type_name("")
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+                return ParseAddress(text) ? std::string() : "'" + text + "' is not an IPv4 address";
+            },
+            ""));
+    command
+        ->add_option("--port", arguments->port, "port of the service; that of the service bootp if not given")
+        ->check(CLI::Range(1u, 65535u));
+    command
+        ->add_option("--timeout", arguments->timeout,
+                     "seconds to wait for the answer, which comes after the load")
+        ->check(CLI::Range(0.001, 86400.0))
+        ->capture_default_str();
+    command->add_flag("--json", arguments->json, "show the answer as JSON");
+    command->footer(
+        "A refusal is shown with the events that give its reason, if this user may read them.\n"
+        "\n"
+        "Exit status: 0 acknowledged, 1 refused, 2 wrong usage or a failure on this side, 3 no answer.\n"
+        "\n"
+        "Examples:\n"
+        "  quillonctl reload\n"
+        "  quillonctl reload 10.0.0.1\n"
+        "  quillonctl reload --home /srv/lab --json");
+    command->callback([arguments, &run] { run = [arguments] { return Reload(*arguments); }; });
+}
+
+}  // namespace quillonctl

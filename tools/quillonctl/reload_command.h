@@ -1,0 +1,13 @@
+// "quillonctl reload": has a service read its parameters and its database anew.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <functional>
+
+namespace quillonctl {
+
+// Adds the command to `app`. When it has been parsed, `run` is what carries it out; it answers the exit
+// status.
+void AddReloadCommand(CLI::App& app, std::function<int()>& run);
+
+}  // namespace quillonctl
