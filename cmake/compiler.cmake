@@ -10,9 +10,9 @@ find_package(PkgConfig REQUIRED)
 
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wcast-qual -Wformat=2 -Wduplicated-cond -Wlogical-op -Werror
-  # GCC 12 sees overlaps inside std::string's own operator+ that cannot be (its PR 105651).
-  -Wno-restrict
+  -Wcast-qual -Wformat=2 -Werror
+  # GCC's own. GCC 12 sees overlaps inside std::string's operator+ that cannot be (its PR 105651).
+  "$<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wlogical-op;-Wno-restrict>"
   # __FILE__ is the path from the source root, wherever the tree was built: the last map that fits wins. Not
   # -ffile-prefix-map, which would win over both.
   "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/="

@@ -3,9 +3,11 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <new>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "class_a/standard/CArgBufferErrors.h"
@@ -85,6 +87,13 @@ class CArgBuffer {
     };
     static_assert(sizeof(HeapRecord) == 8);
 
+    // A callback throws. One that came back would leave nothing to go on with.
+    template <class... Details>
+    [[noreturn]] static void _refuse(void (*callback)(Details...), std::type_identity_t<Details>... details) {
+        callback(details...);
+        std::terminate();
+    }
+
     template <class Value>
     CArgBuffer& _store(const Value& value, Kind kind);
     template <class Value>
@@ -103,8 +112,7 @@ class CArgBuffer {
     void (*_noMemory)(const char*) = arg_buffer_no_memory;
     void (*_invalidPointer)(const char*) = arg_buffer_invalid_pointer;
     void (*_outOfBounds)(const char*, unsigned long) = arg_buffer_out_of_bounds;
-    std::array<char*, MaxArgs>
-        _blocks{};  // owned; that of argument i is at i, null unless it is a heap string
+    std::array<char*, MaxArgs> _blocks{};  // owned; null where the argument is no heap string
 };
 
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
@@ -150,8 +158,8 @@ void CArgBuffer<MaxArgs, BufferSize, MaxInlineString>::_copy(const CArgBuffer& o
 
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
 void CArgBuffer<MaxArgs, BufferSize, MaxInlineString>::_checkSpace(unsigned long size) {
-    if (_count >= MaxArgs) _tooManyArguments("CArgBuffer::_checkSpace");
-    if (size > BufferSize - _used()) _noSpace("CArgBuffer::_checkSpace");
+    if (_count >= MaxArgs) _refuse(_tooManyArguments, "CArgBuffer::_checkSpace");
+    if (size > BufferSize - _used()) _refuse(_noSpace, "CArgBuffer::_checkSpace");
 }
 
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
@@ -206,7 +214,7 @@ CArgBuffer<MaxArgs, BufferSize, MaxInlineString>& CArgBuffer<MaxArgs, BufferSize
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
 CArgBuffer<MaxArgs, BufferSize, MaxInlineString>& CArgBuffer<MaxArgs, BufferSize, MaxInlineString>::pushs(
     const char* text) {
-    if (text == nullptr) _invalidPointer("CArgBuffer::pushs");
+    if (text == nullptr) _refuse(_invalidPointer, "CArgBuffer::pushs");
     const std::size_t size = std::strlen(text) + 1;
     if (size > MaxInlineString) {
         _push(text, size);
@@ -219,11 +227,11 @@ CArgBuffer<MaxArgs, BufferSize, MaxInlineString>& CArgBuffer<MaxArgs, BufferSize
 
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
 void CArgBuffer<MaxArgs, BufferSize, MaxInlineString>::_push(const char* data, std::size_t size) {
-    if (data == nullptr) _invalidPointer("CArgBuffer::_push");
+    if (data == nullptr) _refuse(_invalidPointer, "CArgBuffer::_push");
     _checkSpace(sizeof(HeapRecord));
     char* block = nullptr;
     if (size <= std::numeric_limits<std::uint32_t>::max()) block = new (std::nothrow) char[size];
-    if (block == nullptr) _noMemory("CArgBuffer::_push");
+    if (block == nullptr) _refuse(_noMemory, "CArgBuffer::_push");
     std::memcpy(block, data, size);
     _blocks[_count] = block;
     const HeapRecord record{static_cast<std::uint32_t>(size), _count};
@@ -232,7 +240,7 @@ void CArgBuffer<MaxArgs, BufferSize, MaxInlineString>::_push(const char* data, s
 
 template <unsigned MaxArgs, unsigned BufferSize, unsigned MaxInlineString>
 std::string CArgBuffer<MaxArgs, BufferSize, MaxInlineString>::arg(unsigned long index) const {
-    if (index >= _count) _outOfBounds("CArgBuffer::arg", index);
+    if (index >= _count) _refuse(_outOfBounds, "CArgBuffer::arg", index);
     const Slot& slot = _args[index];
     const auto asSigned = [&](auto value) { return decimal_text(static_cast<long long>(value)); };
     const auto asUnsigned = [&](auto value) { return decimal_text(static_cast<unsigned long long>(value)); };

@@ -183,4 +183,20 @@ bool CNumberConversion::isNumber(const std::string& text, int base) {
                            : parse_unsigned(text, base, magnitude).whole;
 }
 
+std::string CNumberConversion::toString(long long value) {
+    return decimal_text(value);
+}
+
+std::string CNumberConversion::toString(unsigned long long value) {
+    return decimal_text(value);
+}
+
+std::string CNumberConversion::toString(double value) {
+    return general_text(value);
+}
+
+std::string CNumberConversion::toString(float value) {
+    return fixed_text(value);
+}
+
 }  // namespace ksl

@@ -50,14 +50,22 @@ class CNumberConversion {
     static bool isNumber(const std::string& text, int base);
 
     // Plain decimals; a double as "%g", a float as "%f".
-    static std::string toString(signed char value);
-    static std::string toString(unsigned char value);
-    static std::string toString(short value);
-    static std::string toString(unsigned short value);
-    static std::string toString(int value);
-    static std::string toString(unsigned int value);
-    static std::string toString(long value);
-    static std::string toString(unsigned long value);
+    static std::string toString(signed char value) { return toString(static_cast<long long>(value)); }
+    static std::string toString(unsigned char value) {
+        return toString(static_cast<unsigned long long>(value));
+    }
+    static std::string toString(short value) { return toString(static_cast<long long>(value)); }
+    static std::string toString(unsigned short value) {
+        return toString(static_cast<unsigned long long>(value));
+    }
+    static std::string toString(int value) { return toString(static_cast<long long>(value)); }
+    static std::string toString(unsigned int value) {
+        return toString(static_cast<unsigned long long>(value));
+    }
+    static std::string toString(long value) { return toString(static_cast<long long>(value)); }
+    static std::string toString(unsigned long value) {
+        return toString(static_cast<unsigned long long>(value));
+    }
     static std::string toString(long long value);
     static std::string toString(unsigned long long value);
     static std::string toString(double value);
