@@ -11,5 +11,12 @@ function(quillon_test name)
   target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gmock GTest::gtest GTest::gtest_main Threads::Threads)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+    PROPERTIES TIMEOUT 120)
+  # More than one label doesn't survive the way through PROPERTIES, which cuts lists into pairs.
+  set(labels "${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake")
+  file(WRITE "${labels}" "foreach(test IN LISTS ${name}_TESTS)
+  set_tests_properties(\"\${test}\" PROPERTIES LABELS \"${ARG_LABELS}\")
+endforeach()
+")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${labels}")
 endfunction()

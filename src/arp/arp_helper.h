@@ -1,18 +1,21 @@
 // The contract with the ARP helper: a loadable library with two C exports.
 //
-// A directed reply goes to an address that its client doesn't have yet, so the stack has to be told which hardware address
-// stands behind it. All texts are NUL-terminated and are valid only during the call. ArpAdd is called by any number of
-// threads at once, ArpRemove by one thread alongside them.
+// A directed reply goes to an address that its client doesn't have yet, so the stack has to be told which
+// hardware address stands behind it. All texts are NUL-terminated and are valid only during the call. ArpAdd
+// is called by any number of threads at once, ArpRemove by one thread alongside them.
 #pragma once
 
-inline constexpr int ArpAddFailed = 0;   // the reply is broadcast instead
-inline constexpr int ArpAddCreated = 2;  // an entry was made and ArpRemove will be called for it; any other value: nothing to remove
+inline constexpr int ArpAddFailed = 0;  // the reply is broadcast instead
+// An entry was made and ArpRemove will be called for it; any other value: there is nothing to remove.
+inline constexpr int ArpAddCreated = 2;
 
 extern "C" {
-// Ties `clientAddress` to `mediaAddress` (text form 00-a0-24-12-34-56) on the interface that owns `localAddress`.
-// `hardwareAddress` is the request's chaddr, `hardwareLength` its hlen; the media address may differ from it.
+// Ties `clientAddress` to `mediaAddress` (text form 00-a0-24-12-34-56) on the interface that owns
+// `localAddress`. `hardwareAddress` is the request's chaddr, `hardwareLength` its hlen; the media address may
+// differ from it.
 using ArpAddFunction = int (*)(const char* localAddress, const char* clientAddress, const char* mediaAddress,
-                               const unsigned char* hardwareAddress, int hardwareLength, const char* agentPath);
+                               const unsigned char* hardwareAddress, int hardwareLength,
+                               const char* agentPath);
 
 // Removes the entry again; the order of the addresses is the other one. Nobody looks at the answer.
 using ArpRemoveFunction = int (*)(const char* clientAddress, const char* localAddress);

@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <mutex>
 #include <new>
@@ -19,8 +20,8 @@
 #include <vector>
 
 #include "arp/arp_helper.h"
+#include "arp/helper/local_interfaces.h"
 #include "arp/helper/neighbour_table.h"
-#include "platform/posix/interface_table.h"
 
 namespace {
 
@@ -48,6 +49,7 @@ class Helper {
     void Hold(const NeighbourKey& key, const HardwareAddress& address, std::uint32_t local);
 
     std::mutex mutex_;
+    LocalInterfaces interfaces_;
     NeighbourTable table_;
     Entries made_;  // by client
 };
@@ -74,35 +76,37 @@ void Helper::Hold(const NeighbourKey& key, const HardwareAddress& address, std::
 }
 
 int Helper::Enter(const NeighbourKey& key, const HardwareAddress& wanted) {
-    // Most clients have no entry, so the kernel is asked what is there only if this fails.
-    int error = table_.Enter(key, wanted, NeighbourTable::IfPresent::Fail);
-    if (error == EEXIST) {
-        std::optional<Neighbour> present;
-        error = table_.Read(key, present);
-        if (error != 0) return ArpAddFailed;
-        const auto made = FindMade(key);
-        const auto action = DecideEntry(
-            present, made == made_.end() ? std::nullopt : std::optional(made->second.address), wanted);
-        if (action == NeighbourAction::LeaveRight) return kReachableAnyway;
-        if (action == NeighbourAction::LeaveWrong) return ArpAddFailed;
-        error = table_.Enter(key, wanted, NeighbourTable::IfPresent::Replace);
+    const auto made = FindMade(key);
+    if (made == made_.end()) {
+        // Most clients have no entry at all, so the kernel is asked what is there only if this fails.
+        const int error = table_.Enter(key, wanted, NeighbourTable::IfPresent::Fail);
+        if (error != EEXIST) return error == 0 ? ArpAddCreated : ArpAddFailed;
     }
-    return error == 0 ? ArpAddCreated : ArpAddFailed;
+    std::optional<Neighbour> present;
+    if (table_.Read(key, present) != 0) return ArpAddFailed;
+    const auto own = made == made_.end() ? std::nullopt : std::optional(made->second.address);
+    switch (DecideEntry(present, own, wanted)) {
+        case NeighbourAction::Enter:
+            return table_.Enter(key, wanted, NeighbourTable::IfPresent::Replace) == 0 ? ArpAddCreated
+                                                                                      : ArpAddFailed;
+        case NeighbourAction::KeepOurs:
+            return ArpAddCreated;
+        case NeighbourAction::LeaveRight:
+            return kReachableAnyway;
+        case NeighbourAction::LeaveWrong:
+            break;
+    }
+    return ArpAddFailed;
 }
 
 int Helper::Add(std::uint32_t local, std::uint32_t client, const HardwareAddress& wanted) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    std::vector<AddressRow> addresses;
-    if (ReadAddressTable(addresses) != 0) return ArpAddFailed;
-    const AddressRow* row = FindAddress(addresses, local);
-    if (row == nullptr) return ArpAddFailed;
+    const auto owner = interfaces_.Find(local);
+    if (!owner) return ArpAddFailed;
+    if (!owner->resolvesAddresses) return kReachableAnyway;
+    if (owner->addressLength != wanted.length) return ArpAddFailed;
 
-    NeighbourTable::Link link;
-    if (table_.ReadLink(row->interfaceIndex, link) != 0) return ArpAddFailed;
-    if (!link.resolvesAddresses) return kReachableAnyway;
-    if (link.addressLength != wanted.length) return ArpAddFailed;
-
-    const NeighbourKey key{.interfaceIndex = row->interfaceIndex, .client = client};
+    const NeighbourKey key{.interfaceIndex = owner->index, .client = client};
     if (!table_.IsOnLink(key, local)) return ArpAddFailed;
     const int result = Enter(key, wanted);
     if (result == ArpAddCreated) Hold(key, wanted, local);

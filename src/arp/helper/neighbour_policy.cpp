@@ -27,8 +27,11 @@ NeighbourAction DecideEntry(const std::optional<Neighbour>& present,
     if (!IsMadeToStay(*present)) {
         return isRight && IsUsable(*present) ? NeighbourAction::LeaveRight : NeighbourAction::Enter;
     }
-    const bool isOurs = made ? IsStillOurs(present, *made)
-                             : present->origin == kOriginOfHelper && IsStillOurs(present, present->address);
-    if (isOurs) return NeighbourAction::Enter;
+    if (made && IsStillOurs(present, *made)) {
+        return isRight ? NeighbourAction::KeepOurs : NeighbourAction::Enter;
+    }
+    const bool isOfEarlierRun =
+        !made && present->origin == kOriginOfHelper && IsStillOurs(present, present->address);
+    if (isOfEarlierRun) return NeighbourAction::Enter;
     return isRight ? NeighbourAction::LeaveRight : NeighbourAction::LeaveWrong;
 }

@@ -19,6 +19,7 @@ inline constexpr std::uint8_t kOriginOfHelper = 0x51;
 
 enum class NeighbourAction {
     Enter,       // make the entry, or put ours in place of what is there
+    KeepOurs,    // ours stands there already, as it ought to be
     LeaveRight,  // the client can be reached as it is
     LeaveWrong   // somebody's own entry stands there and sends to another hardware address
 };

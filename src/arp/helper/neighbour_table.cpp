@@ -1,15 +1,11 @@
 #include "arp/helper/neighbour_table.h"
 
-#include <linux/if_link.h>
 #include <linux/neighbour.h>
-#include <net/if.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-
-#include "platform/posix/interface_table.h"
 
 namespace {
 
@@ -54,17 +50,8 @@ int NeighbourTable::Exchange(NetlinkRequest& request, const NetlinkSocket::OnMes
     return netlink_->Exchange(request.Header(), onMessage);
 }
 
-int NeighbourTable::ReadLink(std::uint32_t interfaceIndex, Link& link) {
-    LinkFacts facts;
-    int error = Open();
-    if (error == 0) error = ::ReadLink(*netlink_, interfaceIndex, facts);
-    link.resolvesAddresses = (facts.flags & (IFF_LOOPBACK | IFF_NOARP)) == 0;
-    link.addressLength = facts.addressLength;
-    return error;
-}
-
 bool NeighbourTable::IsOnLink(const NeighbourKey& key, std::uint32_t local) {
-    NetlinkRequest request(RTM_GETROUTE, NLM_F_ACK);
+    NetlinkRequest request(RTM_GETROUTE);
     auto* fixed = request.Add<rtmsg>();
     fixed->rtm_family = AF_INET;
     fixed->rtm_dst_len = 32;
@@ -83,7 +70,7 @@ bool NeighbourTable::IsOnLink(const NeighbourKey& key, std::uint32_t local) {
 }
 
 int NeighbourTable::Read(const NeighbourKey& key, std::optional<Neighbour>& neighbour) {
-    NetlinkRequest request(RTM_GETNEIGH, NLM_F_ACK);
+    NetlinkRequest request(RTM_GETNEIGH);
     AddKey(request, key);
     neighbour.reset();
     const int error = Exchange(request, [&neighbour](const nlmsghdr& message) {

@@ -24,14 +24,6 @@ class NeighbourTable {
   public:
     enum class IfPresent { Fail, Replace };
 
-    // What the interface needs to reach its neighbours.
-    struct Link {
-        bool resolvesAddresses = false;  // false: it reaches them without an entry
-        std::size_t addressLength = 0;
-    };
-
-    int ReadLink(std::uint32_t interfaceIndex, Link& link);
-
     // Whether a datagram from `local` to the client leaves by the interface and straight to the client, so
     // that an entry there has an effect.
     bool IsOnLink(const NeighbourKey& key, std::uint32_t local);

@@ -70,7 +70,7 @@ const AddressRow* FindAddress(const std::vector<AddressRow>& table, std::uint32_
 }
 
 int ReadLink(NetlinkSocket& netlink, std::uint32_t interfaceIndex, LinkFacts& link) {
-    NetlinkRequest request(RTM_GETLINK, NLM_F_ACK);
+    NetlinkRequest request(RTM_GETLINK);
     auto* fixed = request.Add<ifinfomsg>();
     fixed->ifi_family = AF_UNSPEC;
     fixed->ifi_index = static_cast<int>(interfaceIndex);

@@ -48,6 +48,7 @@ NetlinkSocket::~NetlinkSocket() {
 }
 
 int NetlinkSocket::Exchange(nlmsghdr* request, const OnMessage& onMessage) {
+    const bool isLong = (request->nlmsg_flags & (NLM_F_ACK | NLM_F_DUMP)) != 0;
     request->nlmsg_seq = ++sequence_;
     if (mnl_socket_sendto(handle_, request, request->nlmsg_len) < 0) return errno;
 
@@ -61,6 +62,7 @@ int NetlinkSocket::Exchange(nlmsghdr* request, const OnMessage& onMessage) {
         const int outcome = mnl_cb_run(buffer.data(), static_cast<std::size_t>(length), sequence_,
                                        mnl_socket_get_portid(handle_), HandOver, AsUserData(onMessage));
         if (outcome == MNL_CB_STOP) return 0;
+        if (outcome > 0 && !isLong) return 0;
         if (outcome < 0) {
             // EINTR: the table changed while it was read, and the rest of the old answer may still come.
             usable_ = errno != EINTR && errno != EPROTO && errno != ESRCH;
@@ -76,6 +78,18 @@ int NetlinkSocket::Receive(const OnMessage& onMessage) {
     const int outcome =
         mnl_cb_run(buffer.data(), static_cast<std::size_t>(length), 0, 0, HandOver, AsUserData(onMessage));
     return outcome < 0 ? errno : 0;
+}
+
+bool NetlinkSocket::Discard() {
+    std::array<char, kAnswerSize> buffer;
+    bool found = false;
+    for (;;) {
+        // An overrun is told as an error, and is news like any other.
+        const ssize_t length = recv(mnl_socket_get_fd(handle_), buffer.data(), buffer.size(), MSG_DONTWAIT);
+        if (length < 0 && errno == EAGAIN) return found;
+        if (length < 0 && errno != ENOBUFS && errno != EINTR) return true;
+        found = true;
+    }
 }
 
 NetlinkRequest::NetlinkRequest(std::uint16_t type, std::uint16_t flags)

@@ -23,14 +23,17 @@ class NetlinkSocket {
 
     using OnMessage = std::function<void(const nlmsghdr&)>;
 
-    // Sends the request and hands over each message of the answer. 0 when the kernel has ended its answer,
-    // else what it refused the request with; ETIMEDOUT if it stays silent. After a failure other than the
-    // kernel's refusal the socket may hold a late answer, so `IsUsable` turns false and the owner opens a new
-    // one.
+    // Sends the request and hands over each message of the answer: one for a plain request, and all up to the
+    // end for one with NLM_F_DUMP or NLM_F_ACK. 0, else what the kernel refused the request with; ETIMEDOUT
+    // if it stays silent. After a failure other than a refusal the socket may hold a late answer, so
+    // `IsUsable` turns false and the owner opens a new one.
     int Exchange(nlmsghdr* request, const OnMessage& onMessage);
 
     // Waits for the next notices of the subscribed groups. ENOBUFS: some have been lost.
     int Receive(const OnMessage& onMessage);
+
+    // Takes the notices that have come so far, without waiting. Answers whether there were any.
+    bool Discard();
 
     bool IsUsable() const { return usable_; }
 
@@ -45,7 +48,7 @@ class NetlinkSocket {
 // One request under construction: the header, one fixed structure and room for attributes.
 class NetlinkRequest {
   public:
-    NetlinkRequest(std::uint16_t type, std::uint16_t flags);
+    explicit NetlinkRequest(std::uint16_t type, std::uint16_t flags = 0);
 
     template <class Fixed>
     Fixed* Add() {

@@ -1,0 +1,103 @@
+#include "arp/helper/neighbour_policy.h"
+
+#include <gtest/gtest.h>
+#include <linux/neighbour.h>
+
+#include <array>
+#include <string>
+
+#include "arp/helper/hardware_address.h"
+
+namespace {
+
+HardwareAddress Mac(std::uint8_t last) {
+    HardwareAddress address;
+    address.length = 6;
+    address.bytes[0] = 2;
+    address.bytes[5] = last;
+    return address;
+}
+
+TEST(HardwareAddressText, IsPairsOfDigitsWithOneKindOfSeparatorAtMost) {
+    const std::string longest(HardwareAddress::kLongest * 2, 'a');
+    const struct {
+        std::string text;
+        int length;  // -1: refused
+    } cases[] = {
+        {"00-a0-24-12-34-56", 6},
+        {"00:A0:24:12:34:56", 6},
+        {"00.a0.24.12.34.56", 6},
+        {"00a024123456", 6},
+        {"00a0.2412.3456", 6},
+        {"ff", 1},
+        {longest, 32},
+        {longest + "00", -1},
+        {"", -1},
+        {"0", -1},
+        {"00-a0-24-12-34-5", -1},
+        {"00-a0-24-12-34-56-", -1},
+        {"-00-a0-24-12-34-56", -1},
+        {"00--a0-24-12-34-56", -1},
+        {"00 a0 24 12 34 56", -1},
+        {"00-a0-24-12-34-5g", -1},
+        {"00-a0-24-12-34--5", -1},
+        {"+0-a0-24-12-34-56", -1},
+        {"0x-a0-24-12-34-56", -1},
+    };
+    for (const auto& row : cases) {
+        const auto parsed = ParseHardwareAddress(row.text);
+        EXPECT_EQ(parsed ? static_cast<int>(parsed->length) : -1, row.length) << row.text;
+    }
+    const std::array<std::uint8_t, 6> expected{0x00, 0xA0, 0x24, 0x12, 0x34, 0xFE};
+    const auto parsed = ParseHardwareAddress("00-a0-24-12-34-Fe");
+    ASSERT_TRUE(parsed);
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), parsed->bytes.begin()));
+}
+
+TEST(NeighbourPolicy, TouchesNothingThatSomebodyElseMadeToStay) {
+    constexpr std::uint8_t kOurs = kOriginOfHelper;
+    using Action = NeighbourAction;
+    const struct {
+        const char* what;
+        std::optional<Neighbour> present;
+        std::optional<HardwareAddress> made;
+        Action action;
+    } cases[] = {
+        {"nothing there", std::nullopt, std::nullopt, Action::Enter},
+        {"ours has gone", std::nullopt, Mac(1), Action::Enter},
+        {"learned, right", Neighbour{Mac(1), NUD_REACHABLE}, std::nullopt, Action::LeaveRight},
+        {"learned, right, old", Neighbour{Mac(1), NUD_STALE}, std::nullopt, Action::LeaveRight},
+        {"learned, right, doubted", Neighbour{Mac(1), NUD_DELAY}, std::nullopt, Action::LeaveRight},
+        {"learned, right, under probe", Neighbour{Mac(1), NUD_PROBE}, std::nullopt, Action::Enter},
+        {"learned, wrong", Neighbour{Mac(2), NUD_REACHABLE}, std::nullopt, Action::Enter},
+        {"asked for", Neighbour{{}, NUD_INCOMPLETE}, std::nullopt, Action::Enter},
+        {"failed", Neighbour{Mac(1), NUD_FAILED}, std::nullopt, Action::Enter},
+        {"administrator's, right", Neighbour{Mac(1), NUD_PERMANENT}, std::nullopt, Action::LeaveRight},
+        {"administrator's, wrong", Neighbour{Mac(2), NUD_PERMANENT}, std::nullopt, Action::LeaveWrong},
+        {"needs no ARP, right", Neighbour{Mac(1), NUD_NOARP}, std::nullopt, Action::LeaveRight},
+        {"needs no ARP, wrong", Neighbour{Mac(2), NUD_NOARP}, std::nullopt, Action::LeaveWrong},
+        {"another daemon's, wrong", Neighbour{Mac(2), NUD_REACHABLE, 0, true}, std::nullopt,
+         Action::LeaveWrong},
+        {"of an earlier run", Neighbour{Mac(1), NUD_PERMANENT, kOurs}, std::nullopt, Action::Enter},
+        {"of an earlier run, wrong", Neighbour{Mac(2), NUD_PERMANENT, kOurs}, std::nullopt, Action::Enter},
+        {"ours", Neighbour{Mac(1), NUD_PERMANENT, kOurs}, Mac(1), Action::KeepOurs},
+        {"ours for another client", Neighbour{Mac(2), NUD_PERMANENT, kOurs}, Mac(2), Action::Enter},
+        {"ours, mark unknown to the kernel", Neighbour{Mac(2), NUD_PERMANENT}, Mac(2), Action::Enter},
+        {"ours, replaced by the administrator", Neighbour{Mac(3), NUD_PERMANENT, kOurs}, Mac(2),
+         Action::LeaveWrong},
+        {"ours, replaced by the right one", Neighbour{Mac(1), NUD_PERMANENT, kOurs}, Mac(2),
+         Action::LeaveRight},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(DecideEntry(row.present, row.made, Mac(1)), row.action) << row.what;
+}
+
+TEST(NeighbourPolicy, RemovesOnlyWhatItMade) {
+    EXPECT_TRUE(IsStillOurs(Neighbour{Mac(1), NUD_PERMANENT}, Mac(1)));
+    EXPECT_FALSE(IsStillOurs(std::nullopt, Mac(1)));
+    EXPECT_FALSE(IsStillOurs(Neighbour{Mac(2), NUD_PERMANENT}, Mac(1)));
+    EXPECT_FALSE(IsStillOurs(Neighbour{Mac(1), NUD_REACHABLE}, Mac(1)));
+    EXPECT_FALSE(IsStillOurs(Neighbour{Mac(1), NUD_PERMANENT, 0, true}, Mac(1)));
+}
+
+}  // namespace

@@ -1,0 +1,210 @@
+// What only a network shows: which of several addresses hears a datagram, and by which interface one leaves.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/network_namespace.h"
+#include "platform/posix/bound_descriptors.h"
+#include "platform/winsock_fixture.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
+
+constexpr unsigned kPort = 67;
+constexpr unsigned kClientPort = 68;
+
+// A server with two interfaces, each with a host of its own behind it. There is no default route anywhere.
+//   east0: 10.1.0.1/24, 10.1.0.2/24 and 10.2.0.1/24, the host has 10.1.0.9 and 10.2.0.9
+//   west0: 10.3.0.1/24, the host has 10.3.0.9
+class SocketNetworkTest : public WinsockTest {
+  protected:
+    void SetUp() override {
+        server_ = NetworkNamespace::Create();
+        if (!server_)
+            GTEST_SKIP() << "making a network namespace takes privileges that this process doesn't have";
+        east_ = NetworkNamespace::Create();
+        west_ = NetworkNamespace::Create();
+        ASSERT_TRUE(east_ && west_);
+        stay_.emplace(*server_);
+        Shell("ip link add east0 type veth peer name east1 && ip link set east1 netns " + east_->Path());
+        Shell("ip link add west0 type veth peer name west1 && ip link set west1 netns " + west_->Path());
+        for (const char* own : {"10.1.0.1", "10.1.0.2", "10.2.0.1"}) {
+            Shell("ip addr add " + std::string(own) + "/24 dev east0");
+        }
+        Shell("ip link set east0 up");
+        Shell("ip addr add 10.3.0.1/24 brd + dev west0 && ip link set west0 up");
+        {
+            const NetworkNamespace::Visit visit(*east_);
+            Shell(
+                "ip addr add 10.1.0.9/24 dev east1 && ip addr add 10.2.0.9/24 dev east1 && ip link set east1 "
+                "up");
+        }
+        {
+            const NetworkNamespace::Visit visit(*west_);
+            Shell("ip addr add 10.3.0.9/24 dev west1 && ip link set west1 up");
+        }
+        WinsockTest::SetUp();
+    }
+    void TearDown() override {
+        if (!server_) return;
+        WinsockTest::TearDown();
+        stay_.reset();
+    }
+
+    std::unique_ptr<PlainSocket> Host(const NetworkNamespace& host, const std::string& address, unsigned port,
+                                      const std::string& interfaceName = "") {
+        const NetworkNamespace::Visit visit(host);
+        return std::make_unique<PlainSocket>(address, static_cast<std::uint16_t>(port), interfaceName);
+    }
+
+    std::optional<NetworkNamespace> server_, east_, west_;
+    std::optional<NetworkNamespace::Visit> stay_;
+};
+
+TEST_F(SocketNetworkTest, EachAddressHearsWhatItsInterfaceHearsOnce) {
+    const SOCKET first = OpenBound("10.1.0.1", kPort);
+    const SOCKET beside = OpenBound("10.1.0.2", kPort);
+    const SOCKET second = OpenBound("10.2.0.1", kPort);
+    const SOCKET west = OpenBound("10.3.0.1", kPort);
+    // A client that has no address yet, and one that has.
+    const auto eastClient = Host(*east_, "", kClientPort, "east1");
+    const auto westClient = Host(*west_, "10.3.0.9", kClientPort);
+
+    using Heard = std::vector<std::string>;
+    const struct {
+        PlainSocket& from;
+        const char* to;
+        Heard first, beside, second, west;
+    } cases[] = {
+        {*eastClient, "255.255.255.255", {"x"}, {"x"}, {"x"}, {}},
+        {*westClient, "255.255.255.255", {}, {}, {}, {"x"}},
+        {*eastClient, "10.1.0.255", {"x"}, {"x"}, {}, {}},
+        {*eastClient, "10.2.0.255", {}, {}, {"x"}, {}},
+        {*westClient, "10.3.0.255", {}, {}, {}, {"x"}},
+        {*eastClient, "10.1.0.1", {"x"}, {}, {}, {}},
+        {*eastClient, "10.1.0.2", {}, {"x"}, {}, {}},
+        {*eastClient, "10.2.0.1", {}, {}, {"x"}, {}},
+        {*westClient, "10.3.0.1", {}, {}, {}, {"x"}},
+    };
+    for (const auto& row : cases) {
+        ASSERT_TRUE(row.from.Send("x", row.to, kPort)) << row.to;
+        EXPECT_EQ(DrainAll(first), row.first) << "10.1.0.1 hears " << row.to;
+        EXPECT_EQ(DrainAll(beside), row.beside) << "10.1.0.2 hears " << row.to;
+        EXPECT_EQ(DrainAll(second), row.second) << "10.2.0.1 hears " << row.to;
+        EXPECT_EQ(DrainAll(west), row.west) << "10.3.0.1 hears " << row.to;
+    }
+}
+
+TEST_F(SocketNetworkTest, HearsARequestWithoutASender) {
+    const SOCKET bound = OpenBound("10.1.0.1", kPort);
+    {
+        const NetworkNamespace::Visit visit(*east_);
+        Shell("ip addr flush dev east1 && ip route add default dev east1");
+        PlainSocket client("", kClientPort, "east1");
+        ASSERT_TRUE(client.Send("boot", "255.255.255.255", kPort));
+    }
+    ASSERT_THAT(*SelectFrom({bound}, 1s), ElementsAre(bound));
+    const Received request = ReceiveInto(bound, 100);
+    EXPECT_EQ(request.data, "boot");
+    EXPECT_EQ(request.from.sin_addr.s_addr, 0u);
+    EXPECT_EQ(request.from.sin_port, htons(kClientPort));
+}
+
+TEST_F(SocketNetworkTest, SendsFromItsAddressByItsInterface) {
+    const SOCKET second = OpenBound("10.2.0.1", kPort);
+    const SOCKET west = OpenBound("10.3.0.1", kPort);
+    const auto eastClient = Host(*east_, "", kClientPort);
+    const auto westClient = Host(*west_, "", kClientPort);
+
+    const struct {
+        SOCKET by;
+        const char* to;
+        std::optional<std::string> eastHears, westHears;
+    } cases[] = {
+        {second, "255.255.255.255", "10.2.0.1:67", std::nullopt},
+        {west, "255.255.255.255", std::nullopt, "10.3.0.1:67"},
+        {second, "10.2.0.255", "10.2.0.1:67", std::nullopt},
+        {second, "10.1.0.9", "10.2.0.1:67", std::nullopt},
+        {west, "10.3.0.9", std::nullopt, "10.3.0.1:67"},
+    };
+    const auto sender = [](const std::optional<Datagram>& datagram) {
+        return datagram ? std::optional(datagram->from) : std::nullopt;
+    };
+    for (const auto& row : cases) {
+        ASSERT_EQ(Send(row.by, "x", row.to, kClientPort), 0) << row.to;
+        EXPECT_EQ(sender(eastClient->Receive(row.eastHears ? 1s : 50ms)), row.eastHears) << row.to;
+        EXPECT_EQ(sender(westClient->Receive(row.westHears ? 1s : 50ms)), row.westHears) << row.to;
+    }
+    EXPECT_EQ(Send(west, "x", "192.0.2.1", kClientPort), WSAENETUNREACH);
+}
+
+TEST_F(SocketNetworkTest, AddressesOfBroadcastsCannotBeBound) {
+    for (const char* address : {"255.255.255.255", "10.1.0.255", "224.0.0.1"}) {
+        const SOCKET opened = OpenPlain();
+        EXPECT_EQ(BindTo(opened, address, kPort), WSAEADDRNOTAVAIL) << address;
+        closesocket(opened);
+    }
+}
+
+TEST_F(SocketNetworkTest, WildcardHearsAllOnce) {
+    const SOCKET any = OpenBound("0.0.0.0", kPort);
+    const auto client = Host(*east_, "10.1.0.9", kClientPort);
+    for (const char* to : {"255.255.255.255", "10.1.0.255", "10.2.0.1"})
+        ASSERT_TRUE(client->Send(to, to, kPort));
+    EXPECT_THAT(DrainAll(any), ElementsAre("255.255.255.255", "10.1.0.255", "10.2.0.1"));
+}
+
+// The listener must not go deaf to new clients while one that has an address sends without end, nor the other
+// way round.
+TEST_F(SocketNetworkTest, NoKindOfDatagramKeepsTheOthersWaiting) {
+    const SOCKET bound = OpenBound("10.1.0.1", kPort);
+    const auto client = Host(*east_, "10.1.0.9", kClientPort);
+    for (int i = 0; i < 20; ++i)
+        ASSERT_TRUE(client->Send("10.1.0.1", "10.1.0.1", kPort));
+    for (const char* to : {"255.255.255.255", "10.1.0.255"})
+        ASSERT_TRUE(client->Send(to, to, kPort));
+    std::vector<std::string> firstThree;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_THAT(*SelectFrom({bound}, 1s), ElementsAre(bound));
+        firstThree.push_back(ReceiveInto(bound, 100).data);
+    }
+    EXPECT_THAT(firstThree, ElementsAre("10.1.0.1", "255.255.255.255", "10.1.0.255"));
+    EXPECT_EQ(DrainAll(bound).size(), 19u);
+}
+
+TEST_F(SocketNetworkTest, HearsBroadcastsOfAnInterfaceThatWasDownWhenItWasBound) {
+    Shell("ip link set west0 down");
+    const SOCKET bound = OpenBound("10.3.0.1", kPort);
+    Shell("ip link set west0 up");
+    const auto client = Host(*west_, "10.3.0.9", kClientPort);
+    for (const char* to : {"255.255.255.255", "10.3.0.255"})
+        ASSERT_TRUE(client->Send(to, to, kPort));
+    EXPECT_THAT(DrainAll(bound), ElementsAre("255.255.255.255", "10.3.0.255"));
+}
+
+TEST_F(SocketNetworkTest, BothWaysToLimitADescriptorPassItsInterfaceOnly) {
+    const unsigned west = static_cast<unsigned>(std::stoul(Shell("ip -o link show west0")));
+    for (const InterfaceLimit limit : {InterfaceLimit::Binding, InterfaceLimit::Filter}) {
+        Descriptor descriptor;
+        ASSERT_EQ(OpenInterfaceDescriptor(WireAddress("255.255.255.255", kPort), west, limit, descriptor), 0);
+        ASSERT_TRUE(Host(*east_, "10.1.0.9", kClientPort)->Send("east", "255.255.255.255", kPort));
+        ASSERT_TRUE(Host(*west_, "10.3.0.9", kClientPort)->Send("west", "255.255.255.255", kPort));
+        std::string heard(10, '\0');
+        const auto length = (::recvfrom)(descriptor.Get(), heard.data(), heard.size(), 0, nullptr, nullptr);
+        EXPECT_EQ(heard.substr(0, static_cast<std::size_t>(length)), "west");
+        EXPECT_EQ((::recvfrom)(descriptor.Get(), heard.data(), heard.size(), MSG_DONTWAIT, nullptr, nullptr),
+                  -1);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,353 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/posix/home.h"
+#include "platform/posix/service_names.h"
+#include "platform/winsock_fixture.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// Apart from those of the same test program in other processes, and below the ports that the system gives
+// out.
+const unsigned kPort = 20000 + static_cast<unsigned>((::getpid)()) % 750 * 16;
+
+TEST(WinsockSession, IsCountedAndClosesWhatIsLeft) {
+    EXPECT_EQ(WSACleanup(), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+    EXPECT_EQ(socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP), INVALID_SOCKET);
+    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+    EXPECT_EQ(getservbyname("domain", "udp"), nullptr);
+    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+
+    WSADATA data;
+    EXPECT_EQ(WSAStartup(MAKEWORD(1, 0), &data), WSAVERNOTSUPPORTED);
+    for (const WORD asked : {MAKEWORD(1, 1), MAKEWORD(2, 2)}) {
+        ASSERT_EQ(WSAStartup(asked, &data), 0);
+        EXPECT_EQ(LOBYTE(data.wVersion), 1);
+        EXPECT_EQ(HIBYTE(data.wVersion), 1);
+    }
+    const SOCKET left = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+    ASSERT_NE(left, INVALID_SOCKET);
+    const sockaddr_in address = WireAddress("127.0.0.1", kPort);
+    ASSERT_EQ(bind(left, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(WSACleanup(), 0);
+    EXPECT_EQ(WSACleanup(), 0);
+
+    ASSERT_EQ(WSAStartup(MAKEWORD(1, 1), &data), 0);
+    EXPECT_EQ(closesocket(left), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAENOTSOCK);
+    const SOCKET next = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+    EXPECT_EQ(bind(next, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(WSACleanup(), 0);
+}
+
+class SocketTest : public WinsockTest {};
+
+TEST_F(SocketTest, RefusesWithTheNumberOfTheFault) {
+    const SOCKET bound = OpenBound("127.0.0.1", kPort);
+    const SOCKET unbound = OpenPlain();
+    const SOCKET closed = OpenPlain();
+    ASSERT_EQ(closesocket(closed), 0);
+    const sockaddr_in someone = WireAddress("127.0.0.1", kPort);
+    const auto* generic = reinterpret_cast<const sockaddr*>(&someone);
+    char buffer[8];
+    int shortLength = 4;
+    sockaddr_in from;
+    fd_set empty{};
+    fd_set some{};
+    FD_SET(bound, &some);
+    timeval negative{.tv_sec = -1, .tv_usec = 0};
+    timeval none{.tv_sec = 0, .tv_usec = 0};
+
+    const struct {
+        const char* call;
+        std::function<int()> run;
+        int error;
+    } cases[] = {
+        {"socket of IPv6", [] { return static_cast<int>(socket(AF_INET6, SOCK_DGRAM, 0)); }, WSAEAFNOSUPPORT},
+        {"socket of streams", [] { return static_cast<int>(socket(AF_INET, SOCK_STREAM, 0)); },
+         WSAESOCKTNOSUPPORT},
+        {"socket of TCP", [] { return static_cast<int>(socket(AF_INET, SOCK_DGRAM, 6)); },
+         WSAEPROTONOSUPPORT},
+        {"bind taken", [&] { return bind(unbound, generic, sizeof someone); }, WSAEADDRINUSE},
+        {"bind twice", [&] { return bind(bound, generic, sizeof someone); }, WSAEINVAL},
+        {"bind short", [&] { return bind(unbound, generic, 8); }, WSAEFAULT},
+        {"bind closed", [&] { return bind(closed, generic, sizeof someone); }, WSAENOTSOCK},
+        {"bind foreign", [&] { return BindTo(unbound, "192.0.2.1", kPort) == 0 ? 0 : -1; }, WSAEADDRNOTAVAIL},
+        {"other option", [&] { return setsockopt(bound, SOL_SOCKET, 0x1002, buffer, 4); }, WSAENOPROTOOPT},
+        {"short option", [&] { return setsockopt(bound, SOL_SOCKET, SO_BROADCAST, buffer, 1); }, WSAEFAULT},
+        {"option of closed", [&] { return setsockopt(closed, SOL_SOCKET, SO_BROADCAST, buffer, 4); },
+         WSAENOTSOCK},
+        {"select nothing", [&] { return select(0, &empty, nullptr, nullptr, &none); }, WSAEINVAL},
+        {"select null", [&] { return select(0, nullptr, nullptr, nullptr, &none); }, WSAEINVAL},
+        {"select to write", [&] { return select(0, &some, &some, nullptr, &none); }, WSAEOPNOTSUPP},
+        {"select backwards", [&] { return select(0, &some, nullptr, nullptr, &negative); }, WSAEINVAL},
+        {"select closed",
+         [&] {
+             return SelectFrom({bound, closed}, 0s) ? 0 : -1;
+         },
+         WSAENOTSOCK},
+        {"recvfrom unbound", [&] { return recvfrom(unbound, buffer, 8, 0, nullptr, nullptr); }, WSAEINVAL},
+        {"recvfrom closed", [&] { return recvfrom(closed, buffer, 8, 0, nullptr, nullptr); }, WSAENOTSOCK},
+        {"recvfrom short sender",
+         [&] { return recvfrom(bound, buffer, 8, 0, reinterpret_cast<sockaddr*>(&from), &shortLength); },
+         WSAEFAULT},
+        {"recvfrom negative", [&] { return recvfrom(bound, buffer, -1, 0, nullptr, nullptr); }, WSAEFAULT},
+        {"sendto closed", [&] { return Send(closed, "x", "127.0.0.1", kPort) == 0 ? 0 : -1; }, WSAENOTSOCK},
+        {"sendto nowhere", [&] { return sendto(bound, "x", 1, 0, nullptr, 0); }, WSAEFAULT},
+        {"closesocket twice", [&] { return closesocket(closed); }, WSAENOTSOCK},
+        {"closesocket of no socket", [&] { return closesocket(INVALID_SOCKET); }, WSAENOTSOCK},
+    };
+    for (const auto& row : cases) {
+        WSASetLastError(0);
+        EXPECT_EQ(row.run(), -1) << row.call;
+        EXPECT_EQ(WSAGetLastError(), row.error) << row.call;
+    }
+}
+
+TEST_F(SocketTest, BroadcastHasToBeAllowed) {
+    const SOCKET sender = OpenPlain();
+    ASSERT_EQ(BindTo(sender, "127.0.0.1", 0), 0);
+    EXPECT_EQ(Send(sender, "x", "255.255.255.255", kPort), WSAEACCES);
+}
+
+TEST_F(SocketTest, ReceivesWholeCutAndEmptyDatagrams) {
+    const SOCKET receiver = OpenBound("127.0.0.1", kPort);
+    const SOCKET sender = OpenBound("127.0.0.1", kPort + 1);
+    ASSERT_EQ(Send(sender, "whole", "127.0.0.1", kPort), 0);
+    ASSERT_EQ(Send(sender, "larger than the buffer", "127.0.0.1", kPort), 0);
+    ASSERT_EQ(Send(sender, "", "127.0.0.1", kPort), 0);
+
+    const Received whole = ReceiveInto(receiver, 6);
+    EXPECT_EQ(whole.result, 5);
+    EXPECT_EQ(whole.data, "whole");
+    const Received cut = ReceiveInto(receiver, 6);
+    EXPECT_EQ(cut.result, SOCKET_ERROR);
+    EXPECT_EQ(cut.error, WSAEMSGSIZE);
+    EXPECT_EQ(cut.data, "larger");
+    EXPECT_EQ(cut.from.sin_port, htons(kPort + 1));
+    EXPECT_EQ(cut.from.sin_addr.s_addr, inet_addr("127.0.0.1"));
+    EXPECT_EQ(ReceiveInto(receiver, 6).result, 0);
+    EXPECT_THAT(DrainAll(receiver), IsEmpty());
+}
+
+TEST_F(SocketTest, SelectTellsEachReadableSocketOnce) {
+    std::vector<SOCKET> sockets;
+    for (unsigned i = 0; i < 5; ++i)
+        sockets.push_back(OpenBound("127.0.0.1", kPort + i));
+    const SOCKET sender = OpenBound("127.0.0.1", kPort + 9);
+    for (const unsigned target : {3u, 1u, 3u})
+        ASSERT_EQ(Send(sender, "x", "127.0.0.1", kPort + target), 0);
+
+    EXPECT_THAT(*SelectFrom(sockets, 1s), ElementsAre(sockets[1], sockets[3]));
+    EXPECT_THAT(*SelectFrom({sockets[4], sockets[3], sockets[3]}, 1s), ElementsAre(sockets[3]));
+    EXPECT_EQ(ReceiveInto(sockets[3], 10).result, 1);
+    EXPECT_EQ(ReceiveInto(sockets[1], 10).result, 1);
+    EXPECT_THAT(*SelectFrom(sockets, 1s), ElementsAre(sockets[3]));
+    EXPECT_EQ(ReceiveInto(sockets[3], 10).result, 1);
+    EXPECT_THAT(*SelectFrom(sockets, 0s), IsEmpty());
+    EXPECT_THAT(*SelectFrom({sockets[0], sockets[2]}, 0s), IsEmpty());
+}
+
+TEST_F(SocketTest, SelectTakesItsWholeTimeEvenWhenInterrupted) {
+    struct sigaction ignored {};
+    struct sigaction former {};
+    ignored.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGUSR1, &ignored, &former), 0);
+    const SOCKET quiet = OpenBound("127.0.0.1", kPort);
+    std::atomic<bool> done{false};
+    const pthread_t waiting = pthread_self();
+    std::thread disturber([&] {
+        while (!done.load()) {
+            pthread_kill(waiting, SIGUSR1);
+            std::this_thread::sleep_for(10ms);
+        }
+    });
+    const auto start = Clock::now();
+    EXPECT_THAT(*SelectFrom({quiet}, 150500us), IsEmpty());
+    const auto taken = Clock::now() - start;
+    done.store(true);
+    disturber.join();
+    sigaction(SIGUSR1, &former, nullptr);
+    EXPECT_GE(taken, 150500us);
+    EXPECT_LT(taken, 1s);
+}
+
+TEST_F(SocketTest, ClosingWakesWhoeverWaits) {
+    const SOCKET other = OpenBound("127.0.0.1", kPort + 1);
+    const struct {
+        const char* call;
+        std::function<int(SOCKET)> wait;
+    } cases[] = {
+        {"select without limit",
+         [other](SOCKET watched) {
+             fd_set set{};
+             FD_SET(other, &set);
+             FD_SET(watched, &set);
+             return select(0, &set, nullptr, nullptr, nullptr);
+         }},
+        {"recvfrom", [](SOCKET watched) { return ReceiveInto(watched, 10).result; }},
+    };
+    for (const auto& row : cases) {
+        const SOCKET watched = OpenBound("127.0.0.1", kPort);
+        int answer = 0;
+        int error = 0;
+        Clock::time_point woken;
+        std::thread waiting([&] {
+            answer = row.wait(watched);
+            error = WSAGetLastError();
+            woken = Clock::now();
+        });
+        std::this_thread::sleep_for(50ms);
+        const auto closing = Clock::now();
+        EXPECT_EQ(closesocket(watched), 0);
+        waiting.join();
+        EXPECT_EQ(answer, SOCKET_ERROR) << row.call;
+        EXPECT_EQ(error, WSAENOTSOCK) << row.call;
+        EXPECT_LT(woken - closing, 500ms) << row.call;
+    }
+}
+
+TEST_F(SocketTest, WaitsSeeASocketThatIsBoundMeanwhile) {
+    const SOCKET late = OpenPlain();
+    std::optional<std::vector<SOCKET>> ready;
+    std::thread waiting([&] { ready = SelectFrom({late}, 5s); });
+    std::this_thread::sleep_for(50ms);
+    ASSERT_EQ(BindTo(late, "127.0.0.1", kPort), 0);
+    EXPECT_EQ(Send(late, "x", "127.0.0.1", kPort), 0);
+    waiting.join();
+    EXPECT_THAT(*ready, ElementsAre(late));
+}
+
+// What a rebind does while requests are answered: the address is free as soon as closesocket has returned,
+// and nobody reaches a socket that isn't his.
+TEST_F(SocketTest, AddressIsFreeOnceClosedWhileOthersUseIt) {
+    constexpr int kRounds = 300;
+    std::atomic<SOCKET> current{OpenBound("127.0.0.1", kPort)};
+    std::atomic<bool> done{false};
+    std::atomic<int> strangeErrors{0};
+    const auto count = [&](int error) {
+        if (error != 0 && error != WSAENOTSOCK) ++strangeErrors;
+    };
+    std::vector<std::thread> users;
+    users.emplace_back([&] {
+        while (!done.load())
+            count(Send(current.load(), "x", "127.0.0.1", kPort));
+    });
+    users.emplace_back([&] {
+        while (!done.load()) {
+            const SOCKET watched = current.load();
+            const auto ready = SelectFrom({watched}, 100ms);
+            count(ready ? 0 : WSAGetLastError());
+            if (ready && !ready->empty()) count(ReceiveInto(watched, 10).error);
+        }
+    });
+    for (int round = 0; round < kRounds; ++round) {
+        ASSERT_EQ(closesocket(current.load()), 0);
+        current.store(OpenBound("127.0.0.1", kPort));
+    }
+    done.store(true);
+    for (auto& user : users)
+        user.join();
+    EXPECT_EQ(strangeErrors.load(), 0);
+}
+
+TEST_F(SocketTest, RefusedDatagramsAreNoReceiveFailures) {
+    const SOCKET receiver = OpenBound("127.0.0.1", kPort);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Send(receiver, "to nobody", "127.0.0.1", kPort + 7), 0);
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(Send(receiver, "news", "127.0.0.1", kPort), 0);
+    EXPECT_THAT(DrainAll(receiver), ElementsAre("news"));
+}
+
+TEST_F(SocketTest, HostNameNeedsRoom) {
+    char name[256] = "";
+    ASSERT_EQ(gethostname(name, sizeof name), 0);
+    const std::string whole = name;
+    ASSERT_FALSE(whole.empty());
+    EXPECT_EQ(gethostname(name, static_cast<int>(whole.size())), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    EXPECT_EQ(gethostname(name, static_cast<int>(whole.size()) + 1), 0);
+    EXPECT_EQ(name, whole);
+}
+
+TEST(ServiceNames, AreReadAsTheSystemsFileIs) {
+    const std::string file =
+        "# bootp 1/udp\n"
+        "\n"
+        "bootp\t2067/tcp bootps\r\n"
+        "bootp 2068/udp  dhcps bootps # bootpd\n"
+        "bootp 2069/udp\n"
+        "big 65536/udp\n"
+        "high 65535/udp\n"
+        "none /udp\n"
+        "word x/udp\n"
+        "bare 7\n"
+        "open 7/\n"
+        "last 9/udp";
+    const struct {
+        const char* name;
+        const char* protocol;
+        int port;  // -1: not found
+    } cases[] = {
+        {"bootp", "udp", 2068}, {"bootp", "tcp", 2067}, {"bootp", "", 2067},   {"bootps", "udp", 2068},
+        {"dhcps", "udp", 2068}, {"dhcps", "tcp", -1},   {"bootpd", "udp", -1}, {"BOOTP", "udp", -1},
+        {"big", "udp", -1},     {"high", "udp", 65535}, {"none", "udp", -1},   {"word", "udp", -1},
+        {"bare", "", -1},       {"open", "", -1},       {"last", "udp", 9},    {"#", "udp", -1},
+        {"", "udp", -1},
+    };
+    for (const auto& row : cases) {
+        std::istringstream lines(file);
+        const auto found = FindServiceName(lines, row.name, row.protocol);
+        EXPECT_EQ(found ? found->port : -1, row.port) << row.name << "/" << row.protocol;
+    }
+}
+
+TEST_F(SocketTest, ServiceNameOfTheHomeComesFirst) {
+    char home[] = "/tmp/quillon-services-XXXXXX";
+    ASSERT_NE(mkdtemp(home), nullptr);
+    const char* former = std::getenv("QUILLON_HOME");
+    const std::string kept = former == nullptr ? "" : former;
+    setenv("QUILLON_HOME", home, 1);
+    std::ofstream(PathOf(HomePlace::Services)) << "domain 2053/udp nameserver\n";
+
+    const servent* own = getservbyname("nameserver", "udp");
+    ASSERT_NE(own, nullptr);
+    EXPECT_STREQ(own->s_name, "domain");
+    EXPECT_STREQ(own->s_aliases[0], "nameserver");
+    EXPECT_EQ(ntohs(static_cast<std::uint16_t>(own->s_port)), 2053);
+    EXPECT_EQ(getservbyname("no-such-service", "udp"), nullptr);
+    EXPECT_EQ(WSAGetLastError(), WSANO_DATA);
+    // The C library's own, to have something to compare with where the system has such a file.
+    if (const servent* expected = (::getservbyname)("ntp", "udp"); expected != nullptr) {
+        const int port = expected->s_port;
+        const servent* systems = getservbyname("ntp", "udp");
+        ASSERT_NE(systems, nullptr);
+        EXPECT_EQ(systems->s_port, port);
+    }
+    if (kept.empty()) {
+        unsetenv("QUILLON_HOME");
+    } else {
+        setenv("QUILLON_HOME", kept.c_str(), 1);
+    }
+    std::remove((std::string(home) + "/services").c_str());
+    (::rmdir)(home);
+}
+
+}  // namespace
