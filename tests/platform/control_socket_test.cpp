@@ -151,12 +151,19 @@ TEST_F(ControlSocketTest, WhatIsNotAnAbandonedSocketIsNeverRemoved) {
     EXPECT_TRUE(std::filesystem::is_socket(Control()));
 }
 
+TEST_F(ControlSocketTest, AHomeThatIsNotThereIsAClearFailure) {
+    Start("", manager_->Name(), HomeFile("nowhere"));
+    EXPECT_EQ(AwaitEnd(), 1);
+    EXPECT_THAT(manager_->Next(),
+                testing::StartsWith("STATUS=No home at " + HomeFile("nowhere") + ", error 2: "));
+}
+
 TEST_F(ControlSocketTest, APathThatIsTooLongIsAClearFailure) {
     const std::string deep = HomeFile(std::string(110, 'd'));
     std::filesystem::create_directory(deep);
     Start("", manager_->Name(), deep);
     EXPECT_EQ(AwaitEnd(), 1);
-    EXPECT_THAT(manager_->Next(), testing::EndsWith("error 206"));
+    EXPECT_THAT(manager_->Next(), testing::HasSubstr("error 206"));
     DWORD error = 0;
     EXPECT_FALSE(AskService(deep + "/control", ControlQuery, error));
     EXPECT_EQ(error, ERROR_FILENAME_EXCED_RANGE);

@@ -39,6 +39,7 @@ TEST_F(ServiceManagerTest, ReportsItsStatesAndObeysItsControls) {
     Start("", manager_->Name());
     EXPECT_EQ(manager_->Next(), "STATUS=Starting\nEXTEND_TIMEOUT_USEC=3000000");
     EXPECT_EQ(manager_->Next(), "READY=1\nSTATUS=Running");
+    EXPECT_TRUE(std::filesystem::exists(HomeFile("working-directory")));
     EXPECT_EQ(Ask(ControlQuery), (Answer{0, SERVICE_RUNNING}));
     EXPECT_EQ(Ask(SERVICE_CONTROL_INTERROGATE), (Answer{0, SERVICE_RUNNING}));
     EXPECT_EQ(Ask(SERVICE_CONTROL_PAUSE), (Answer{0, SERVICE_PAUSED}));

@@ -46,6 +46,7 @@ void WINAPI RunService(DWORD count, LPSTR* arguments) {
     statusHandle = RegisterServiceCtrlHandlerA("Test", HandleControl);
     if (statusHandle == nullptr) std::abort();
     Report(SERVICE_START_PENDING, 0, 3000);
+    if (std::FILE* mark = std::fopen("working-directory", "w")) std::fclose(mark);
     if (behaviour == "slow-start") Sleep(700);
     if (behaviour == "vanish") return;
     Report(SERVICE_RUNNING);

@@ -203,6 +203,12 @@ void AddAskCommand(CLI::App& app, std::function<int()>& run) {
         ->capture_default_str();
     command->add_flag("--json", arguments->json, "show the reply as JSON");
     command->footer(
+        "A reply that the server sends to the client's own address gets here only if that address is on "
+        "this\n"
+        "machine; --broadcast asks for one that gets here anyway. Unless the server answers the port it is "
+        "asked\n"
+        "from (UseClientSrcPort), replies go to port 68, or 67 of a relay, which only root may listen on.\n"
+        "\n"
         "Exit status: 0 a reply came, 1 none came in time, 2 wrong usage or a failure on this side.\n"
         "\n"
         "Examples:\n"

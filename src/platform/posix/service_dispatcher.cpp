@@ -3,7 +3,7 @@
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +14,7 @@
 #include "platform/posix/home.h"
 #include "platform/posix/service_rules.h"
 #include "platform/posix/system_error.h"
+#include "platform/posix/system_text.h"
 #include "platform/posix/thread.h"
 
 namespace {
@@ -62,14 +63,8 @@ ServiceDispatcher& ServiceDispatcher::Instance() {
 DWORD ServiceDispatcher::Run(const SERVICE_TABLE_ENTRYA& service) {
     if (const DWORD error = Connect(); error != ERROR_SUCCESS) return error;
     ControlServer control;
-    const std::string path = PathOf(HomePlace::ControlSocket);
-    DWORD error = OpenControl(control, path);
-    if (error != ERROR_SUCCESS) {
-        const std::string complaint = "No control socket at " + path + ", error " + std::to_string(error);
-        std::fprintf(stderr, "%s\n", complaint.c_str());
-        const std::lock_guard guard(lock_);
-        Notify("STATUS=" + complaint);
-    } else {
+    DWORD error = Prepare(control);
+    if (error == ERROR_SUCCESS) {
         control_ = &control;
         error = StartService(service);
     }
@@ -101,6 +96,24 @@ DWORD ServiceDispatcher::Connect() {
     lastNotification_.clear();
     isStopAsked_ = wasStopDelivered_ = false;
     return ERROR_SUCCESS;
+}
+
+// What a service needs around it: its home to work in, and a way for controls to come in.
+DWORD ServiceDispatcher::Prepare(ControlServer& control) {
+    const std::string home = PathOf(HomePlace::Folder);
+    if (::chdir(home.c_str()) != 0) return Complain("No home at " + home, WindowsErrorFrom(errno));
+    const std::string path = PathOf(HomePlace::ControlSocket);
+    const DWORD error = OpenControl(control, path);
+    return error == ERROR_SUCCESS ? error : Complain("No control socket at " + path, error);
+}
+
+// To the manager and to whoever started the process by hand: there is no service yet that could report it.
+DWORD ServiceDispatcher::Complain(const std::string& what, DWORD error) {
+    const std::string complaint = what + ", error " + std::to_string(error) + ": " + SystemText(error);
+    std::fprintf(stderr, "%s\n", complaint.c_str());
+    const std::lock_guard guard(lock_);
+    Notify("STATUS=" + complaint);
+    return error;
 }
 
 DWORD ServiceDispatcher::StartService(const SERVICE_TABLE_ENTRYA& service) {

@@ -26,6 +26,8 @@ class ServiceDispatcher {
     using Clock = ControlServer::Clock;
 
     DWORD Connect();
+    DWORD Prepare(ControlServer& control);
+    DWORD Complain(const std::string& what, DWORD error);
     DWORD StartService(const SERVICE_TABLE_ENTRYA& service);
     static DWORD WINAPI RunServiceMain(LPVOID dispatcher);
     void Dispatch();

@@ -49,6 +49,8 @@ struct SERVICE_TABLE_ENTRYA {
 // here on and are taken as stop controls; one that comes while the service is starting waits until it accepts
 // a stop.
 //
+// The service works in its home, which becomes the working directory.
+//
 // False with ERROR_FAILED_SERVICE_CONTROLLER_CONNECT if no manager started the process;
 // ERROR_SERVICE_ALREADY_RUNNING if the home has a live service; another error if there can be no control
 // socket; and with the service's exit code if it ended in failure without having been told to stop, so that
