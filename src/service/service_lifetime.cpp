@@ -69,9 +69,10 @@ void ReportStart() {
     Report(EVENT_STARTED, OneString, text);
 }
 
-// Answers 0 or the service-specific code.
+// Answers 0 or the service-specific code. A stop that came during the load, which may take its time, ends the start.
 DWORD Start(AddressWatch* watch) {
     if (const DWORD code = LoadFirstGeneration()) return code;
+    if (IsReceptionStopped()) return 0;
     MakePoolMutexes();
     if (const DWORD code = StartSockets()) return code;
     StartArpExpiry(LiveParameters.StaticArpTimeout);

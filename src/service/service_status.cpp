@@ -8,7 +8,7 @@
 std::atomic<DWORD> ServiceSpecificCode{0};
 std::atomic<DWORD> ServiceExitCode{ERROR_SERVICE_SPECIFIC_ERROR};
 HANDLE StopEvent;
-SERVICE_STATUS_HANDLE ServiceStatusHandle;
+std::atomic<SERVICE_STATUS_HANDLE> ServiceStatusHandle;
 
 namespace {
 
@@ -37,7 +37,7 @@ DWORD WINAPI StopReceptionThread(LPVOID) {
 }  // namespace
 
 int ReportServiceStatus(DWORD state, DWORD exitCode, DWORD checkPoint, DWORD waitHint) {
-    if (ServiceStatusHandle == nullptr || SendStatus(state, exitCode, checkPoint, waitHint)) return 1;
+    if (ServiceStatusHandle.load() == nullptr || SendStatus(state, exitCode, checkPoint, waitHint)) return 1;
     if (!StoppingOnFailure.exchange(true)) StopService();
     return 0;
 }

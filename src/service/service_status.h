@@ -9,8 +9,8 @@ extern std::atomic<DWORD> ServiceSpecificCode;  // why the start failed; 0 if it
 extern std::atomic<DWORD> ServiceExitCode;      // of the final report: 1066, until an orderly stop makes it 0
 extern HANDLE StopEvent;                        // manual-reset; set as the last act of the tear-down
 
-// Null in -debug mode, where there is no manager to report to. Set before any other thread exists.
-extern SERVICE_STATUS_HANDLE ServiceStatusHandle;
+// Null in -debug mode, where there is no manager to report to.
+extern std::atomic<SERVICE_STATUS_HANDLE> ServiceStatusHandle;
 
 // Reports a state; stop, pause and continue are accepted in every one but START_PENDING. May be called from
 // any thread. Answers 0 if the manager can't be told: the service then stops as on a stop control, and
