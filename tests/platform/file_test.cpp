@@ -1,0 +1,281 @@
+#include "platform/posix/file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+
+#include "platform/test_home.h"
+#include "platform/windows_api.h"
+
+namespace {
+
+using testing::MatchesRegex;
+
+HANDLE Open(const std::string& path, DWORD access, DWORD disposition) {
+    return CreateFileA(path.c_str(), access, FILE_SHARE_READ, nullptr, disposition, FILE_ATTRIBUTE_NORMAL,
+                       nullptr);
+}
+
+BOOL Write(HANDLE file, const char* text) {
+    DWORD written = 0;
+    const BOOL result = WriteFile(file, text, static_cast<DWORD>(strlen(text)), &written, nullptr);
+    EXPECT_TRUE(!result || written == strlen(text));
+    return result;
+}
+
+TEST(File, OpensByDisposition) {
+    const struct {
+        const char* name;
+        DWORD access;
+        DWORD disposition;
+        DWORD error;
+        bool opens;
+        const char* content;  // after "new" was written, if it was opened; null for a folder
+    } rows[] = {
+        {"there", GENERIC_READ, OPEN_EXISTING, 0, true, "oldlonger"},
+        {"none", GENERIC_READ, OPEN_EXISTING, 2, false, ""},
+        {"no folder/none", GENERIC_READ, OPEN_EXISTING, 3, false, ""},
+        {"folder", GENERIC_READ, OPEN_EXISTING, 5, false, nullptr},
+        {"folder", GENERIC_WRITE, OPEN_ALWAYS, 5, false, nullptr},
+        {"there/none", GENERIC_READ, OPEN_EXISTING, 3, false, ""},
+        {"there", GENERIC_WRITE, OPEN_ALWAYS, 183, true, "newlonger"},
+        {"made", GENERIC_WRITE, OPEN_ALWAYS, 0, true, "new"},
+        {"there", GENERIC_WRITE, CREATE_NEW, 80, false, "newlonger"},
+        {"there", GENERIC_WRITE, CREATE_ALWAYS, 183, true, "new"},
+        {"dangling", GENERIC_WRITE, OPEN_ALWAYS, 0, true, "new"},
+        {"there", GENERIC_WRITE, 9, 87, false, "new"},
+    };
+    const TestHome home;
+    home.Write("there", "oldlonger");
+    std::filesystem::create_directory(home.PathOf("folder"));
+    std::filesystem::create_symlink("target", home.PathOf("dangling"));
+    for (const auto& row : rows) {
+        SetLastError(99);
+        const HANDLE file = Open(home.PathOf(row.name), row.access, row.disposition);
+        const DWORD error = GetLastError();
+        EXPECT_EQ(error, row.error) << row.name << ", " << row.disposition;
+        ASSERT_EQ(file != INVALID_HANDLE_VALUE, row.opens) << row.name << ", " << row.disposition;
+        if (row.opens) {
+            EXPECT_EQ(Write(file, "new"), row.access == GENERIC_WRITE);
+            EXPECT_TRUE(CloseHandle(file));
+        }
+        if (row.content == nullptr) continue;
+        EXPECT_EQ(home.Read(row.name), row.content) << row.name << ", " << row.disposition;
+    }
+}
+
+TEST(File, WritersAtTheEndDoNotOverwriteEachOther) {
+    const TestHome home;
+    const std::string path = home.PathOf("log");
+    const HANDLE first = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
+    EXPECT_TRUE(Write(first, "one\r\n"));
+    const HANDLE second = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
+    EXPECT_EQ(SetFilePointer(second, 0, nullptr, FILE_END), 5u);
+    EXPECT_TRUE(Write(first, "two\r\n"));
+    EXPECT_TRUE(Write(second, "three\r\n"));
+    EXPECT_TRUE(Write(first, "four\r\n"));
+    EXPECT_EQ(home.Read("log"), "one\r\ntwo\r\nthree\r\nfour\r\n");
+    EXPECT_EQ(SetFilePointer(first, 1, nullptr, FILE_BEGIN), 1u);
+    EXPECT_TRUE(Write(first, "NE"));
+    EXPECT_EQ(home.Read("log").substr(0, 5), "oNE\r\n");
+    CloseHandle(first);
+    CloseHandle(second);
+}
+
+TEST(File, MovesBeyondFourGigabytes) {
+    const TestHome home;
+    const std::string path = home.Write("large", "");
+    ASSERT_EQ(truncate(path.c_str(), 0x1'0000'0005), 0);
+    const HANDLE file = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
+    LONG high = 0;
+    EXPECT_EQ(SetFilePointer(file, 0, &high, FILE_END), 5u);
+    EXPECT_EQ(high, 1);
+    EXPECT_EQ(GetLastError(), 0u);
+    EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_END), 5u);
+    EXPECT_TRUE(Write(file, "x"));
+    EXPECT_EQ(std::filesystem::file_size(path), 0x1'0000'0006u);
+    EXPECT_EQ(SetFilePointer(file, -1, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    CloseHandle(file);
+}
+
+TEST(File, AFailedWriteTellsHowFarItCame) {
+    const HANDLE full = Open("/dev/full", GENERIC_WRITE, OPEN_EXISTING);
+    ASSERT_NE(full, INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(Write(full, "x"));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
+    CloseHandle(full);
+
+    const TestHome home;
+    const HANDLE file = Open(home.PathOf("x"), GENERIC_WRITE, CREATE_NEW);
+    rlimit former{};
+    getrlimit(RLIMIT_FSIZE, &former);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{10, former.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    DWORD written = 0;
+    const BOOL result = WriteFile(file, "0123456789abc", 13, &written, nullptr);
+    setrlimit(RLIMIT_FSIZE, &former);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_FALSE(result);
+    EXPECT_EQ(written, 10u);
+    CloseHandle(file);
+    EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+}
+
+TEST(Path, MakesPathsAbsolute) {
+    const TestHome home;
+    const auto folder = std::filesystem::current_path();
+    std::filesystem::current_path(home.PathOf(""));
+    const struct {
+        std::string path;
+        std::string full;
+        const char* part;
+    } rows[] = {{"bootps.log", home.PathOf("bootps.log"), "bootps.log"},
+                {".\\sub\\..\\x", home.PathOf("x"), "x"},
+                {"/a/./b//c", "/a/b/c", "c"},
+                {"/a/", "/a/", nullptr}};
+    for (const auto& row : rows) {
+        char buffer[260];
+        char* part = nullptr;
+        EXPECT_EQ(GetFullPathNameA(row.path.c_str(), sizeof(buffer), buffer, &part), row.full.size());
+        EXPECT_EQ(buffer, row.full);
+        EXPECT_STREQ(part, row.part);
+    }
+    char small[4];
+    EXPECT_EQ(GetFullPathNameA("/abc", sizeof(small), small, nullptr), 5u);
+    EXPECT_EQ(GetFullPathNameA("", sizeof(small), small, nullptr), 0u);
+    std::filesystem::current_path(folder);
+}
+
+TEST(Path, NamesTheProgram) {
+    char buffer[1000];
+    const DWORD length = GetModuleFileNameA(nullptr, buffer, sizeof(buffer));
+    EXPECT_EQ(length, strlen(buffer));
+    EXPECT_THAT(buffer, testing::EndsWith("/platform_files_test"));
+    char small[5];
+    EXPECT_EQ(GetModuleFileNameA(nullptr, small, sizeof(small)), 5u);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(std::string(small), std::string(buffer, 4));
+}
+
+TEST(SystemVersion, IsTenUnlessTheRegistrySaysOtherwise) {
+    const std::string head =
+        "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows "
+        "NT\\CurrentVersion]\n";
+    const struct {
+        std::string registry;
+        BOOL succeeds;
+        DWORD major;
+        DWORD minor;
+        const char* pack;
+    } rows[] = {{"", TRUE, 10, 0, ""},
+                {head + "\"CurrentVersion\"=\"3.51\"\n\"CSDVersion\"=\"Service Pack 3\"\n", TRUE, 3, 51,
+                 "Service Pack 3"},
+                {head + "\"CurrentVersion\"=\"4.0\"\n", TRUE, 4, 0, ""},
+                {head + "\"CSDVersion\"=\"Service Pack 1\"\n", TRUE, 10, 0, "Service Pack 1"},
+                {head + "\"CurrentVersion\"=\"four\"\n", FALSE, 0, 0, ""},
+                {head + "\"CurrentVersion\"=dword:00000004\n", FALSE, 0, 0, ""},
+                {head + "\"CurrentVersion\"=\n", FALSE, 0, 0, ""}};
+    for (const auto& row : rows) {
+        const TestHome home;
+        if (!row.registry.empty()) home.Write("registry.reg", row.registry);
+        OSVERSIONINFOA version{};
+        version.dwOSVersionInfoSize = sizeof(version);
+        EXPECT_EQ(GetVersionExA(&version), row.succeeds) << row.registry;
+        EXPECT_EQ(version.dwMajorVersion, row.major) << row.registry;
+        EXPECT_EQ(version.dwMinorVersion, row.minor) << row.registry;
+        EXPECT_STREQ(version.szCSDVersion, row.pack);
+    }
+    OSVERSIONINFOA unsized{};
+    EXPECT_FALSE(GetVersionExA(&unsized));
+}
+
+TEST(Library, IsFoundByItsPathOnly) {
+    const TestHome home;
+    home.Write("nonsense.so", "no library");
+    EXPECT_EQ(LoadLibraryA("no-such-helper.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+    EXPECT_EQ(LoadLibraryA(""), nullptr);
+    EXPECT_EQ(LoadLibraryA("libc.so.6"), nullptr) << "a bare name isn't looked for all over the system";
+    EXPECT_EQ(LoadLibraryA(home.PathOf("nonsense.so").c_str()), nullptr);
+    EXPECT_EQ(GetLastError(), 193u);
+    EXPECT_EQ(GetProcAddress(nullptr, "malloc"), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
+}
+
+TEST(Library, ABareNameIsLookedUpBesideTheProgram) {
+    for (const char* name : {"platform_test_library.dll", "PLATFORM~1.DLL", "platform_test_library"}) {
+        const HMODULE library = LoadLibraryA(name);
+        if (strchr(name, '~') != nullptr) {
+            EXPECT_EQ(library, nullptr);
+            continue;
+        }
+        ASSERT_NE(library, nullptr) << name;
+        const FARPROC answer = GetProcAddress(library, "PlatformTestAnswer");
+        ASSERT_NE(answer, nullptr);
+        EXPECT_EQ(answer(), 42);
+        EXPECT_EQ(GetProcAddress(library, "PlatformTestNothing"), nullptr);
+    }
+}
+
+TEST(LocalTime, FollowsTheTimeZone) {
+    const char* former = getenv("TZ");
+    const std::string kept = former != nullptr ? former : "";
+    char first[9];
+    char second[9];
+    // The two are taken within one second but for the unlucky case, in which they are taken again.
+    time_t begin = 0;
+    do {
+        begin = time(nullptr);
+        setenv("TZ", "EAST-5", 1);
+        tzset();
+        _strtime(first);
+        setenv("TZ", "WEST6", 1);
+        tzset();
+        _strtime(second);
+    } while (time(nullptr) != begin);
+    const int hours = (std::stoi(first) - std::stoi(second) + 24) % 24;
+    EXPECT_EQ(hours, 11) << first << ", " << second;
+    char date[9];
+    _strdate(date);
+    EXPECT_THAT(date, MatchesRegex("[01][0-9]/[0-3][0-9]/[0-9][0-9]"));
+    SYSTEMTIME now{};
+    GetLocalTime(&now);
+    EXPECT_GE(now.wYear, 2024);
+    EXPECT_LT(now.wMilliseconds, 1000);
+    kept.empty() ? unsetenv("TZ") : setenv("TZ", kept.c_str(), 1);
+    tzset();
+}
+
+TEST(Text, ComparesWithoutCase) {
+    EXPECT_EQ(_stricmp("-INSTALL", "-install"), 0);
+    EXPECT_LT(_stricmp("a", "AB"), 0);
+    EXPECT_GT(_stricmp("b", "AB"), 0);
+    EXPECT_GT(_stricmp("\xE4", "z"), 0);
+    EXPECT_EQ(_strnicmp("Template:a", "TEMPLATE:b", 9), 0);
+    EXPECT_NE(_strnicmp("Template:a", "TEMPLATE:b", 10), 0);
+    EXPECT_EQ(_strnicmp("a", "b", 0), 0);
+}
+
+TEST(Text, FormatsAtMost1024Characters) {
+    char buffer[1026];
+    const std::string text(1020, 'x');
+    buffer[1025] = '#';
+    EXPECT_EQ(wsprintfA(buffer, "%s%d", text.c_str(), 1234), 1024);
+    EXPECT_STREQ(buffer, (text + "1234").c_str());
+    EXPECT_EQ(wsprintfA(buffer, "%s%d", text.c_str(), 123456), 1024);
+    EXPECT_STREQ(buffer, (text + "1234").c_str());
+    EXPECT_EQ(buffer[1025], '#');
+    EXPECT_EQ(wsprintfA(buffer, "%u%%", 7u), 2);
+}
+
+}  // namespace

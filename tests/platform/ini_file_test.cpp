@@ -1,0 +1,358 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "platform/posix/whole_file.h"
+#include "platform/test_home.h"
+#include "platform/windows_api.h"
+
+namespace {
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Names = std::vector<std::string>;
+
+constexpr char Missing[] = "(default)";
+
+std::string Value(const std::string& path, const char* section, const char* key) {
+    char buffer[256];
+    GetPrivateProfileStringA(section, key, Missing, buffer, sizeof(buffer), path.c_str());
+    return buffer;
+}
+
+// The names in a buffer, whose end the list has to mark.
+Names Split(const char* list, DWORD length) {
+    EXPECT_EQ(list[length], '\0');
+    Names names;
+    for (const char* name = list; *name != '\0'; name += names.back().size() + 1)
+        names.emplace_back(name);
+    return names;
+}
+
+Names Keys(const std::string& path, const char* section) {
+    std::vector<char> buffer(1 << 20);
+    const auto size = static_cast<DWORD>(buffer.size());
+    return Split(buffer.data(),
+                 GetPrivateProfileStringA(section, nullptr, "", buffer.data(), size, path.c_str()));
+}
+
+Names Sections(const std::string& path) {
+    std::vector<char> buffer(1 << 20);
+    const auto size = static_cast<DWORD>(buffer.size());
+    return Split(buffer.data(), GetPrivateProfileSectionNamesA(buffer.data(), size, path.c_str()));
+}
+
+TEST(IniFile, ReadsValues) {
+    const struct {
+        const char* rule;
+        std::string text;
+        const char* section;
+        const char* key;
+        const char* value;
+    } rows[] = {
+        {"plain", "[S]\nk=v\n", "S", "k", "v"},
+        {"lines of Windows", "[S]\r\nk=v\r\n", "S", "k", "v"},
+        {"no line end at the end", "[S]\nk=v", "S", "k", "v"},
+        {"names without case", "[sEc]\nKeY=v\n", "SeC", "kEy", "v"},
+        {"only ASCII has case", "[S]\n\xC4=v\n", "S", "\xE4", Missing},
+        {"blanks around all", " [ S ] \n \tk\t = \tv w \t\n", "S", "k", "v w"},
+        {"blanks in what is asked for", "[S]\nk=v\n", " S\t", "\tk ", "v"},
+        {"blanks inside a name stay", "[A  B]\nc  d=v\n", "A  B", "c  d", "v"},
+        {"blanks inside aren't equal to fewer", "[A  B]\nc=v\n", "A B", "c", Missing},
+        {"the first of two sections", "[S]\na=1\n[T]\n[S]\na=2\nb=3\n", "S", "a", "1"},
+        {"nothing of the second section", "[S]\na=1\n[T]\n[S]\na=2\nb=3\n", "S", "b", Missing},
+        {"the first of two keys", "[S]\na=1\nA=2\n", "S", "a", "1"},
+        {"no equals sign", "[S]\nk\nk=v\n", "S", "k", "v"},
+        {"a second equals sign", "[S]\nk=a=b\n", "S", "k", "a=b"},
+        {"an empty value", "[S]\nk=\n", "S", "k", ""},
+        {"a comment", "[S]\n;k=1\n", "S", ";k", Missing},
+        {"a comment behind blanks", "[S]\n  ;k=1\nk=2\n", "S", "k", "2"},
+        {"a hash is no comment", "[S]\n#k=1\n", "S", "#k", "1"},
+        {"a semicolon in a value", "[S]\nk=1 ; c\n", "S", "k", "1 ; c"},
+        {"double quotes", "[S]\nk=\" v \"\n", "S", "k", " v "},
+        {"single quotes", "[S]\nk=' v '\n", "S", "k", " v "},
+        {"one pair only", "[S]\nk=\"\"v\"\"\n", "S", "k", "\"v\""},
+        {"unequal quotes", "[S]\nk=\"v'\n", "S", "k", "\"v'"},
+        {"a lone quote", "[S]\nk=\"\n", "S", "k", "\""},
+        {"quotes around a part", "[S]\nk=\"a\" b\n", "S", "k", "\"a\" b"},
+        {"a heading with a comment", "[S] ; c\nk=v\n", "S", "k", "v"},
+        {"the last bracket ends the name", "[S] ; c]\nk=v\n", "S] ; c", "k", "v"},
+        {"a heading without an end", "[X\nk=v\n", "X", "k", Missing},
+        {"a heading without a name", "[S]\n[]\nk=v\n", "", "k", Missing},
+        {"a key above all sections", "k=v\n[S]\n", "", "k", Missing},
+        {"a byte order mark", "\xEF\xBB\xBF[S]\nk=v\n", "S", "k", "v"},
+        {"a missing key", "[S]\nk=v\n", "S", "x", Missing},
+        {"a missing section", "[S]\nk=v\n", "T", "k", Missing},
+        {"a key without a name", "[S]\n=v\n", "S", "", Missing},
+        {"NUL bytes are blanks", "[S]\na\0b=c\0d\0\n"s, "S", "a b", "c d"},
+        {"an empty file", "", "S", "k", Missing},
+        {"only line ends", "\n\r\n\n", "S", "k", Missing},
+    };
+    const TestHome home;
+    for (const auto& row : rows) {
+        const std::string path = home.Write("x.ini", row.text);
+        EXPECT_EQ(Value(path, row.section, row.key), row.value) << row.rule;
+    }
+}
+
+TEST(IniFile, ListsNames) {
+    const TestHome home;
+    const std::string path = home.Write("x.ini",
+                                        "above=1\n[Two]\nb=1\nno key\n;c=1\na=2\nB=3\n=4\n[X\n[]\n[One] ; c\n"
+                                        "[two]\nlater=1\n[Empty]\n");
+    EXPECT_THAT(Sections(path), ElementsAre("Two", "One", "two", "Empty"));
+    EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
+    EXPECT_THAT(Keys(path, "Empty"), IsEmpty());
+    EXPECT_THAT(Keys(path, "None"), IsEmpty());
+    EXPECT_THAT(Keys(path, nullptr), ElementsAre("Two", "One", "two", "Empty"));
+
+    char buffer[16];
+    EXPECT_EQ(GetPrivateProfileStringA("Empty", nullptr, "none", buffer, sizeof(buffer), path.c_str()), 4u);
+    EXPECT_STREQ(buffer, "none");
+}
+
+TEST(IniFile, CutsWhatDoesNotFit) {
+    const TestHome home;
+    const std::string path = home.Write("x.ini", "[S]\nab=value\ncd=2\n");
+    const struct {
+        const char* key;  // null: the list "ab\0cd\0"
+        DWORD size;
+        DWORD answer;
+        std::string bytes;
+    } rows[] = {
+        {"ab", 6, 5, "value\0"s},      {"ab", 5, 4, "valu\0"s},         {"ab", 1, 0, "\0"s},
+        {"x", 3, 2, "(d\0"s},          {nullptr, 8, 6, "ab\0cd\0\0#"s}, {nullptr, 7, 6, "ab\0cd\0\0"s},
+        {nullptr, 6, 4, "ab\0c\0\0"s}, {nullptr, 5, 3, "ab\0\0\0"s},    {nullptr, 3, 1, "a\0\0"s},
+        {nullptr, 2, 0, "\0\0"s},      {nullptr, 1, 0, "\0"s},
+    };
+    for (const auto& row : rows) {
+        std::string buffer(row.size + 1, '#');  // the last one isn't the reader's
+        EXPECT_EQ(GetPrivateProfileStringA("S", row.key, Missing, buffer.data(), row.size, path.c_str()),
+                  row.answer);
+        EXPECT_EQ(buffer, row.bytes + "#") << (row.key != nullptr ? row.key : "list") << " in " << row.size;
+    }
+    EXPECT_EQ(GetPrivateProfileStringA("S", "ab", "", nullptr, 0, path.c_str()), 0u);
+}
+
+// A list is read into buffers that double until it isn't cut any more.
+TEST(IniFile, AListCutAtAnySizeIsAPrefix) {
+    const TestHome home;
+    std::string text;
+    std::string whole;
+    for (int i = 0; i < 40; ++i) {
+        const std::string name(static_cast<std::size_t>(i % 7 + 1), static_cast<char>('a' + i % 26));
+        text += "[" + name + "]\n";
+        whole += name + '\0';
+    }
+    const std::string path = home.Write("x.ini", text);
+    for (DWORD size = 2; size < whole.size() + 3; ++size) {
+        std::string buffer(size, '#');
+        const DWORD length = GetPrivateProfileSectionNamesA(buffer.data(), size, path.c_str());
+        const bool fits = whole.size() + 1 <= size;
+        ASSERT_EQ(length, fits ? whole.size() : size - 2);
+        ASSERT_EQ(buffer.substr(0, length), whole.substr(0, length));
+        ASSERT_EQ(buffer.substr(length, fits ? 1 : 2), fits ? "\0"s : "\0\0"s);
+    }
+}
+
+TEST(IniFile, TheDefaultAndTheKeyMayLieInTheBuffer) {
+    const TestHome home;
+    const std::string path = home.Write("x.ini", "[Aliases]\nold.img=new-and-longer.img\n");
+    char found[32] = "old.img";
+    EXPECT_EQ(GetPrivateProfileStringA("Aliases", found, found, found, sizeof(found), path.c_str()), 18u);
+    EXPECT_STREQ(found, "new-and-longer.img");
+    char kept[32] = "other.img";
+    EXPECT_EQ(GetPrivateProfileStringA("Aliases", kept, kept, kept, sizeof(kept), path.c_str()), 9u);
+    EXPECT_STREQ(kept, "other.img");
+}
+
+TEST(IniFile, LongNamesAndValuesComeWhole) {
+    const TestHome home;
+    const std::string key(32000, 'k');
+    const std::string value(100000, 'v');
+    const std::string path = home.Write("x.ini", "[S]\n" + key + "=" + value + "\nlast=1\n");
+    std::string buffer(200000, '#');
+    const auto size = static_cast<DWORD>(buffer.size());
+    ASSERT_EQ(GetPrivateProfileStringA("S", key.c_str(), "", buffer.data(), size, path.c_str()),
+              value.size());
+    EXPECT_STREQ(buffer.c_str(), value.c_str());
+    EXPECT_THAT(Keys(path, "S"), ElementsAre(key, "last"));
+}
+
+// Above a size the keys of a section are indexed; the answers are those of reading line by line.
+TEST(IniFile, ALargeSectionReadsLikeASmallOne) {
+    const TestHome home;
+    std::string text = "[Small]\nkey1=small\n[Large]\n";
+    for (int i = 0; i < 20000; ++i)
+        text += "Key" + std::to_string(i) + " = v" + std::to_string(i) + "\r\n; key=c\n";
+    const std::string path = home.Write("x.ini", text + "KEY7=second\nlast=1");
+    for (int i = 0; i < 20000; ++i) {
+        ASSERT_EQ(Value(path, "large", ("kEY" + std::to_string(i)).c_str()), "v" + std::to_string(i));
+    }
+    EXPECT_EQ(Value(path, "Large", "last"), "1");
+    EXPECT_EQ(Value(path, "Large", "key"), Missing);
+    EXPECT_EQ(Value(path, "Small", "key1"), "small");
+}
+
+// One more large section than are kept indexed, over and over.
+TEST(IniFile, ManyLargeSectionsInTurn) {
+    const TestHome home;
+    std::string text;
+    for (int section = 0; section < 9; ++section) {
+        text += "[" + std::to_string(section) + "]\n";
+        for (int i = 0; i < 200; ++i)
+            text += "a long key name " + std::to_string(i) + "=" + std::to_string(section) + "\n";
+    }
+    const std::string path = home.Write("x.ini", text);
+    for (int round = 0; round < 27; ++round) {
+        const std::string section = std::to_string(round % 9);
+        ASSERT_EQ(Value(path, section.c_str(), "A LONG KEY NAME 199"), section);
+    }
+}
+
+TEST(IniFile, WhatCannotBeReadGivesTheDefaultAndTheReason) {
+    const TestHome home;
+    ASSERT_EQ(mkfifo(home.PathOf("pipe").c_str(), 0600), 0);
+    const struct {
+        const char* name;
+        DWORD error;
+    } rows[] = {
+        {"none.ini", ERROR_FILE_NOT_FOUND}, {".", ERROR_ACCESS_DENIED}, {"pipe", ERROR_ACCESS_DENIED}};
+    for (const auto& row : rows) {
+        SetLastError(0);
+        EXPECT_EQ(Value(home.PathOf(row.name), "S", "k"), Missing) << row.name;
+        EXPECT_EQ(GetLastError(), row.error) << row.name;
+        EXPECT_THAT(Sections(home.PathOf(row.name)), IsEmpty()) << row.name;
+    }
+    EXPECT_EQ(GetPrivateProfileSectionNamesA(std::string(8, '#').data(), 8, nullptr), 0u);
+}
+
+TEST(IniFile, SeesEachEditAtOnce) {
+    const TestHome home;
+    const std::string path = home.PathOf("x.ini");
+    home.Write("x.ini", "[S]\nk=0999\n");
+    // All of one size, and far more of them than the file system's clock has ticks in the time.
+    for (int i = 1000; i < 3000; ++i) {
+        const std::string content = "[S]\nk=" + std::to_string(i) + "\n";
+        if (i % 100 == 0) {
+            std::filesystem::rename(home.Write("new.ini", content), path);
+        } else {
+            std::fstream(path, std::ios::in | std::ios::out | std::ios::binary) << content;
+        }
+        ASSERT_EQ(Value(path, "S", "k"), std::to_string(i));
+    }
+    usleep(70'000);  // now the file's times tell all
+    EXPECT_EQ(Value(path, "S", "k"), "2999");
+    EXPECT_EQ(Value(path, "S", "k"), "2999");
+    home.Write("x.ini", "[S]\nk=3000\n");
+    EXPECT_EQ(Value(path, "S", "k"), "3000");
+    std::filesystem::remove(path);
+    EXPECT_EQ(Value(path, "S", "k"), Missing);
+    home.Write("x.ini", "[S]\nk=3001\n");
+    EXPECT_EQ(Value(path, "S", "k"), "3001");
+}
+
+// On some file systems two edits of one moment can't be told apart by their times. A file that was changed a
+// moment ago is therefore compared byte by byte.
+TEST(IniFile, AFileIsTrustedOnceItsTimesTellAllEdits) {
+    constexpr long Millisecond = 1'000'000;
+    const struct {
+        timespec changed;
+        timespec now;
+        bool settled;
+    } rows[] = {
+        {{1000, 4 * Millisecond}, {1000, 4 * Millisecond}, false},
+        {{1000, 4 * Millisecond}, {1000, 50 * Millisecond}, false},
+        {{1000, 4 * Millisecond}, {1000, 60 * Millisecond}, true},
+        {{1000, 990 * Millisecond}, {1001, 30 * Millisecond}, false},
+        {{1000, 990 * Millisecond}, {1001, 50 * Millisecond}, true},
+        {{1000, 40 * Millisecond}, {1000, 4 * Millisecond}, false},
+        {{1000, 900 * Millisecond}, {1000, 4 * Millisecond}, true},
+        // Whole seconds: a file system that keeps nothing finer.
+        {{1000, 0}, {1002, 0}, false},
+        {{1000, 0}, {1002, 60 * Millisecond}, true},
+        {{0, 1}, {INT64_MAX / 2, 0}, true},
+        {{INT64_MAX / 2, 1}, {0, 0}, true},
+    };
+    for (const auto& row : rows) {
+        struct stat status {};
+        status.st_ctim = row.changed;
+        EXPECT_EQ(FileIdentity(status).IsSettledAt(row.now), row.settled)
+            << row.changed.tv_sec << ", " << row.now.tv_nsec;
+    }
+}
+
+TEST(IniFile, AnEditWithOldTimesIsSeen) {
+    const TestHome home;
+    const std::string path = home.Write("x.ini", "[S]\nk=1\n");
+    const auto written = std::filesystem::last_write_time(path);
+    usleep(70'000);
+    EXPECT_EQ(Value(path, "S", "k"), "1");
+    home.Write("x.ini", "[S]\nk=2\n");
+    std::filesystem::last_write_time(path, written);
+    EXPECT_EQ(Value(path, "S", "k"), "2");
+}
+
+TEST(IniFile, TakesPathsInEitherStyle) {
+    const TestHome home;
+    std::filesystem::create_directory(home.PathOf("sub"));
+    home.Write("x.ini", "[S]\nk=here\n");
+    home.Write("sub/x.ini", "[S]\nk=below\n");
+    const auto folder = std::filesystem::current_path();
+    std::filesystem::current_path(home.PathOf(""));
+    for (const char* path : {"x.ini", ".\\x.ini", "./x.ini", "sub\\..\\x.ini"}) {
+        EXPECT_EQ(Value(path, "S", "k"), "here") << path;
+    }
+    for (const char* path : {"sub/x.ini", "sub\\x.ini", ".\\sub/x.ini"})
+        EXPECT_EQ(Value(path, "S", "k"), "below") << path;
+    // The same name is another file in another folder.
+    std::filesystem::current_path(home.PathOf("sub"));
+    EXPECT_EQ(Value(".\\x.ini", "S", "k"), "below");
+    std::filesystem::current_path(folder);
+    std::string absolute = home.PathOf("sub/x.ini");
+    std::replace(absolute.begin(), absolute.end(), '/', '\\');
+    EXPECT_EQ(Value(absolute, "S", "k"), "below");
+}
+
+// Whoever asks after an edit has been made must not get what was there before it.
+TEST(IniFile, ThreadsSeeWholeFilesAndNoneFromThePast) {
+    const TestHome home;
+    const auto content = [](int version) {
+        std::string text = "[S]\nk=" + std::to_string(version) + "\n[Large]\n";
+        for (int i = 0; i < 300; ++i)
+            text += "key" + std::to_string(i) + "=" + std::to_string(version) + "\n";
+        return text;
+    };
+    const std::string path = home.Write("x.ini", content(0));
+    std::atomic<int> written{0};
+    std::atomic<bool> done{false};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 3; ++i) {
+        readers.emplace_back([&, key = i == 0 ? "k" : "key299", section = i == 0 ? "S" : "Large"] {
+            while (!done) {
+                const int atLeast = written.load();
+                const std::string value = Value(path, section, key);
+                ASSERT_NE(value, Missing);
+                ASSERT_GE(std::stoi(value), atLeast);
+            }
+        });
+    }
+    for (int version = 1; version <= 300; ++version) {
+        std::filesystem::rename(home.Write("new.ini", content(version)), path);
+        written = version;
+        if (version % 50 == 0) usleep(60'000);
+    }
+    done = true;
+    for (std::thread& reader : readers)
+        reader.join();
+}
+
+}  // namespace

@@ -1,0 +1,4 @@
+// A library for the tests of loading one.
+extern "C" int PlatformTestAnswer() {
+    return 42;
+}
