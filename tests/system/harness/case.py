@@ -1,0 +1,64 @@
+"""What every system test stands on: its base class, bounded waits, and the decision whether it can run here."""
+
+import os
+import shutil
+import sys
+import time
+import unittest
+
+from harness.network import Namespace
+
+SKIPPED = 77  # ctest shows this exit code as skipped
+
+PROGRAMS = os.environ.get("QUILLON_BIN", "")
+
+
+def program(name):
+    """The path of a program of the build under test."""
+    return os.path.join(PROGRAMS, name)
+
+
+def wait_for(probe, seconds, what):
+    """Calls `probe` until it answers something true, and answers that. Too late is a failed test."""
+    deadline = time.monotonic() + seconds
+    while True:
+        answer = probe()
+        if answer:
+            return answer
+        if time.monotonic() > deadline:
+            raise AssertionError(f"not within {seconds} s: {what}")
+        time.sleep(0.02)
+
+
+class SystemTest(unittest.TestCase):
+    maxDiff = None
+
+    def network(self):
+        """A namespace that ends with the test."""
+        namespace = Namespace()
+        self.addCleanup(namespace.close)
+        return namespace
+
+
+def _obstacle(tools):
+    if not os.access(program("quillon"), os.X_OK):
+        sys.exit(f"QUILLON_BIN names no folder with a program quillon: '{PROGRAMS}'")
+    if os.geteuid() != 0:
+        return "network namespaces need root"
+    for tool in ("ip", *tools):
+        if shutil.which(tool) is None:
+            return f"the command {tool} is not installed"
+    try:
+        Namespace().close()
+    except OSError as error:
+        return f"this machine gives no network namespace: {error}"
+    return None
+
+
+def main(*tools):
+    """Runs the tests of the calling file, or says why they are skipped. `tools`: the commands they need."""
+    reason = _obstacle(tools)
+    if reason is not None:
+        print(f"SKIPPED: {reason}")
+        sys.exit(SKIPPED)
+    unittest.main(verbosity=2)
