@@ -135,8 +135,7 @@ TEST(Trimming, RemovesUpToTheLimit) {
 }
 
 TEST(Quotes, AreStrippedAndPut) {
-    const Texts cases[] = {{"\t \"\" a \"\n ", " a ", R"("	 "" a "
- ")"},
+    const Texts cases[] = {{"\t \"\" a \"\n ", " a ", "\"\t \"\" a \"\n \""},
                            {R"("a")", "a", R"("a")"},
                            {"a", "a", R"("a")"},
                            {R"("a" )", "a", R"("a" ")"},
