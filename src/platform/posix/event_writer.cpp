@@ -87,6 +87,7 @@ DWORD AppendToLog(const std::string& line) {
 DWORD SendToJournal(const EventRecord& event) {
     std::vector<std::string> fields = JournalFields(event);
     std::vector<iovec> vectors;
+    vectors.reserve(fields.size());
     for (std::string& field : fields)
         vectors.push_back({field.data(), field.size()});
     const int result = sd_journal_sendv(vectors.data(), static_cast<int>(vectors.size()));

@@ -1,7 +1,6 @@
 #include "platform/posix/registry.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -68,7 +67,7 @@ LONG CopyData(const std::string& data, LPBYTE target, LPDWORD size) {
     *size = static_cast<DWORD>(data.size());
     if (target == nullptr) return ERROR_SUCCESS;
     if (room < data.size()) return ERROR_MORE_DATA;
-    std::memcpy(target, data.data(), data.size());
+    std::copy(data.begin(), data.end(), target);
     return ERROR_SUCCESS;
 }
 
