@@ -2,6 +2,7 @@
 #include "platform/posix/object.h"
 
 #include <pthread.h>
+#include <sched.h>
 
 #include <atomic>
 #include <csignal>
@@ -131,6 +132,57 @@ TEST(ObjectTest, AMutexMayBeClosedWhileAnotherThreadOwnsIt) {
     EXPECT_EQ(WaitForSingleObject(kept, 0), WAIT_ABANDONED);
     CloseHandle(kept);
     CloseHandle(closed);
+}
+
+// Keeps the calling thread, and those that it starts, on one processor.
+class OnOneProcessor {
+  public:
+    OnOneProcessor() {
+        EXPECT_EQ(sched_getaffinity(0, sizeof before_, &before_), 0);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        int first = 0;
+        while (!CPU_ISSET(first, &before_))
+            ++first;
+        CPU_SET(first, &one);
+        EXPECT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+    }
+    OnOneProcessor(const OnOneProcessor&) = delete;
+    OnOneProcessor& operator=(const OnOneProcessor&) = delete;
+    ~OnOneProcessor() { sched_setaffinity(0, sizeof before_, &before_); }
+
+  private:
+    cpu_set_t before_;
+};
+
+// An owner that takes the mutex again as soon as it has given it back is faster than any waiter that has to
+// be woken first, above all if there is one processor.
+TEST(ObjectTest, AMutexStarvesNobody) {
+    constexpr int kWaiters = 3;
+    const OnOneProcessor scope;
+    const HANDLE mutex = CreateMutexA(nullptr, TRUE, nullptr);
+    std::atomic<int> served{0};
+    std::deque<TestThread> waiters;
+    for (int i = 0; i < kWaiters; ++i)
+        waiters.emplace_back([&] {
+            const sched_param none{};
+            EXPECT_EQ(pthread_setschedparam(pthread_self(), SCHED_BATCH, &none), 0);  // comes late when woken
+            EXPECT_EQ(WaitForSingleObject(mutex, 60000), WAIT_OBJECT_0);
+            ++served;
+            EXPECT_TRUE(ReleaseMutex(mutex));
+        });
+    Sleep(kSettle);
+    int rounds = 0;
+    while (served < kWaiters && rounds < 2000) {
+        ReleaseMutex(mutex);
+        ASSERT_EQ(WaitForSingleObject(mutex, INFINITE), WAIT_OBJECT_0);
+        Sleep(1);
+        ++rounds;
+    }
+    EXPECT_LE(rounds, 100);
+    EXPECT_TRUE(ReleaseMutex(mutex));
+    waiters.clear();
+    CloseHandle(mutex);
 }
 
 TEST(ObjectTest, SignalsDontShortenAWait) {

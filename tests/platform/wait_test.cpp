@@ -127,29 +127,6 @@ TEST_F(MutexTest, LetsInOneAtATime) {
     EXPECT_EQ(AskElsewhere(), WAIT_OBJECT_0);
 }
 
-// Threads that take the mutex again as soon as they have given it back are faster than any that has to be
-// woken.
-TEST_F(MutexTest, StarvesNobody) {
-    std::atomic<bool> stop{false};
-    std::atomic<int> worked{0};
-    std::deque<TestThread> greedy;
-    for (int i = 0; i < 2; ++i)
-        greedy.emplace_back([&] {
-            while (!stop) {
-                WaitForSingleObject(mutex_, INFINITE);
-                for (int work = 0; work < 200; ++work)
-                    worked.fetch_add(1, std::memory_order_relaxed);
-                ReleaseMutex(mutex_);
-            }
-        });
-    for (int i = 0; i < 20; ++i) {
-        EXPECT_EQ(WaitForSingleObject(mutex_, 5000), WAIT_OBJECT_0);
-        ReleaseMutex(mutex_);
-        Sleep(1);
-    }
-    stop = true;
-}
-
 struct EventCase {
     BOOL manualReset;
     BOOL initialState;

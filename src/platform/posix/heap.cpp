@@ -30,8 +30,9 @@ std::uint32_t MarkAt(const BlockHeader* header, std::uint32_t state) {
     return state ^ static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(header) >> 4);
 }
 
-// The pool answers only multiples of 16 with blocks aligned to 16, and none below 32.
-constexpr SIZE_T kMostBytes = SIZE_T{1} << 40;
+constexpr SIZE_T kMostBytes = SIZE_T{1} << 40;  // of one block
+
+// The pool aligns to 16 only what is a multiple of 16, and nothing below 32.
 constexpr SIZE_T FootprintOf(SIZE_T size) {
     return sizeof(BlockHeader) + (size == 0 ? std::size_t{16} : (size + 15) / 16 * 16);
 }
@@ -52,6 +53,9 @@ class HeapObject final : public Object {
         BlockHeader* header = Take(size);
         if (header == nullptr) return nullptr;
         void* block = header + 1;
+        // A build with AddressSanitizer sees the use of a freed block, and of what was added to round a block
+        // up.
+        ASAN_POISON_MEMORY_REGION(block, FootprintOf(size) - sizeof(BlockHeader));
         ASAN_UNPOISON_MEMORY_REGION(block, size);
         return std::memset(block, 0, size);
     }

@@ -60,7 +60,7 @@ HANDLE WINAPI CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T stackSize, LPTHREAD_STA
     if (threadId != nullptr) *threadId = thread->Id();  // the new thread may already look at it
     const int error = handle == nullptr || !request ? ENOMEM : StartDetached(stackSize, request.get());
     if (error == 0) {
-        request.release();
+        static_cast<void>(request.release());  // it is the new thread's
         return handle;
     }
     if (handle != nullptr) CloseHandle(handle);
@@ -92,10 +92,13 @@ DWORD WINAPI ResumeThread(HANDLE handle) {
 
 void WINAPI Sleep(DWORD milliseconds) {
     FreezeWhileSuspended();
-    if (milliseconds == 0) std::this_thread::yield();
-    do {
+    if (milliseconds == INFINITE)
+        for (;;)
+            std::this_thread::sleep_for(std::chrono::hours(24));
+    if (milliseconds == 0)
+        std::this_thread::yield();
+    else
         std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-    } while (milliseconds == INFINITE);
     FreezeWhileSuspended();
 }
 

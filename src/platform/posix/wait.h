@@ -1,7 +1,7 @@
 // Mutexes, events and waiting.
 //
-// A mutex is recursive and belongs to the thread that waited for it; when its owner ends, the next waiter gets it
-// with WAIT_ABANDONED. Time-outs run on the monotonic clock.
+// A mutex is recursive and belongs to the thread that waited for it; when its owner ends, the next waiter
+// gets it with WAIT_ABANDONED. Time-outs run on the monotonic clock.
 #pragma once
 
 #include "platform/posix/types.h"
@@ -16,7 +16,8 @@ inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFFu;
 HANDLE WINAPI CreateMutexA(LPSECURITY_ATTRIBUTES attributes, BOOL initialOwner, LPCSTR name);
 BOOL WINAPI ReleaseMutex(HANDLE mutex);  // by another than the owner: ERROR_NOT_OWNER
 
-HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState, LPCSTR name);
+HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState,
+                           LPCSTR name);
 BOOL WINAPI SetEvent(HANDLE event);
 BOOL WINAPI ResetEvent(HANDLE event);
 
