@@ -179,6 +179,14 @@ void MakeRoom(std::vector<std::shared_ptr<WatchSet>>& kept) {
     if (idle != kept.end()) kept.erase(idle);
 }
 
+// Those of the sockets that are closed by now.
+int CollectClosed(std::span<const UINT_PTR> sockets, UINT_PTR* closed) {
+    int found = 0;
+    for (const UINT_PTR handle : sockets)
+        if (!LookUpObject<DatagramSocket>(reinterpret_cast<HANDLE>(handle))) closed[found++] = handle;
+    return found;
+}
+
 // Null with errno if it can't be had.
 std::shared_ptr<WatchSet> SetOf(std::span<const UINT_PTR> sockets) {
     const std::lock_guard<std::mutex> lock(Sets().mutex);
@@ -213,6 +221,8 @@ int WaitUntilReadable(std::span<const UINT_PTR> sockets, std::optional<microseco
         FreezeWhileSuspended();
         errno = error;
         if (outcome) return *outcome;
+        // As on Windows, a socket that is closed under the wait is reported, and reading it tells the rest.
+        if (const int closed = CollectClosed(sockets, readable); closed != 0) return closed;
     }
 }
 

@@ -17,7 +17,8 @@ inline constexpr std::size_t kMostWatched = 255;
 
 // Waits until one of the sockets is readable; no limit waits without end. Answers how many are, and stores
 // them in `readable` in the order of the set, each once; it has room for all and may be the set itself. 0
-// when the time is over; -1 with errno, ENOTSOCK as soon as one of them has been closed.
+// when the time is over; -1 with errno, ENOTSOCK if one of them was closed before. One that is closed while the
+// wait lasts counts as readable.
 int WaitUntilReadable(std::span<const UINT_PTR> sockets, std::optional<std::chrono::microseconds> limit,
                       UINT_PTR* readable);
 
