@@ -31,8 +31,8 @@ TEST(Buffer, DoublesItsCapacity) {
         buffer.push_back(2);
         EXPECT_EQ(buffer.capacity(), capacities[1]);
         EXPECT_EQ(Buffer(buffer).capacity(), capacities[1]);
-        EXPECT_THROW(buffer.append(2, std::numeric_limits<std::size_t>::max()), std::bad_alloc);
-        EXPECT_THROW(buffer.reserve(std::numeric_limits<std::size_t>::max() / 2), std::bad_alloc);
+        volatile std::size_t tooMany = std::numeric_limits<std::size_t>::max();
+        EXPECT_THROW(buffer.append(2, tooMany), std::bad_alloc);
         EXPECT_EQ(buffer.capacity() + buffer[buffer.size() - 1], capacities[1] + 2U);
         buffer.clear();
         EXPECT_EQ(std::count(buffer.data(), buffer.data() + capacities[1], 0), capacities[1]);

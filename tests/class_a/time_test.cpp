@@ -207,6 +207,7 @@ TEST(Time, ServesManyThreadsAtOnce) {
                 CTimeT read;
                 ASSERT_TRUE(read.parseDateUTC(utc) && read == time && read.parseDateLocal(local));
                 ASSERT_TRUE(time.dateUTC() == utc && time.dateLocal() == local);
+                ASSERT_FALSE(time.formattedLocal("%c %Z").empty());
             }
         });
     }

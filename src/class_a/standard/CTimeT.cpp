@@ -201,12 +201,7 @@ std::string CTimeT::_formattedTime(const char* format, const std::tm* when) cons
     if (format == nullptr) fail("Invalid format specifier.");
     if (when == nullptr) fail("Invalid time.");
     char buffer[256] = {};
-// The format is the caller's, out of the compiler's sight.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    const std::size_t length = std::strftime(buffer, sizeof buffer, format, when);
-#pragma GCC diagnostic pop
-    return std::string(buffer, length);
+    return std::string(buffer, format_fields(buffer, sizeof buffer, format, *when));
 }
 
 bool CTimeT::parseDateLocal(std::string text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 
@@ -17,5 +18,8 @@ std::int64_t utc_seconds(std::tm fields);
 
 // The same for a date in the time zone of the process; a negative `tm_isdst` leaves the daylight rule to it.
 std::int64_t local_seconds(std::tm fields);
+
+// strftime; the name of the zone is that of the process.
+std::size_t format_fields(char* buffer, std::size_t size, const char* format, const std::tm& fields);
 
 }  // namespace ksl

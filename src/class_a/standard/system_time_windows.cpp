@@ -26,4 +26,8 @@ std::int64_t local_seconds(std::tm fields) {
     return _mktime64(&fields);
 }
 
+std::size_t format_fields(char* buffer, std::size_t size, const char* format, const std::tm& fields) {
+    return std::strftime(buffer, size, format, &fields);
+}
+
 }  // namespace ksl
