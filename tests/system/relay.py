@@ -1,5 +1,6 @@
 """Requests by way of a relay agent."""
 
+import itertools
 import socket
 
 from harness import bootp
@@ -35,22 +36,25 @@ class Relay(SystemTest):
         return agent
 
     def test_the_reply_goes_to_the_agents_port_67(self):
-        for giaddr in ("10.1.0.2", FAR):
-            for server in ("10.1.0.1", "10.1.0.3"):
-                for flags in (0, bootp.BROADCAST_FLAG):
-                    with self.subTest(giaddr=giaddr, server=server, flags=flags):
-                        self.other.sendto(bootp.request(MAC, giaddr=giaddr, flags=flags), (server, 67))
-                        data, source = self.port67.recvfrom(2000)
-                        reply = bootp.parse(data)
-                        self.assertEqual(source, (server, 67))
-                        self.assertEqual((reply.giaddr, reply.siaddr, reply.yiaddr), (giaddr, server, "10.9.0.17"))
+        rows = list(itertools.product(("10.1.0.2", FAR), ("10.1.0.1", "10.1.0.3"), (0, bootp.BROADCAST_FLAG)))
+        for number, (giaddr, server, flags) in enumerate(rows):
+            with self.subTest(giaddr=giaddr, server=server, flags=flags):
+                xid = number << 24  # the trace takes the first byte for the lowest
+                self.other.sendto(bootp.request(MAC, giaddr=giaddr, flags=flags, xid=xid), (server, 67))
+                data, source = self.port67.recvfrom(2000)
+                reply = bootp.parse(data)
+                self.assertEqual(source, (server, 67))
+                self.assertEqual((reply.xid, reply.giaddr, reply.siaddr, reply.yiaddr), (xid, giaddr, server, "10.9.0.17"))
         self.other.settimeout(0.3)
         with self.assertRaises(socket.timeout):
             self.other.recvfrom(2000)
-        trace = self.service.await_trace(bootp.section_name(MAC), count=8)[-1]
-        self.assertEqual(trace["Gateway address"], FAR)
-        # The text follows the client's wish, though the datagram went to the agent.
-        self.assertEqual(trace["Reply status"], "*Default: Broadcast;succeeded   *Status: Reply successfully sent")
+        traces = self.service.await_trace(bootp.section_name(MAC), count=len(rows))
+        for trace in traces:
+            giaddr, _, flags = rows[int(trace["Transaction ID"])]
+            self.assertEqual(trace["Gateway address"], giaddr)
+            # The text follows the client's wish, though the datagram went to the agent.
+            self.assertEqual(trace["Reply status"],
+                             f"*Default: {'Broadcast' if flags else 'DD'};succeeded   *Status: Reply successfully sent")
 
 
 if __name__ == "__main__":
