@@ -6,18 +6,18 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr auto LockPatience = std::chrono::seconds(5);
-constexpr auto LockPause = std::chrono::milliseconds(10);
+constexpr auto LockPause = std::chrono::milliseconds(1);
 
 int WriteAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
@@ -76,16 +76,16 @@ Descriptor LockForWriting(const std::string& path, int& error) {
         error = errno;
         return {};
     }
-    const auto deadline = std::chrono::steady_clock::now() + LockPatience;
-    while (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
-        error = errno;
-        if (error != EWOULDBLOCK && error != EINTR) return {};
-        if (std::chrono::steady_clock::now() >= deadline) {
-            error = ETIMEDOUT;
-            return {};
-        }
+    error = LockFile(lock.Get(), LockPatience);
+    return error == 0 ? std::move(lock) : Descriptor();
+}
+
+int LockFile(int descriptor, std::chrono::milliseconds patience) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) return errno;
+        if (std::chrono::steady_clock::now() >= deadline) return ETIMEDOUT;
         std::this_thread::sleep_for(LockPause);
     }
-    error = 0;
-    return lock;
+    return 0;
 }

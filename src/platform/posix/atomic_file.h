@@ -1,6 +1,7 @@
 // Replaces a file as a whole, and keeps its writers apart. Within the layer only.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -15,3 +16,7 @@ int ReplaceFile(const std::string& path, std::string_view bytes);
 // the end of the process. Makes missing folders. On failure no descriptor and `error` set; ETIMEDOUT after
 // five seconds.
 Descriptor LockForWriting(const std::string& path, int& error);
+
+// Takes the lock of an open file, which its descriptor holds until it is closed. Answers 0, or an errno:
+// ETIMEDOUT after `patience`.
+int LockFile(int descriptor, std::chrono::milliseconds patience);

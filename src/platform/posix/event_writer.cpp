@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "platform/posix/atomic_file.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/event_log.h"
 #include "platform/posix/home.h"
@@ -20,6 +21,7 @@
 namespace {
 
 constexpr std::size_t InsertionLimit = 31839;  // Windows' limit of one string
+constexpr auto LogPatience = std::chrono::milliseconds(200);
 constexpr char JournalSocket[] = "/run/systemd/journal/socket";
 constexpr DWORD LayerErrorNumber = 0xC0000022u;  // the number whose whole text is its insertion
 constexpr char LayerSource[] = "Quillon";
@@ -69,16 +71,22 @@ std::string FillIn(std::string_view pattern, const std::vector<std::string_view>
     return text;
 }
 
+// A disk that was full leaves half a line; the next event then begins on a line of its own. Under the lock
+// nobody else is in the middle of a line, and the lock is held until the log is closed. Who holds it for long
+// isn't waited for.
+bool EndsInHalfALine(int log) {
+    if (LockFile(log, LogPatience) != 0) return false;
+    char last = '\n';
+    const off_t end = lseek(log, 0, SEEK_END);
+    return end > 0 && pread(log, &last, 1, end - 1) == 1 && last != '\n';
+}
+
 DWORD AppendToLog(const std::string& line) {
     // O_NONBLOCK: whatever stands under this name, the caller doesn't wait for it.
     const Descriptor log(open(PathOf(HomePlace::EventLog).c_str(),
                               O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644));
     if (!log) return WindowsErrorFrom(errno);
-    // A disk that was full has left half a line; this one begins on a line of its own.
-    char last = '\n';
-    const off_t end = lseek(log.Get(), 0, SEEK_END);
-    const bool isCut = end > 0 && pread(log.Get(), &last, 1, end - 1) == 1 && last != '\n';
-    const std::string whole = isCut ? "\n" + line : line;
+    const std::string whole = EndsInHalfALine(log.Get()) ? "\n" + line : line;
     const ssize_t written = write(log.Get(), whole.data(), whole.size());
     if (written < 0) return WindowsErrorFrom(errno);
     return static_cast<std::size_t>(written) == whole.size() ? ERROR_SUCCESS : ERROR_DISK_FULL;
