@@ -1,11 +1,12 @@
-# For the set-up scripts: which packages of Debian 12 they need, and how the missing ones are installed. To be sourced by bash.
+# shellcheck shell=bash disable=SC2034
+# For the set-up scripts, which source it: the packages of Debian 12 they need, and how the missing ones are installed.
 
 # What the build stands on.
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libace-dev libsystemd-dev libmnl-dev libutfcpp-dev libcli11-dev
                 libgtest-dev libgmock-dev libbenchmark-dev python3)
 
 # What the tests use beside that: the clients that ask, what is asked about units, and the compiler for Windows.
-TEST_PACKAGES=(udhcpc isc-dhcp-client bootpc iproute2 tcpdump procps systemd g++-mingw-w64-x86-64-posix)
+TEST_PACKAGES=(udhcpc isc-dhcp-client bootpc iproute2 systemd g++-mingw-w64-x86-64-posix)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
