@@ -62,6 +62,7 @@ DWORD CopyValue(std::string_view value, LPSTR buffer, DWORD size) {
 DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR fallback, LPSTR buffer, DWORD size,
                                       LPCSTR path) {
     if (buffer == nullptr || size == 0) return 0;
+    const IniOperation operation;
     const std::string_view missing = fallback != nullptr ? fallback : "";
     const std::shared_ptr<const ParsedIni> ini = OpenIni(path != nullptr ? path : "");
     if (ini == nullptr) return CopyValue(missing, buffer, size);

@@ -140,7 +140,8 @@ void MutexObject::WakeOne() {
 void MutexObject::OnLastHandleClosed() {
     AddReference();
     const std::uint32_t before = word_.fetch_or(kClosed);
-    FutexWake(word_, kAllSleepers);
+    // As in GiveBack: a waiter that isn't counted yet will find the mutex closed.
+    if (waiters_.load() != 0) FutexWake(word_, kAllSleepers);
     ThreadObject& thread = ThreadObject::Current();
     if ((before & kOwner) == thread.Id()) thread.heldMutexes.Remove(*this);
     if (!IsOwned(before) || (before & kOwner) == thread.Id()) ReleaseReference();
