@@ -83,9 +83,9 @@ TEST_F(ArpHelperTest, DirectedReplyLeavesAtOnceForTheHardwareAddress) {
     ASSERT_EQ(Add(kClient, kMac), kCreated);
     EXPECT_THAT(Entry(), HasSubstr(std::string("lladdr ") + kMacAsShown + " PERMANENT"));
     ASSERT_TRUE(server.Send("reply", kClient, 68));
-    std::optional<Frame> frame = wire.Next(2s);
+    std::optional<Frame> frame = wire.Next(10s);
     while (frame && frame->protocol == ETH_P_IPV6)
-        frame = wire.Next(2s);  // the kernel's own
+        frame = wire.Next(10s);  // the kernel's own
     ASSERT_TRUE(frame);
     EXPECT_EQ(frame->protocol, ETH_P_IP);
     const std::vector<std::uint8_t> destination(frame->bytes.begin(), frame->bytes.begin() + 6);

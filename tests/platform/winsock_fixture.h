@@ -90,12 +90,15 @@ class WinsockTest : public testing::Test {
         return received;
     }
 
-    // All datagrams that the socket gets until none has come for a while.
-    static std::vector<std::string> DrainAll(SOCKET receiver) {
+    // All datagrams that the socket gets until none has come for a while, but at least so many, if they come
+    // at all.
+    static std::vector<std::string> DrainAll(SOCKET receiver, std::size_t expected = 0) {
         constexpr std::chrono::milliseconds kQuiet{100};
+        constexpr std::chrono::seconds kPatience{10};
         std::vector<std::string> all;
         for (;;) {
-            const auto ready = SelectFrom({receiver}, kQuiet);
+            const auto ready =
+                all.size() < expected ? SelectFrom({receiver}, kPatience) : SelectFrom({receiver}, kQuiet);
             if (!ready || ready->empty()) return all;
             all.push_back(ReceiveInto(receiver, 1500).data);
         }
