@@ -1,6 +1,8 @@
 // What only a network shows: which of several addresses hears a datagram, and by which interface one leaves.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <functional>
@@ -20,6 +22,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
+using testing::UnorderedElementsAre;
 
 constexpr unsigned kPort = 67;
 constexpr unsigned kClientPort = 68;
@@ -155,6 +158,29 @@ TEST_F(SocketNetworkTest, AddressesOfBroadcastsCannotBeBound) {
         EXPECT_EQ(BindTo(opened, address, kPort), WSAEADDRNOTAVAIL) << address;
         closesocket(opened);
     }
+}
+
+TEST_F(SocketNetworkTest, HearsBroadcastsWithoutPrivileges) {
+    constexpr unsigned kUnprivilegedPort = 2067;
+    constexpr uid_t kNobody = 65534;
+    int lowPort = 0;
+    SOCKET bound = INVALID_SOCKET;
+    // The system call itself, unlike the C library's function, changes the calling thread only.
+    std::thread unprivileged([&] {
+        ASSERT_EQ(syscall(SYS_setresuid, kNobody, kNobody, kNobody), 0);
+        const SOCKET low = OpenPlain();
+        lowPort = BindTo(low, "10.1.0.1", kPort);
+        bound = OpenBound("10.1.0.1", kUnprivilegedPort);
+    });
+    unprivileged.join();
+    EXPECT_EQ(lowPort, WSAEACCES);
+    const auto eastClient = Host(*east_, "10.1.0.9", kClientPort);
+    const auto westClient = Host(*west_, "10.3.0.9", kClientPort);
+    for (const char* to : {"255.255.255.255", "10.1.0.255", "10.1.0.1"}) {
+        ASSERT_TRUE(westClient->Send("west", "255.255.255.255", kUnprivilegedPort));
+        ASSERT_TRUE(eastClient->Send(to, to, kUnprivilegedPort));
+    }
+    EXPECT_THAT(DrainAll(bound, 3), UnorderedElementsAre("255.255.255.255", "10.1.0.255", "10.1.0.1"));
 }
 
 TEST_F(SocketNetworkTest, WildcardHearsAllOnce) {

@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr std::size_t kStackBytes = 256 * 1024;
+constexpr std::size_t kStackBytes = std::size_t{256} * 1024;
 constexpr std::chrono::seconds kPauseAfterFailure{1};
 
 class AddressMonitor {
