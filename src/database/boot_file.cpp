@@ -50,9 +50,9 @@ void CopyMediaText(const BootPacket* packet, char* text) {
     text[length] = '\0';
 }
 
-bool ReplaceByAlias(BootPacket* packet, const char* path) {
+bool ReplaceByAlias(BootPacket* packet, const char* path, SharedSections* shared) {
     if (packet->file[0] == '\0') return true;
     char alias[BootFileSize + 1];  // an alias of 128 characters shows that it is too long
-    GetPrivateProfileStringA(FileAliasesSection, packet->file, packet->file, alias, sizeof(alias), path);
+    ReadSharedText(shared, FileAliasesSection, packet->file, packet->file, alias, sizeof(alias), path);
     return StoreBootFile(packet, alias);
 }

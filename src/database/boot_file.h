@@ -3,6 +3,7 @@
 // along.
 #pragma once
 
+#include "database/shared_sections.h"
 #include "platform/windows_api.h"
 #include "request/boot_packet.h"
 
@@ -22,7 +23,8 @@ bool StoreMediaText(BootPacket* packet, const char* text);
 void CopyMediaText(const BootPacket* packet, char* text);
 
 // Replaces the name by the one that "File Aliases" has for it, if any. False if the alias doesn't fit.
-bool ReplaceByAlias(BootPacket* packet, const char* path);
+// `shared` may be null.
+bool ReplaceByAlias(BootPacket* packet, const char* path, SharedSections* shared);
 
 // The length of the name in a field that need not have a NUL.
 std::size_t BootFileLength(const BootPacket* packet);

@@ -7,6 +7,7 @@
 #include "database/database_result.h"
 #include "database/name_list.h"
 #include "database/option_encoding.h"
+#include "database/shared_sections.h"
 
 namespace {
 
@@ -25,11 +26,21 @@ struct Build {
     BootPacket* packet;
     BYTE* cursor;
     BYTE* limit;
+    SharedSections* shared;
 };
 
-NameList ReadKeys(HeapBuffer* buffer, const char* section, const char* path) {
-    GetPrivateProfileStringA(section, nullptr, "", buffer->text, KeyListRead, path);
-    return {buffer->text, buffer->text + FirstNameListSize - 1};
+// A section whose keys are to be encoded. `shared` is null for one that a single client reads.
+struct KeySection {
+    const char* name;
+    NameList keys;
+    bool isWhole;  // false if there may be keys that the list doesn't show
+    SharedSections* shared;
+};
+
+KeySection ReadKeys(HeapBuffer* buffer, const char* name, SharedSections* shared, const char* path) {
+    const DWORD length = ReadSharedText(shared, name, nullptr, "", buffer->text, KeyListRead, path);
+    const NameList keys = {buffer->text, buffer->text + FirstNameListSize - 1};
+    return {name, keys, length < KeyListRead - 2, shared};
 }
 
 DWORD Encode(Build* build, const char* key, char* value) {
@@ -42,40 +53,42 @@ DWORD Encode(Build* build, const char* key, char* value) {
 }
 
 // Encodes the keys of one section in file order, but for those in `overridden`.
-DWORD EncodeKeys(Build* build, const char* section, NameList keys, const NameList* overridden) {
+DWORD EncodeKeys(Build* build, const KeySection& section, const NameList* overridden) {
+    NameList keys = section.keys;
     while (const char* key = NextName(&keys)) {
         if (overridden != nullptr && HasName(*overridden, key)) continue;
         char value[OptionValueSize];
-        GetPrivateProfileStringA(section, key, "", value, OptionValueRead, build->path);
+        ReadSharedText(section.shared, section.name, key, "", value, OptionValueRead, build->path);
         const DWORD result = Encode(build, key, value);
         if (result != DatabaseOk) return result;
     }
     return DatabaseOk;
 }
 
-DWORD EncodeTemplate(Build* build, const char* clientSection, NameList clientKeys, HeapBuffer* buffer) {
+DWORD EncodeTemplate(Build* build, const KeySection& client, HeapBuffer* buffer) {
+    if (client.isWhole && !HasName(client.keys, TemplateKey)) return DatabaseOk;
     char section[sizeof(TemplatePrefix) + OptionValueSize];
     std::memcpy(section, TemplatePrefix, sizeof(TemplatePrefix));
     char* name = section + sizeof(TemplatePrefix) - 1;
     const DWORD length =
-        GetPrivateProfileStringA(clientSection, TemplateKey, "", name, OptionValueRead, build->path);
+        GetPrivateProfileStringA(client.name, TemplateKey, "", name, OptionValueRead, build->path);
     if (length == 0) return DatabaseOk;
     if (length > LongestOptionValue) return EntryMalformed;
-    return EncodeKeys(build, section, ReadKeys(buffer, section, build->path), &clientKeys);
+    return EncodeKeys(build, ReadKeys(buffer, section, build->shared, build->path), &client.keys);
 }
 
 DWORD EncodeClient(Build* build, HeapBuffer* templateBuffer, HeapBuffer* clientBuffer) {
     char section[HardwareTextSize] = {};
     ConvertHardwareAddress(build->packet->chaddr, section, build->packet->hlen);
-    const NameList keys = ReadKeys(clientBuffer, section, build->path);
-    if (*keys.at == '\0') return NoClientSection;
+    const KeySection client = ReadKeys(clientBuffer, section, nullptr, build->path);
+    if (*client.keys.at == '\0') return NoClientSection;
 
-    DWORD result = EncodeTemplate(build, section, keys, templateBuffer);
-    if (result == DatabaseOk) result = EncodeKeys(build, section, keys, nullptr);
+    DWORD result = EncodeTemplate(build, client, templateBuffer);
+    if (result == DatabaseOk) result = EncodeKeys(build, client, nullptr);
     char nothing[2] = {};
     if (result == DatabaseOk) result = Encode(build, "", nothing);  // the end mark
     if (result != DatabaseOk) return result;
-    return ReplaceByAlias(build->packet, build->path) ? DatabaseOk : EntryMalformed;
+    return ReplaceByAlias(build->packet, build->path, build->shared) ? DatabaseOk : EntryMalformed;
 }
 
 ClientEntry* AllocateBlock(HANDLE heap, DWORD size, const BYTE* hardwareAddress, BYTE hlen) {
@@ -91,7 +104,8 @@ ClientEntry* AllocateBlock(HANDLE heap, DWORD size, const BYTE* hardwareAddress,
 }  // namespace
 
 DWORD BuildClientEntry(DWORD terminateStrings, HANDLE heap, const char* path,
-                       const OptionDefinition* catalogue, BootPacket* packet, BYTE* limit) {
+                       const OptionDefinition* catalogue, BootPacket* packet, BYTE* limit,
+                       SharedSections* shared) {
     HeapBuffer templateBuffer(heap, KeyListRead);
     HeapBuffer clientBuffer(heap, KeyListRead);
     DWORD result = OutOfMemory;
@@ -99,7 +113,7 @@ DWORD BuildClientEntry(DWORD terminateStrings, HANDLE heap, const char* path,
         packet->cookie = RfcCookie;
         packet->op = 0;
         packet->htype = 1;
-        Build build = {terminateStrings, path, catalogue, packet, Options(packet), limit};
+        Build build = {terminateStrings, path, catalogue, packet, Options(packet), limit, shared};
         result = EncodeClient(&build, &templateBuffer, &clientBuffer);
     }
     const bool templateReleased = templateBuffer.Release();
@@ -109,7 +123,7 @@ DWORD BuildClientEntry(DWORD terminateStrings, HANDLE heap, const char* path,
 
 ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total,
                                  DWORD* status, const OptionDefinition* catalogue,
-                                 const BYTE* hardwareAddress, BYTE hlen) {
+                                 const BYTE* hardwareAddress, BYTE hlen, SharedSections* shared) {
     constexpr DWORD largestTemplate = LargestEntryImage - sizeof(BootPacket);
     DWORD size = EntryUnit;
     DWORD result = OutOfMemory;
@@ -117,7 +131,8 @@ ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char
     while (entry != nullptr) {
         const DWORD room = std::min(size - EntryOverhead, largestTemplate);
         BYTE* options = Options(&entry->packet);
-        result = BuildClientEntry(terminateStrings, heap, path, catalogue, &entry->packet, options + room);
+        result =
+            BuildClientEntry(terminateStrings, heap, path, catalogue, &entry->packet, options + room, shared);
         if (result == EntryTooSmall && room == largestTemplate) result = EntryMalformed;
         if (result != EntryTooSmall) break;
         if (!HeapFree(heap, 0, entry)) {

@@ -6,6 +6,7 @@
 #include "request/boot_packet.h"
 
 struct ClientIndex;
+struct SharedSections;
 
 // One zero-filled block of the record's heap. Once an entry is in a list only `hits` and `stamp` are written,
 // by a thread that holds the mutex in front of the entry: ClientListMutex for the head, else that of the
@@ -37,9 +38,10 @@ inline constexpr DWORD LargestEntryImage = 150000;
 //   with an entry:  DatabaseOk, or EntryTooSmall if one unit wasn't enough, which is as good
 //                   EntryMalformed  built only as far as the bad key; good for nothing but to be freed
 //   with null:      NoClientSection, OutOfMemory, BlockNotReleased
+// A load gives `shared`, so that templates and aliases are read once.
 ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total,
                                  DWORD* status, const OptionDefinition* catalogue,
-                                 const BYTE* hardwareAddress, BYTE hlen);
+                                 const BYTE* hardwareAddress, BYTE hlen, SharedSections* shared = nullptr);
 
 // Fills the image of an entry whose `chaddr` and `hlen` are set; `limit` is the first byte behind the block.
 // Answers DatabaseOk, EntryMalformed, OutOfMemory, NoClientSection, EntryTooSmall or BlockNotReleased.
@@ -47,4 +49,5 @@ ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char
 // What stands in the image after any answer but the first is of no use. Any number of threads may build at
 // once.
 DWORD BuildClientEntry(DWORD terminateStrings, HANDLE heap, const char* path,
-                       const OptionDefinition* catalogue, BootPacket* packet, BYTE* limit);
+                       const OptionDefinition* catalogue, BootPacket* packet, BYTE* limit,
+                       SharedSections* shared = nullptr);

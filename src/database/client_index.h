@@ -11,15 +11,16 @@
 #include "platform/windows_api.h"
 
 struct IndexedClient {
-    ClientEntry* entry;
-    HANDLE guard;  // the mutex of the entry before this one; null for the head, which ClientListMutex guards
+    ClientEntry* entry;  // null in an empty slot
+    HANDLE guard;        // the mutex of the entry before it; null for the head, which ClientListMutex guards
+    DWORD tag;           // bits of the hash
+    DWORD nextTwin;      // place plus 1, among the twins, of the next entry with the same 16 bytes
 };
 
-// Slots of an open-addressing table over the first `keyLength` bytes of an address. Each names the first
-// entry with that prefix.
+// A slot of a table over a shorter prefix: it names the slot of the first client with that prefix.
 struct PrefixSlot {
-    DWORD tag;           // bits of the hash
-    DWORD ordinalPlus1;  // 0 is an empty slot
+    DWORD tag;
+    DWORD placePlus1;  // 0 is an empty slot
 };
 
 struct PrefixTable {
@@ -28,14 +29,17 @@ struct PrefixTable {
     DWORD keyLength;
 };
 
+// Lengths that part the list's addresses in the same way share an open-addressing table, whose key is the
+// shortest of them: a fleet of like addresses needs two or three. The table for the longest keys holds the
+// clients themselves, so that a usual lookup goes from one slot straight to the entry.
 struct ClientIndex {
     std::atomic<bool> retired;  // written and read under ClientListMutex
-    DWORD count;
-    IndexedClient* clients;  // in list order
-    DWORD* nextTwin;  // ordinal plus 1 of the next entry with the same 16 bytes; null if there are no twins
-    // A length has the table with the longest key that doesn't exceed it. Lengths that part the list's
-    // addresses in the same way share a table, so a fleet of like addresses needs two or three.
-    BYTE tableOfLength[HardwareAddressSize + 1];
+    IndexedClient head;
+    IndexedClient* slots;  // the first of each address
+    DWORD slotCount;
+    DWORD keyLength;
+    IndexedClient* twins;                         // the others
+    BYTE tableOfLength[HardwareAddressSize + 1];  // for the lengths below keyLength
     PrefixTable tables[HardwareAddressSize];
 };
 

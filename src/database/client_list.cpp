@@ -5,6 +5,7 @@
 #include "database/client_index.h"
 #include "database/database_result.h"
 #include "database/name_list.h"
+#include "database/shared_sections.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ struct Load {
     DWORD* cacheSize;
     const OptionDefinition* catalogue;
     int (*report)(const char* sectionName);
+    SharedSections shared;
 };
 
 bool IsOtherSection(const char* name) {
@@ -41,18 +43,18 @@ bool IsExempt(const char* name) {
 }
 
 // Null for a section that makes no entry, which has then been reported.
-ClientEntry* BuildEntry(const Load& load, char* section) {
+ClientEntry* BuildEntry(Load* load, char* section) {
     BYTE address[HardwareAddressSize] = {};
     const BYTE length = ConvertHardwareAddress(address, section, -1);
     DWORD status = DatabaseOk;
-    ClientEntry* entry = AllocateClientEntry(load.terminateStrings, load.heap, load.path, load.total, &status,
-                                             load.catalogue, address, length);
+    ClientEntry* entry = AllocateClientEntry(load->terminateStrings, load->heap, load->path, load->total,
+                                             &status, load->catalogue, address, length, &load->shared);
     if (entry != nullptr && status != EntryMalformed) {
         entry->packet.hlen = length;
         return entry;
     }
-    load.report(section);
-    if (entry != nullptr) HeapFree(load.heap, 0, entry);
+    load->report(section);
+    if (entry != nullptr) HeapFree(load->heap, 0, entry);
     return nullptr;
 }
 
@@ -72,7 +74,7 @@ DWORD LoadSections(Load* load, NameList sections) {
     while (char* section = NextName(&sections)) {
         if (IsOtherSection(section)) continue;
         if (std::strchr(section, '-') == nullptr) return DatabaseCorrupt;
-        ClientEntry* entry = BuildEntry(*load, section);
+        ClientEntry* entry = BuildEntry(load, section);
         if (entry == nullptr) continue;
         if (!AppendEntry(load, entry)) return MutexNotCreated;
         if (*load->cacheSize == Unlimited || IsExempt(section)) continue;
@@ -91,7 +93,7 @@ DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, 
     DWORD result = ReadWholeNameList(&names, GetPrivateProfileSectionNamesA, path);
     if (result != DatabaseOk) return result;
 
-    Load load = {terminateStrings, heap, path, total, listHead, cacheSize, catalogue, report};
+    Load load = {terminateStrings, heap, path, total, listHead, cacheSize, catalogue, report, {}};
     result = LoadSections(&load, {names.text, names.text + names.size});
     if (!names.Release()) result = BlockNotReleased;
     if (*listHead == nullptr) return DatabaseCorrupt;

@@ -1,6 +1,6 @@
 #include "database/client_list.h"
 
-#include <gmock/gmock.h>
+#include <cstring>
 
 #include "database/client_index.h"
 #include "database/database_result.h"
@@ -115,6 +115,33 @@ TEST_F(ClientListTest, EntriesOfALoadedList) {
         EXPECT_EQ(WaitForSingleObject(entry->mutex, 0), WAIT_OBJECT_0);
         ReleaseMutex(entry->mutex);
     }
+}
+
+// A load reads templates and aliases once; every entry is still what a build of its own makes of the file.
+TEST_F(ClientListTest, LoadedEntriesAreThoseOfSingleBuilds) {
+    std::string text = ExampleBootptab;
+    text +=
+        "other.img=other-alias.img\n[Template:other]\nBoot File=other.img\nTimes=0:01:00,0:02:00\nSubnet "
+        "Mask=1.1.1.1\n";
+    const char* const clients[] = {
+        "Template=lab\nGateways=1.2.3.4,5.6.7.8\n", "Template=other\n", "Template=lab\n",
+        "Template=OTHER\nTimes=1:00:00\n",          "Template=none\n",  "Host Name=h\n",
+        "Template=other\nBoot File=lab.img\n"};
+    BYTE last = 0;
+    for (const char* keys : clients)
+        text += "[00-0" + std::to_string(++last) + "]\n" + keys;
+    WriteBootptab(text);
+    ASSERT_EQ(Load(), DatabaseOk);
+    for (const ClientEntry* entry = list; entry != nullptr; entry = entry->next) {
+        DWORD status = 99;
+        const BootPacket& image = entry->packet;
+        const ClientEntry* single = Build({image.chaddr, image.chaddr + image.hlen}, &status);
+        ASSERT_NE(single, nullptr);
+        const std::size_t size = sizeof(BootPacket) + 60;
+        EXPECT_EQ(std::memcmp(&image, &single->packet, size), 0) << int{image.chaddr[1]};
+        EXPECT_EQ(entry->templateCapacity, single->templateCapacity);
+    }
+    EXPECT_EQ(Listed().size(), std::size(clients) + 1);
 }
 
 TEST_F(ClientListTest, Retiring) {
