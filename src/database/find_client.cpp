@@ -129,9 +129,10 @@ int AnswerFromEntry(ClientEntry* entry, bool listed, const Request& request) {
 }  // namespace
 
 int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,
-               const OptionDefinition* catalogue, BootPacket* packet, BYTE* end, IpAddress serverAddress,
-               HANDLE listMutex, DWORD expireHits, char* arpMacText) {
-    const Request request = {path, packet, end, serverAddress, expireHits, arpMacText};
+               const OptionDefinition* catalogue, BootPacket* packet, const BYTE* end,
+               IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText) {
+    BYTE* block = reinterpret_cast<BYTE*>(packet);
+    const Request request = {path, packet, block + (end - block), serverAddress, expireHits, arpMacText};
     MutexHold hold;
     ClientEntry* entry = nullptr;
     switch (SearchList(listHead, listMutex, KeyOf(packet, end), &hold, &entry)) {

@@ -27,5 +27,5 @@ enum FindStatus : int {
 //   listMutex      ClientListMutex, which the calling thread doesn't hold
 //   arpMacText     a cleared buffer of 100 bytes for the media address of an entry with the flag ArpMac
 int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,
-               const OptionDefinition* catalogue, BootPacket* packet, BYTE* end, IpAddress serverAddress,
-               HANDLE listMutex, DWORD expireHits, char* arpMacText);
+               const OptionDefinition* catalogue, BootPacket* packet, const BYTE* end,
+               IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText);
