@@ -1,6 +1,6 @@
 #include "request/boot_packet.h"
 
-#include <cstdio>
+#include <charconv>
 #include <cstring>
 
 namespace {
@@ -49,7 +49,16 @@ std::uint8_t ConvertHardwareAddress(std::uint8_t* bytes, char* text, int count) 
     return count < 0 ? TextToBytes(text, bytes) : BytesToText(bytes, text, count);
 }
 
+void HardwareAddressText(const BootPacket& packet, char* text) {
+    *text = '\0';
+    BytesToText(packet.chaddr, text, packet.hlen);
+}
+
 void FormatAddress(IpAddress address, char (&text)[AddressTextSize]) {
-    std::snprintf(text, sizeof text, "%d.%d.%d.%d", address.bytes[0], address.bytes[1], address.bytes[2],
-                  address.bytes[3]);
+    char* at = text;
+    for (const std::uint8_t byte : address.bytes) {
+        at = std::to_chars(at, text + sizeof text, byte).ptr;
+        *at++ = '.';
+    }
+    at[-1] = '\0';
 }

@@ -74,6 +74,9 @@ inline constexpr std::size_t HardwareTextSize = 48;
 // two groups may be any, and a group that isn't two digits shifts what follows.
 std::uint8_t ConvertHardwareAddress(std::uint8_t* bytes, char* text, int count);
 
+// The text form of the packet's chaddr over its hlen bytes; `text` has room for HardwareTextSize bytes.
+void HardwareAddressText(const BootPacket& packet, char* text);
+
 // "%d.%d.%d.%d" of the four bytes.
 inline constexpr std::size_t AddressTextSize = 16;
 void FormatAddress(IpAddress address, char (&text)[AddressTextSize]);

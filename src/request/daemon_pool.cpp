@@ -22,8 +22,7 @@ struct Daemon {
     HANDLE self = nullptr;
     DWORD lastTrip = GetTickCount();
     AddressWatch watch = {};
-    SOCKET sockets[MaxBoundSockets];  // those of the present read set
-    DWORD socketCount = 0;
+    BoundSocketsCopy bound;
     fd_set readable;
 };
 
@@ -46,6 +45,7 @@ bool TakeRole() {
 }
 
 void AnnounceListener(HANDLE self) {
+    if (ListenerThread.load() == self) return;  // it was the last one that had the role
     const PoolLock hold(ListenerHandleMutex, ListenerHandleWait);
     ListenerThread = self;
 }
@@ -57,10 +57,10 @@ int WaitForDatagram(Daemon* daemon) {
             BindAllInterfaces();
             ArmAddressChange(&daemon->watch.overlapped, &daemon->watch.handle);
         }
-        daemon->socketCount = CopyBoundSockets(daemon->sockets);
+        RefreshBoundSockets(&daemon->bound);
         FD_ZERO(&daemon->readable);
-        for (DWORD i = 0; i < daemon->socketCount; ++i)
-            FD_SET(daemon->sockets[i], &daemon->readable);
+        for (DWORD i = 0; i < daemon->bound.count; ++i)
+            FD_SET(daemon->bound.sockets[i], &daemon->readable);
         timeval second = {};
         second.tv_sec = 1;
         const int ready = select(0, &daemon->readable, nullptr, nullptr, &second);
@@ -86,10 +86,10 @@ void CheckRate(Daemon* daemon) {
 }
 
 bool FindReadable(Daemon* daemon, RequestContext* context) {
-    for (DWORD i = daemon->socketCount; i-- > 0;) {
-        if (!FD_ISSET(daemon->sockets[i], &daemon->readable)) continue;
+    for (DWORD i = daemon->bound.count; i-- > 0;) {
+        if (!FD_ISSET(daemon->bound.sockets[i], &daemon->readable)) continue;
         context->interfaceIndex = i;
-        context->socket = daemon->sockets[i];
+        context->socket = daemon->bound.sockets[i];
         return true;
     }
     return false;
@@ -97,7 +97,7 @@ bool FindReadable(Daemon* daemon, RequestContext* context) {
 
 // A zero-filled block for one datagram, with a use of the generation that owns its heap.
 bool AllocateBlock(RequestContext* context) {
-    Generation* const generation = PinCurrentGeneration();
+    Generation* const generation = PinAsListener();
     const ServerParameters& record = RecordOf(generation);
     context->packet =
         static_cast<BootPacket*>(HeapAlloc(record.ClientHeap, HEAP_ZERO_MEMORY, record.Daemonblksize));

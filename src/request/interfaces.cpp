@@ -30,6 +30,9 @@ constexpr DWORD BindingLogWait = 5000;
 std::mutex SocketTableLock;
 bool ReceptionStopped;
 
+// Counts the bindings; changed under SocketTableLock, after the table.
+std::atomic<DWORD> BindingNumber{0};
+
 IpAddress FromInAddr(std::uint32_t raw) {
     IpAddress address;
     std::memcpy(address.bytes, &raw, sizeof raw);
@@ -193,6 +196,7 @@ DWORD BindAllInterfaces() {
         BoundCount.store(0);
         CloseTable();
         SocketCount = 0;
+        ++BindingNumber;
         if (!EnumerateLocalAddresses(&count, addresses)) {
             ReportWithSystemText(EVENT_ADDRESS_LIST_FAILED, GetLastError());
             return BindEnumerateFailed;
@@ -202,6 +206,7 @@ DWORD BindAllInterfaces() {
             count = ParseLocalAddresses(LiveParameters.LocalAddrs, addresses);
         if (ReceptionStopped) return BindOk;
         result = BindTable(addresses, count, &text, &error);
+        ++BindingNumber;
     }
     if (result == BindBroadcastFailed) {
         ReportWithSystemText(EVENT_SOCKET_OPTION_FAILED, static_cast<DWORD>(error));
@@ -230,10 +235,12 @@ bool IsReceptionStopped() {
     return ReceptionStopped;
 }
 
-DWORD CopyBoundSockets(SOCKET* sockets) {
+void RefreshBoundSockets(BoundSocketsCopy* copy) {
+    if (copy->binding == BindingNumber.load()) return;
     const std::lock_guard lock(SocketTableLock);
-    std::copy_n(BoundSockets, SocketCount, sockets);
-    return SocketCount;
+    std::copy_n(BoundSockets, SocketCount, copy->sockets);
+    copy->count = SocketCount;
+    copy->binding = BindingNumber.load();
 }
 
 void ArmAddressChange(OVERLAPPED* overlapped, HANDLE* handle) {

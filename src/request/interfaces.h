@@ -47,8 +47,15 @@ void CloseAllSockets();
 void StopReception();
 bool IsReceptionStopped();
 
-// Copies the sockets that are bound now, MaxBoundSockets at most. Answers their count.
-DWORD CopyBoundSockets(SOCKET* sockets);
+// A listener's own copy of the sockets that are bound.
+struct BoundSocketsCopy {
+    SOCKET sockets[MaxBoundSockets];
+    DWORD count = 0;
+    DWORD binding = 0;  // which binding it is of; 0 for none
+};
+
+// Brings the copy up to date, if the sockets were bound anew since it was made.
+void RefreshBoundSockets(BoundSocketsCopy* copy);
 
 // The subscription to address changes: of the first daemon thread alone; the others keep the marker, for
 // which nothing ever changes.

@@ -30,8 +30,9 @@ struct Request {
     bool broadcast = false;
     bool relayed = false;
     char arpMacText[ArpMacTextSize] = {};
+    char betterInterface[128];
 
-    explicit Request(const RequestContext& given) : context(given), generation(PinCurrentGeneration()) {}
+    explicit Request(const RequestContext& given) : context(given), generation(given.blockOwner) {}
     const ServerParameters& parameters() const { return generation.record(); }
     BootPacket* packet() const { return context.packet; }
 };
@@ -63,7 +64,6 @@ void ReadRequest(Request* request) {
     BootPacket* const packet = request->packet();
     trace.decoded = true;
     trace.localAddress = LocalAddresses[request->context.interfaceIndex].load();
-    ConvertHardwareAddress(packet->chaddr, trace.hardwareText, packet->hlen);
     trace.flags = packet->flags[0];
     request->broadcast = (trace.flags & BroadcastBit) != 0 || request->parameters().ForceBroadcast != 0;
     request->relayed = packet->giaddr != IpAddress{};
@@ -94,6 +94,13 @@ int LookUpClient(Request* request) {
                       ClientListMutex, parameters.ExpireHits, request->arpMacText);
 }
 
+void ReportFinding(const Request& request, const StatusRow& row, DWORD error) {
+    char hardwareText[HardwareTextSize];
+    HardwareAddressText(*request.packet(), hardwareText);
+    ReportServiceEvent(EventSource, row.event, row.stringCount, hardwareText,
+                       static_cast<WORD>(request.parameters().LogLevel), error);
+}
+
 // Turns the packet into its reply, if there is to be one, and notes what the lookup said.
 bool FindReply(Request* request) {
     int status = LookUpClient(request);
@@ -107,14 +114,8 @@ bool FindReply(Request* request) {
     const StatusRow& row = StatusTable[status >= 0 && status < UndefinedStatus ? status : UndefinedStatus];
     if (row.packetType != nullptr) request->trace.packetType = row.packetType;
     request->trace.findStatus = row.findStatus;
-    if (row.event != 0)
-        ReportServiceEvent(EventSource, row.event, row.stringCount, request->trace.hardwareText,
-                           static_cast<WORD>(request->parameters().LogLevel), error);
+    if (row.event != 0) ReportFinding(*request, row, error);
     return status >= 0 && status <= LastStatusWithReply;
-}
-
-void SetReplyStatus(RequestTrace* trace, const char* text) {
-    std::snprintf(trace->replyStatus, sizeof trace->replyStatus, "%s", text);
 }
 
 // On a host with several interfaces the one on the client's subnet answers.
@@ -124,9 +125,17 @@ bool IsLeftToAnotherInterface(Request* request) {
         return false;
     char better[AddressTextSize];
     FormatAddress(LocalAddresses[context.interfaceIndex].load(), better);
-    std::snprintf(request->trace.replyStatus, sizeof request->trace.replyStatus,
+    std::snprintf(request->betterInterface, sizeof request->betterInterface,
                   "Local interface %s is more suitable for this query. Skipping reply.", better);
+    request->trace.replyStatus = request->betterInterface;
     return true;
+}
+
+// A host name longer than the field is cut, with its NUL.
+void NameServer(BootPacket* packet) {
+    const std::size_t length = std::min(std::strlen(HostName), sizeof packet->sname - 1);
+    std::memcpy(packet->sname, HostName, length);
+    packet->sname[length] = '\0';
 }
 
 void SendFoundReply(Request* request) {
@@ -135,14 +144,11 @@ void SendFoundReply(Request* request) {
     trace.replied = true;
     trace.foundAddress = packet->yiaddr;
     trace.gateway = packet->giaddr;
-    // A host name longer than the field is cut, with its NUL.
-    std::snprintf(packet->sname, sizeof packet->sname, "%.*s", static_cast<int>(sizeof packet->sname - 1),
-                  HostName);
+    NameServer(packet);
     packet->siaddr = LocalAddresses[request->context.interfaceIndex].load();
     const Delivery delivery = {&request->context,  &request->parameters(), packet->siaddr,
-                               request->broadcast, request->relayed,       trace.hardwareText,
-                               request->arpMacText};
-    SetReplyStatus(&trace, ReplyStatusText(DeliverReply(delivery)));
+                               request->broadcast, request->relayed,       request->arpMacText};
+    trace.replyStatus = ReplyStatusText(DeliverReply(delivery));
 }
 
 void AnswerRequest(Request* request) {
@@ -156,7 +162,7 @@ void AnswerRequest(Request* request) {
         trace.findStatus = "Not this server";
     } else if (FindReply(request)) {
         if (request->packet()->yiaddr == IpAddress{})
-            SetReplyStatus(&trace, "No address defined. Reply skipped.");
+            trace.replyStatus = "No address defined. Reply skipped.";
         else if (!IsLeftToAnotherInterface(request))
             SendFoundReply(request);
     }
@@ -164,14 +170,9 @@ void AnswerRequest(Request* request) {
 
 void WriteTrace(Request* request) {
     if (!request->generation || request->parameters().LogHandle == nullptr) return;
-    RequestTrace& trace = request->trace;
-    if (request->arpMacText[0] != '\0') {
-        const std::size_t length = std::strlen(trace.hardwareText);
-        std::snprintf(trace.hardwareText + length, sizeof trace.hardwareText - length,
-                      " MAC used for arp entry: %s", request->arpMacText);
-    }
+    request->trace.arpMacText = request->arpMacText;
     char text[TraceSize + 1];
-    FormatTrace(trace, request->context, text);
+    FormatTrace(request->trace, request->context, text);
     WriteLogLine(text, request->parameters().LogHandle, request->parameters().LogMutex, TraceWait);
 }
 

@@ -17,10 +17,10 @@ void SetAddress(sockaddr_in* destination, IpAddress address) {
     std::memcpy(&destination->sin_addr, address.bytes, sizeof address.bytes);
 }
 
-void ReportArpFailure(const Delivery& delivery, const char* clientText) {
+void ReportArpFailure(const Delivery& delivery, const char* clientText, const char* hardwareText) {
     char text[256];
     std::snprintf(text, sizeof text, "Arp entry for net address %s with media address %s failed.", clientText,
-                  delivery.hardwareText);
+                  hardwareText);
     ReportServiceEvent(EventSource, EVENT_ERROR_TEXT, OneString, text,
                        static_cast<WORD>(delivery.parameters->LogLevel), 0);
 }
@@ -32,10 +32,12 @@ int PrimeArp(const Delivery& delivery) {
     char clientText[AddressTextSize];
     FormatAddress(delivery.localAddress, localText);
     FormatAddress(packet.yiaddr, clientText);
-    const char* media = delivery.arpMacText[0] != '\0' ? delivery.arpMacText : delivery.hardwareText;
+    char hardwareText[HardwareTextSize];
+    HardwareAddressText(packet, hardwareText);
+    const char* media = delivery.arpMacText[0] != '\0' ? delivery.arpMacText : hardwareText;
     const int result = delivery.parameters->ArpAdd(localText, clientText, media, packet.chaddr, packet.hlen,
                                                    delivery.parameters->SnmpAgentPath);
-    if (result == ArpAddFailed) ReportArpFailure(delivery, clientText);
+    if (result == ArpAddFailed) ReportArpFailure(delivery, clientText, hardwareText);
     return result;
 }
 

@@ -35,10 +35,9 @@ struct Delivery {
     const RequestContext* context;
     const ServerParameters* parameters;
     IpAddress localAddress;
-    bool broadcast;            // the client's BROADCAST bit, or broadcasts are forced
-    bool relayed;              // giaddr was set when the request came
-    const char* hardwareText;  // text form of chaddr
-    const char* arpMacText;    // the entry's own media address, or empty
+    bool broadcast;          // the client's BROADCAST bit, or broadcasts are forced
+    bool relayed;            // giaddr was set when the request came
+    const char* arpMacText;  // the entry's own media address, or empty
 };
 
 // Stores 2 in `op`, sends, tries a broadcast if a directed send fails, and has the ARP entry removed later.

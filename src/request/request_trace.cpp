@@ -1,5 +1,6 @@
 #include "request/request_trace.h"
 
+#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -40,6 +41,19 @@ struct FieldText {
     }
 };
 
+// A request that wasn't decoded shows no address.
+struct HardwareLine {
+    char text[HardwareTraceSize] = {};
+
+    HardwareLine(const RequestTrace& trace, const BootPacket& packet) {
+        if (!trace.decoded) return;
+        HardwareAddressText(packet, text);
+        if (*trace.arpMacText == '\0') return;
+        const std::size_t length = std::strlen(text);
+        std::snprintf(text + length, sizeof text - length, " MAC used for arp entry: %s", trace.arpMacText);
+    }
+};
+
 }  // namespace
 
 int FormatTrace(const RequestTrace& trace, const RequestContext& context, char (&text)[TraceSize + 1]) {
@@ -64,8 +78,8 @@ int FormatTrace(const RequestTrace& trace, const RequestContext& context, char (
         "\tPacket received on local address: %s\r\n\tDate: %s\r\n\tTime: %s\r\n\tFind status: %s\r\n"
         "\tClient's found address: %s\r\n\tReply status: %s\r\n",
         trace.packetType, trace.opcode, packet.htype, packet.hlen, packet.hops, LittleEndian(packet.xid, 4),
-        LittleEndian(packet.secs, 2), trace.flags, trace.hardwareText, yiaddr.get(), siaddr.get(),
-        gateway.get(), trace.serverName, FieldText(packet.file).text, cookie.get(), vendorOptions,
-        static_cast<int>(context.length), local.get(), trace.date, trace.time, trace.findStatus, found.get(),
-        trace.replyStatus);
+        LittleEndian(packet.secs, 2), trace.flags, HardwareLine(trace, packet).text, yiaddr.get(),
+        siaddr.get(), gateway.get(), trace.serverName, FieldText(packet.file).text, cookie.get(),
+        vendorOptions, static_cast<int>(context.length), local.get(), trace.date, trace.time,
+        trace.findStatus, found.get(), trace.replyStatus);
 }

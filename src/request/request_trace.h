@@ -3,8 +3,8 @@
 
 #include "request/request_context.h"
 
+// The hardware address with its suffix; a longer combination is cut.
 inline constexpr std::size_t HardwareTraceSize = 100;
-inline constexpr std::size_t ReplyStatusSize = 128;
 
 // The longest text that one block may have; what goes beyond is lost.
 inline constexpr std::size_t TraceSize = 1024;
@@ -12,7 +12,7 @@ inline constexpr std::size_t TraceSize = 1024;
 struct RequestTrace {
     const char* packetType = "Not available";
     const char* findStatus = "No Status available";
-    char replyStatus[ReplyStatusSize] = "No reply sent";
+    const char* replyStatus = "No reply sent";
     std::uint8_t opcode = 0;
 
     // Of the request as it came. A datagram with a wrong opcode isn't looked at any further: `decoded` stays
@@ -24,7 +24,7 @@ struct RequestTrace {
     IpAddress siaddr = {};
     IpAddress cookie = {};
     IpAddress localAddress = {};
-    char hardwareText[HardwareTraceSize] = {};
+    const char* arpMacText = "";  // the entry's own media address
     char serverName[sizeof BootPacket::sname + 1] = {};
     char date[9] = {};
     char time[9] = {};

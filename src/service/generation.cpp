@@ -1,29 +1,26 @@
 #include "service/generation.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <new>
-#include <utility>
 
 #include "database/client_entry.h"
 
 struct Generation {
     ServerParameters record;
-    unsigned users;  // guarded by GenerationLock
+    std::atomic<unsigned> users;
 };
 
 namespace {
 
+// Between reading CurrentGeneration and counting a use of it, its last user must not let go: that takes this
+// lock, for everybody but the listener, who alone changes it.
 std::mutex GenerationLock;
-Generation* CurrentGeneration;
+std::atomic<Generation*> CurrentGeneration;
 unsigned GenerationsAlive;
 std::condition_variable GenerationReleased;
-
-// Caller holds GenerationLock.
-bool DropUse(Generation* generation) {
-    return --generation->users == 0;
-}
 
 }  // namespace
 
@@ -41,25 +38,27 @@ Generation* MakeGeneration(ServerParameters* record) {
 Generation* InstallGeneration(Generation* generation) {
     StoreLiveParameters(generation->record);
     const std::lock_guard lock(GenerationLock);
-    return std::exchange(CurrentGeneration, generation);
+    return CurrentGeneration.exchange(generation);
 }
 
 Generation* UninstallGeneration() {
     const std::lock_guard lock(GenerationLock);
-    return std::exchange(CurrentGeneration, nullptr);
+    return CurrentGeneration.exchange(nullptr);
 }
 
 Generation* PinCurrentGeneration() {
     const std::lock_guard lock(GenerationLock);
-    if (CurrentGeneration != nullptr) ++CurrentGeneration->users;
-    return CurrentGeneration;
+    return PinAsListener();
+}
+
+Generation* PinAsListener() {
+    Generation* const generation = CurrentGeneration.load();
+    if (generation != nullptr) ++generation->users;
+    return generation;
 }
 
 void ReleaseGeneration(Generation* generation) {
-    {
-        const std::lock_guard lock(GenerationLock);
-        if (!DropUse(generation)) return;
-    }
+    if (--generation->users != 0) return;
     ReleaseParameters(&generation->record);
     delete generation;
     const std::lock_guard lock(GenerationLock);
@@ -96,4 +95,19 @@ HANDLE DuplicateOwnHandle(HANDLE handle) {
         DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &copy, 0, FALSE,
                         DUPLICATE_SAME_ACCESS);
     return copy;
+}
+
+PinnedGeneration::PinnedGeneration(Generation* held) {
+    _counted = held != CurrentGeneration.load();
+    _generation = _counted ? PinCurrentGeneration() : held;
+}
+
+void PinnedGeneration::Renew() {
+    LetGo();
+    _generation = PinCurrentGeneration();
+    _counted = true;
+}
+
+void PinnedGeneration::LetGo() {
+    if (_counted && _generation != nullptr) ReleaseGeneration(_generation);
 }

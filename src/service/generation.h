@@ -24,6 +24,7 @@ Generation* UninstallGeneration();
 // A use of a generation. Each must be let go of once; the last one releases the generation and all that hangs
 // on it.
 Generation* PinCurrentGeneration();  // null when none is installed
+Generation* PinAsListener();         // for the owner of the listening role, who alone installs: needs no lock
 void ReleaseGeneration(Generation* generation);
 const ServerParameters& RecordOf(const Generation* generation);
 
@@ -37,25 +38,25 @@ void ReleaseParameters(ServerParameters* record);
 // A second handle of the same object, so that the first may be closed; null for null.
 HANDLE DuplicateOwnHandle(HANDLE handle);
 
-// One use, let go of at the end of the scope.
+// The current generation for the length of a scope.
 class PinnedGeneration {
   public:
-    explicit PinnedGeneration(Generation* generation) : _generation(generation) {}
-    ~PinnedGeneration() {
-        if (_generation != nullptr) ReleaseGeneration(_generation);
-    }
+    // `held` is a generation that the caller has a use of for longer than this scope, or null: if it is the
+    // current one, that use serves.
+    explicit PinnedGeneration(Generation* held);
+    ~PinnedGeneration() { LetGo(); }
     PinnedGeneration(const PinnedGeneration&) = delete;
     PinnedGeneration& operator=(const PinnedGeneration&) = delete;
 
-    explicit operator bool() const { return _generation != nullptr; }
+    explicit operator bool() const { return _generation != nullptr; }  // false when none is installed
     const ServerParameters& record() const { return RecordOf(_generation); }
 
-    // Lets go of this use and pins the generation that is current now.
-    void Renew() {
-        if (_generation != nullptr) ReleaseGeneration(_generation);
-        _generation = PinCurrentGeneration();
-    }
+    // Changes over to the generation that is current now.
+    void Renew();
 
   private:
+    void LetGo();
+
     Generation* _generation;
+    bool _counted;  // a use of its own
 };

@@ -1,5 +1,6 @@
 #include "service/server_parameters.h"
 
+#include <atomic>
 #include <cstring>
 #include <mutex>
 
@@ -9,6 +10,9 @@ namespace {
 
 std::mutex LiveParametersLock;
 
+// SecondDaemonThreadTimeout of the live record, for every thread that has done its request.
+std::atomic<LONG> RoleTimeoutSeconds{0};
+
 }  // namespace
 
 DWORD LiveLogLevel() {
@@ -17,8 +21,7 @@ DWORD LiveLogLevel() {
 }
 
 DWORD RoleTimeoutMilliseconds() {
-    const std::lock_guard lock(LiveParametersLock);
-    const LONG seconds = LiveParameters.SecondDaemonThreadTimeout;
+    const LONG seconds = RoleTimeoutSeconds.load(std::memory_order_relaxed);
     return seconds < 0 ? INFINITE : static_cast<DWORD>(seconds) * 1000;
 }
 
@@ -30,6 +33,7 @@ ArpRemoveFunction LiveArpRemove() {
 void StoreLiveParameters(const ServerParameters& record) {
     const std::lock_guard lock(LiveParametersLock);
     LiveParameters = record;
+    RoleTimeoutSeconds.store(record.SecondDaemonThreadTimeout, std::memory_order_relaxed);
 }
 
 void SetDefaultParameters(ServerParameters* record) {

@@ -13,6 +13,11 @@ namespace {
 
 constexpr DWORD ListenerHandleWait = 5000;
 
+// A thread that has just given up the role may still be the one that is named as the listener: then freezing
+// it stops nobody, and its successor announces itself within this time.
+constexpr DWORD SuccessorWait = 50;
+constexpr int MostPauseAttempts = 20;
+
 // How long the process stays for a tear-down in order after the manager has let go of it.
 constexpr DWORD EndWait = 30000;
 
@@ -21,12 +26,22 @@ HANDLE HostEnded;
 
 void* const FirstThread = &HostEnded;  // any value but null marks the first thread
 
-void PauseListener() {
+// Answers false if another thread has taken the role meanwhile; the frozen one goes on then.
+bool FreezeListener() {
     {
         const PoolLock hold(ListenerHandleMutex, ListenerHandleWait);
         PausedThread = ListenerThread.load();
     }
     SuspendThread(PausedThread);
+    Sleep(SuccessorWait);
+    if (ListenerThread.load() == PausedThread.load()) return true;
+    ResumeThread(PausedThread);
+    return false;
+}
+
+void PauseListener() {
+    for (int attempt = 0; attempt < MostPauseAttempts; ++attempt)
+        if (FreezeListener()) break;
     ReportServiceStatus(SERVICE_PAUSED, NO_ERROR, 0, 0);
 }
 

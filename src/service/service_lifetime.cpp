@@ -69,7 +69,8 @@ void ReportStart() {
     Report(EVENT_STARTED, OneString, text);
 }
 
-// Answers 0 or the service-specific code. A stop that came during the load, which may take its time, ends the start.
+// Answers 0 or the service-specific code. A stop that came during the load, which may take its time, ends the
+// start.
 DWORD Start(AddressWatch* watch) {
     if (const DWORD code = LoadFirstGeneration()) return code;
     if (IsReceptionStopped()) return 0;

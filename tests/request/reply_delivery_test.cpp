@@ -102,6 +102,7 @@ class DeliveryOnLoopback : public testing::Test {
         context.packet = reinterpret_cast<BootPacket*>(block);
         context.packet->yiaddr = Loopback;
         context.packet->hlen = 6;
+        std::memcpy(context.packet->chaddr, "\x00\xa0\x24\x12\x34\x56", 6);
         parameters.UseClientSrcPort = 1;
         parameters.LogLevel = 31;
         std::strcpy(parameters.SnmpAgentPath, "agent");
@@ -114,8 +115,7 @@ class DeliveryOnLoopback : public testing::Test {
         WSACleanup();
     }
     std::string Deliver(bool broadcast, bool relayed, const char* arpMac = "") {
-        const Delivery delivery = {&context, &parameters,         Loopback, broadcast,
-                                   relayed,  "00-a0-24-12-34-56", arpMac};
+        const Delivery delivery = {&context, &parameters, Loopback, broadcast, relayed, arpMac};
         return ReplyStatusText(DeliverReply(delivery));
     }
     // The first byte of a datagram that arrived, or -1.

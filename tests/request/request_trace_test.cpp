@@ -12,6 +12,7 @@ class Trace : public testing::Test {
         packet.htype = 1;
         packet.hlen = 6;
         packet.hops = 3;
+        std::memcpy(packet.chaddr, "\x00\xa0\x24\x12\x34\x56", 6);
         std::memcpy(packet.xid, "\x01\x02\x03\x04", 4);
         std::memcpy(packet.secs, "\x00\x0a", 2);
         std::strcpy(packet.file, "lab.img");
@@ -37,20 +38,21 @@ TEST_F(Trace, OfAServedRequestShowsEveryLine) {
     trace.vendorOptions = true;
     trace.cookie = {{99, 130, 83, 99}};
     trace.localAddress = {{10, 0, 0, 1}};
-    std::strcpy(trace.hardwareText, "00-a0-24-12-34-56");
+    trace.arpMacText = "00-11-22-33-44-55";
     std::strcpy(trace.serverName, "alpha");
     std::strcpy(trace.date, "11/22/26");
     std::strcpy(trace.time, "20:27:04");
     trace.replied = true;
     trace.foundAddress = {{10, 0, 0, 17}};
     trace.findStatus = "Found in cache";
-    std::strcpy(trace.replyStatus, "*Default: DD;succeeded   *Status: Reply successfully sent");
+    trace.replyStatus = "*Default: DD;succeeded   *Status: Reply successfully sent";
     EXPECT_EQ(
         Format(),
         "\r\nPacket Received:\r\n\tPacket type: BOOTP\r\n\tOpcode: 1\r\n\tHardware type: 1\r\n\tHardware "
         "length: 6\r\n"
         "\tHops: 3\r\n\tTransaction ID: 67305985\r\n\tSeconds since booting: 2560\r\n\tFlags field: 128\r\n"
-        "\tHardware address: 00-a0-24-12-34-56\r\n\tClient's address inbound (YIADDR): 0.0.0.0\r\n"
+        "\tHardware address: 00-a0-24-12-34-56 MAC used for arp entry: 00-11-22-33-44-55\r\n\tClient's "
+        "address inbound (YIADDR): 0.0.0.0\r\n"
         "\tServer address (SIADDR): 0.0.0.0\r\n\tGateway address: 0.0.0.0\r\n\tServer name: alpha\r\n"
         "\tBootfile specified by client: lab.img\r\n\tMagic cookie specified by client: 99.130.83.99\r\n"
         "\tVendor options present: TRUE\r\n\tTotal inbound packet length: 300\r\n"
@@ -77,11 +79,13 @@ TEST_F(Trace, OfAWrongOpcodeHasOnlyTheBytesAndTheDefaults) {
 TEST_F(Trace, IsCutAtItsLimitAndFieldsWithoutANulAtTheirEnd) {
     std::memset(packet.file, 'f', sizeof packet.file);
     std::memset(trace.serverName, 's', sizeof packet.sname);
-    std::memset(trace.hardwareText, 'h', sizeof trace.hardwareText - 1);
+    const std::string media(99, 'm');
+    trace.arpMacText = media.c_str();
     std::memset(packet.xid, 0xFF, 4);
     trace.decoded = trace.replied = true;
     trace.findStatus = "Error in client's database configuration. Check the event log.";
-    std::memset(trace.replyStatus, 'r', sizeof trace.replyStatus - 1);
+    const std::string status(200, 'r');
+    trace.replyStatus = status.c_str();
     const std::string formatted = Format();
     EXPECT_EQ(formatted.size(), TraceSize);
     EXPECT_NE(formatted.find("Transaction ID: -1\r\n"), std::string::npos);

@@ -44,7 +44,7 @@ TEST(Generation, RequestsUnderAllSwapsSeeWholeRecords) {
     for (int i = 0; i < 4; ++i)
         requests.emplace_back([&] {
             while (!stop) {
-                const PinnedGeneration generation(PinCurrentGeneration());
+                const PinnedGeneration generation(nullptr);
                 const ServerParameters& record = generation.record();
                 void* const block = HeapAlloc(record.ClientHeap, HEAP_ZERO_MEMORY, 600);
                 if (block == nullptr || !HeapFree(record.ClientHeap, 0, block)) ++torn;

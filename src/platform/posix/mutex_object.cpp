@@ -24,6 +24,10 @@ constexpr bool IsOwned(std::uint32_t word) {
 // in line, and the line is served in order.
 constexpr std::uint32_t kWaiter = 1;
 constexpr std::uint32_t kPassedOver = 1u << 16;
+// A waiter has been woken and hasn't looked yet: until it has, nobody else needs waking. So a thread that gives
+// a mutex back and takes it again and again pays for one wake-up, not for one each time.
+constexpr std::uint32_t kWaking = 1u << 15;
+constexpr std::uint32_t kWaiterCount = kWaking - 1;
 constexpr unsigned kPatience = 4;
 
 }  // namespace
@@ -84,6 +88,7 @@ MutexObject::Attempt MutexObject::TakeContended(ThreadObject& thread, const Dead
         const FutexOutcome outcome = FutexWait(word_, seen, deadline);
         if (outcome == FutexOutcome::TimedOut) break;
         woken = outcome == FutexOutcome::Woken;
+        if (woken) waiters_.fetch_and(~kWaking);
         if (woken && IsSuspended()) {
             // The mutex isn't for a thread that can't use it.
             WakeOne();
@@ -119,12 +124,16 @@ void MutexObject::GiveBack(std::uint32_t abandoned) {
     // In the one total order of the two words either the new waiter sees the mutex free or we see the waiter.
     if ((seen & kClosed) != 0)
         ReleaseReference();
-    else if (waiters_.load() != 0)
+    else if ((waiters_.load() & kWaiterCount) != 0)
         WakeOne();
 }
 
 void MutexObject::WakeOne() {
+    if ((waiters_.fetch_or(kWaking) & kWaking) != 0) return;
     if (FutexWake(word_, 1) != 0) return;
+    waiters_.fetch_and(~kWaking);
+    // Who gave the mutex back meanwhile relied on us, and a waiter may have gone to sleep before that.
+    if (!IsOwned(word_.load()) && FutexWake(word_, 1) != 0) return;
     // Nobody sleeps to whom the mutex could be reserved, so it is for all; and whoever has gone to sleep
     // meanwhile, because it was reserved, has to hear of that.
     std::uint32_t seen = word_.load();
@@ -141,7 +150,7 @@ void MutexObject::OnLastHandleClosed() {
     AddReference();
     const std::uint32_t before = word_.fetch_or(kClosed);
     // As in GiveBack: a waiter that isn't counted yet will find the mutex closed.
-    if (waiters_.load() != 0) FutexWake(word_, kAllSleepers);
+    if ((waiters_.load() & kWaiterCount) != 0) FutexWake(word_, kAllSleepers);
     ThreadObject& thread = ThreadObject::Current();
     if ((before & kOwner) == thread.Id()) thread.heldMutexes.Remove(*this);
     if (!IsOwned(before) || (before & kOwner) == thread.Id()) ReleaseReference();
