@@ -143,7 +143,7 @@ void ServiceDispatcher::Dispatch() {
         const auto next = std::min(NextLook(), control_->NextDeadline());
         if (::poll(ready.data(), ready.size(), MillisecondsUntil(next)) < 0 && errno != EINTR) return;
         std::uint64_t count = 0;
-        static_cast<void>(::read(wake_.Get(), &count, sizeof count));
+        [[maybe_unused]] const ssize_t ignored = ::read(wake_.Get(), &count, sizeof count);
         TakeSignals();
         StopIfAsked();
         control_->Serve([this](DWORD control) { return Carry(control); });
@@ -238,7 +238,7 @@ void ServiceDispatcher::Notify(const std::string& notification) {
 
 void ServiceDispatcher::Wake() {
     const std::uint64_t one = 1;
-    static_cast<void>(::write(wake_.Get(), &one, sizeof one));
+    [[maybe_unused]] const ssize_t ignored = ::write(wake_.Get(), &one, sizeof one);
 }
 
 // The descriptors stay open: a thread of the service may still report, and must not write to another's.
