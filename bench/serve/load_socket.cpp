@@ -1,7 +1,9 @@
 #include "load_socket.h"
 
+#include <netinet/udp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
@@ -27,7 +29,6 @@ sockaddr_in ToSocketAddress(const Endpoint& endpoint) {
 LoadSocket::LoadSocket(const Endpoint& relay, const Endpoint& server, std::size_t mostAtOnce)
     : _socket(::socket(AF_INET, SOCK_DGRAM, 0)),
       _server(ToSocketAddress(server)),
-      _outgoing(mostAtOnce),
       _incoming(mostAtOnce),
       _outgoingParts(mostAtOnce),
       _incomingParts(mostAtOnce),
@@ -39,11 +40,13 @@ LoadSocket::LoadSocket(const Endpoint& relay, const Endpoint& server, std::size_
         close(_socket);
         Throw("bind");
     }
+    // What is sent at once goes down to the driver as one, and is cut into datagrams there.
+    const int segment = RequestSize;
+    if (setsockopt(_socket, IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment) != 0) {
+        close(_socket);
+        Throw("setsockopt(UDP_SEGMENT)");
+    }
     for (std::size_t i = 0; i < mostAtOnce; ++i) {
-        _outgoing[i].msg_hdr.msg_name = &_server;
-        _outgoing[i].msg_hdr.msg_namelen = sizeof _server;
-        _outgoing[i].msg_hdr.msg_iov = &_outgoingParts[i];
-        _outgoing[i].msg_hdr.msg_iovlen = 1;
         _incomingParts[i] = {_buffers.data() + i * BufferSize, BufferSize};
         _incoming[i].msg_hdr.msg_iov = &_incomingParts[i];
         _incoming[i].msg_hdr.msg_iovlen = 1;
@@ -62,14 +65,14 @@ void LoadSocket::SetWait(std::chrono::microseconds wait) {
 void LoadSocket::Send(std::span<const Datagram* const> datagrams) {
     for (std::size_t i = 0; i < datagrams.size(); ++i)
         _outgoingParts[i] = {const_cast<Datagram*>(datagrams[i])->bytes, RequestSize};
-    for (std::size_t sent = 0; sent < datagrams.size();) {
-        const int count =
-            sendmmsg(_socket, &_outgoing[sent], static_cast<unsigned>(datagrams.size() - sent), 0);
-        if (count < 0) {
-            if (errno == EINTR) continue;
-            Throw("sendmmsg");
-        }
-        sent += static_cast<std::size_t>(count);
+    for (std::size_t sent = 0; sent < datagrams.size(); sent += MostSegments) {
+        msghdr message = {};
+        message.msg_name = &_server;
+        message.msg_namelen = sizeof _server;
+        message.msg_iov = &_outgoingParts[sent];
+        message.msg_iovlen = std::min(datagrams.size() - sent, MostSegments);
+        while (sendmsg(_socket, &message, 0) < 0)
+            if (errno != EINTR) Throw("sendmsg");
     }
 }
 

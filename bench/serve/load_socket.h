@@ -40,9 +40,10 @@ class LoadSocket {
 
   private:
     static constexpr std::size_t BufferSize = 2048;
+    static constexpr std::size_t MostSegments = 64;  // the kernel's bound
     int _socket;
     sockaddr_in _server;
-    std::vector<mmsghdr> _outgoing, _incoming;
+    std::vector<mmsghdr> _incoming;
     std::vector<iovec> _outgoingParts, _incomingParts;
     std::vector<std::uint8_t> _buffers;
     std::vector<Received> _received;
