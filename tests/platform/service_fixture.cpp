@@ -49,7 +49,7 @@ void ServiceManagerTest::Start(const std::string& behaviour, const std::string& 
     if (process_ != 0) return;
     ::setenv("NOTIFY_SOCKET", manager.c_str(), 1);
     if (!home.empty()) ::setenv("QUILLON_HOME", home.c_str(), 1);
-    ::execl(SERVICE_PROGRAM, SERVICE_PROGRAM, behaviour.c_str(), nullptr);
+    ::execl(SERVICE_PROGRAM, SERVICE_PROGRAM, behaviour.empty() ? nullptr : behaviour.c_str(), nullptr);
     ::_exit(127);
 }
 

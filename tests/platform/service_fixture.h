@@ -36,7 +36,8 @@ class ServiceManagerTest : public testing::Test {
     std::string HomeFile(const std::string& name) const { return (home_ / name).string(); }
     std::string Control() const { return HomeFile("control"); }
 
-    // Starts the program, which notifies `manager`; the home is the test's unless another is given.
+    // Starts the program, which notifies `manager`, without an argument if `behaviour` is empty; the home is
+    // the test's unless another is given.
     void Start(const std::string& behaviour, const std::string& manager, const std::string& home = {});
     void StartAndAwaitRunning(const std::string& behaviour = "");
     void Signal(int signal) const;

@@ -158,3 +158,9 @@ class Service(Home):
 
     def thread_count(self):
         return len(os.listdir(f"/proc/{self.process.pid}/task"))
+
+    def is_sanitized(self):
+        """Whether a sanitizer is built in: then memory isn't the program's own, and everything takes its time."""
+        with open(f"/proc/{self.process.pid}/maps", encoding="utf-8") as file:
+            libraries = file.read()
+        return "libasan" in libraries or "libtsan" in libraries
