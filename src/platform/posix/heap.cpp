@@ -1,5 +1,6 @@
 #include "platform/posix/heap.h"
 
+#include <malloc.h>
 #include <sanitizer/asan_interface.h>
 
 #include <atomic>
@@ -138,6 +139,10 @@ BOOL WINAPI HeapFree(HANDLE handle, DWORD, LPVOID block) {
     return FALSE;
 }
 
+// What a heap has held goes back to the system and not only to the allocator, which would keep it in as many
+// places as there are threads: a service that builds its heaps anew again and again would grow with each.
 BOOL WINAPI HeapDestroy(HANDLE heap) {
-    return CloseObjectHandle(heap, ObjectType::Heap);
+    if (!CloseObjectHandle(heap, ObjectType::Heap)) return FALSE;
+    malloc_trim(0);
+    return TRUE;
 }
