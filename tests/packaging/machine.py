@@ -35,7 +35,7 @@ mount -t overlay overlay -o "lowerdir=/,upperdir=$base/upper,workdir=$base/work"
 cd "$base/root"
 mount -t proc proc proc
 mount -t sysfs -o ro sysfs sys
-for folder in tmp run dev; do mount -t tmpfs tmpfs $folder; done
+for folder in tmp run dev root; do mount -t tmpfs tmpfs $folder; done
 mkdir dev/pts dev/shm
 mount -t devpts devpts dev/pts -o newinstance,ptmxmode=0666
 ln -s pts/ptmx dev/ptmx
@@ -50,6 +50,7 @@ rm -f usr/sbin/policy-rc.d
 mount --bind proc/sys proc/sys
 mount -o remount,bind,ro proc/sys
 ip link set lo up
+touch run/own-machine
 exec env -i container=docker PATH=/usr/sbin:/usr/bin:/sbin:/bin chroot . "$@"
 """
 
@@ -77,7 +78,7 @@ class Machine:
         init = _INIT if manager else ["sleep", "infinity"]
         self._output = tempfile.TemporaryFile()
         self._outer = subprocess.Popen(
-            ["sh", "-euc", _ENTER, "sh", self._group,
+            ["setpriv", "--pdeathsig", "KILL", "sh", "-euc", _ENTER, "sh", self._group,
              "unshare", "--mount", "--net", "--pid", "--fork", "--ipc", "--uts", "--cgroup", "--kill-child",
              "sh", "-c", _BOOT, "sh", self._base, *init],
             stdin=subprocess.DEVNULL, stdout=self._output, stderr=subprocess.STDOUT)
@@ -105,7 +106,8 @@ class Machine:
         while time.monotonic() < deadline:
             if self._outer.poll() is not None:
                 break
-            if self._first_process() and self.run(f"test -e /dev/null && mountpoint -q /run && {probe}", check=False)[0] == 0:
+            # Until its files are in place, the first process still has those of this system.
+            if self._first_process() and self.run(f"test -e /run/own-machine && {probe}", check=False)[0] == 0:
                 return
             time.sleep(0.2)
         self._output.seek(0)
@@ -152,7 +154,7 @@ def obstacle(*tools):
     """Why there can be no machine with these commands here; None if there can."""
     if os.geteuid() != 0:
         return "a machine of its own needs root"
-    for tool in ("dpkg", "dpkg-shlibdeps", "unshare", "nsenter", "ip", *tools):
+    for tool in ("dpkg", "dpkg-shlibdeps", "unshare", "nsenter", "setpriv", "ip", *tools):
         if shutil.which(tool, path="/usr/sbin:/usr/bin:/sbin:/bin") is None:
             return f"the command {tool} is not installed"
     if subprocess.run(["dpkg-query", "-W", PROGRAM], check=False, capture_output=True).returncode == 0:
