@@ -42,7 +42,11 @@ bool FreezeListener() {
 void PauseListener() {
     for (int attempt = 0; attempt < MostPauseAttempts; ++attempt)
         if (FreezeListener()) break;
-    ReportServiceStatus(SERVICE_PAUSED, NO_ERROR, 0, 0);
+    // A service that has come to its end meanwhile must not be held up in it.
+    if (CurrentServiceState() == SERVICE_RUNNING)
+        ReportServiceStatus(SERVICE_PAUSED, NO_ERROR, 0, 0);
+    else
+        ResumeThread(PausedThread);
 }
 
 void ContinueListener() {
