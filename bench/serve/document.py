@@ -25,7 +25,8 @@ set decimal locale
 set key bottom left
 set grid ytics linecolor '#cccccc'
 plot '{echo}' using 1:2 with lines linewidth 2 linecolor '#888888' title 'UDP echo', \\
-     '{service}' using 1:2:3:4 with yerrorlines linewidth 2 pointtype 7 linecolor '#1f6fb4' title 'Quillon (lowest to highest round)'
+     '{service}' using 1:2:3:4 with yerrorlines linewidth 2 pointtype 7 linecolor '#1f6fb4' \\
+     title 'Quillon (lowest to highest round)'
 """
 
 

@@ -53,6 +53,8 @@ def _list(blocks, name, replies, depth, steps):
 
 def _steps(text, replies):
     blocks = _blocks(text)
+    if OPENED[0] not in blocks:
+        raise RuntimeError(f"the profile has no function {OPENED[0]}")
     steps = [{"step": f"`{OPENED[0]}`, all of it", "instructions": blocks[OPENED[0]][0] / replies}]
     _list(blocks, OPENED[0], replies, 1, steps)
     return steps
@@ -69,6 +71,6 @@ def measure(scene):
             subprocess.run(["callgrind_control", "-i", "on", str(service.process.pid)], check=True,
                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=SECONDS)
             replies = scene.load(service.process, *LOAD)["replies"]
-        text = subprocess.run(["callgrind_annotate", "--tree=calling", "--inclusive=yes", "--threshold=100", "--auto=no",
-                               profile], check=True, text=True, stdout=subprocess.PIPE, timeout=SECONDS).stdout
+        annotate = ["callgrind_annotate", "--tree=calling", "--inclusive=yes", "--threshold=100", "--auto=no", profile]
+        text = subprocess.run(annotate, check=True, text=True, stdout=subprocess.PIPE, timeout=SECONDS).stdout
     return _steps(text, replies)

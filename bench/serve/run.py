@@ -37,8 +37,11 @@ def _arguments():
     parser.add_argument("--document", action="store_true", help="write docs/performance.* from what was measured")
     parser.add_argument("--from", dest="saved", metavar="FILE", help="measure nothing, take the results in the file")
     parser.add_argument("--json", metavar="FILE", default="build/bench.json", help="where the results go")
-    parser.add_argument("--case", action="append", choices=cases.CHOICES, help="only this one, and the echo; repeatable")
-    return parser.parse_args()
+    parser.add_argument("--case", action="append", choices=cases.CHOICES, help="only this and the echo; repeatable")
+    arguments = parser.parse_args()
+    if arguments.document and arguments.case:
+        parser.error("The document shows all cases: --document and --case exclude each other.")
+    return arguments
 
 
 def _measure(arguments):
@@ -73,10 +76,11 @@ def main():
         target = pathlib.Path(arguments.json)
         target.parent.mkdir(parents=True, exist_ok=True)
         target.write_text(json.dumps(report, indent=1) + "\n", encoding="utf-8")
+        print(f"The same as JSON, with every round: {target}\n")
     print(tables.everything(report))
     if arguments.document:
         document.write(report, TREE)
-    sys.exit(0 if all(bar["met"] for bar in report["bars"]) else 3)
+    sys.exit(0 if all(bar["verdict"] == summary.MET for bar in report["bars"]) else 3)
 
 
 if __name__ == "__main__":

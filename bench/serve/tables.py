@@ -11,21 +11,24 @@ def markdown(head, lines):
         return "| " + " | ".join(cell.rjust(width) if to_right else cell.ljust(width)
                                  for cell, width, to_right in zip(line, widths, right)) + " |"
 
-    rule = "|" + "|".join("-" * (width + 1) + (":" if to_right else "-") for width, to_right in zip(widths, right)) + "|"
-    return "\n".join([row(cells[0]), rule, *map(row, cells[1:])])
+    rule = "|".join("-" * (width + 1) + (":" if to_right else "-") for width, to_right in zip(widths, right))
+    return "\n".join([row(cells[0]), f"|{rule}|", *map(row, cells[1:])])
 
 
 def rates(rows):
     return markdown(
-        ("Server", "Load", " Replies/s", " Ratio", " p50 us", " Ratio", " p99 us", " CPU us/reply", " Ratio", " MB", " Lost"),
+        ("Server", "Load", " Replies/s", " Ratio", " p50 us", " Ratio", " p99 us", " CPU us/reply", " Ratio", " MB",
+         " Lost"),
         [(row["title"], row["load"].replace("-", ", "), f"{row['replies_per_second']:,.0f}", f"{row['ratio']:.2f}",
           f"{row['p50_us']:.1f}", f"{row['latency_ratio']:.2f}", f"{row['p99_us']:.1f}", f"{row['server_cpu_us']:.2f}",
-          f"{row['cpu_ratio']:.2f}", f"{row['memory_mb']:.1f}" if "memory_mb" in row else "", row["lost"] + row["wrong"]) for row in rows])
+          f"{row['cpu_ratio']:.2f}", f"{row['memory_mb']:.1f}" if "memory_mb" in row else "",
+          row["lost"] + row["wrong"]) for row in rows])
 
 
 def starts(found):
-    return markdown((" Clients", " First reply after ms", " MB"),
-                    [(f"{int(clients):,}", f"{start['first_reply_ms']:.0f}", f"{start['memory_mb']:.0f}")
+    return markdown((" Clients", " First reply after ms", " CPU ms", " MB"),
+                    [(f"{int(clients):,}", f"{start['first_reply_ms']:.0f}", f"{start['cpu_ms']:.0f}",
+                      f"{start['memory_mb']:.0f}")
                      for clients, start in found.items()])
 
 
@@ -38,7 +41,7 @@ def reloads(found):
 def bars(found):
     return markdown(("Bar", " Figure", "Has to be", ""),
                     [(bar["title"], f"{bar['value']:.2f}", f"{bar['direction']} {bar['limit']:g}",
-                      "met" if bar["met"] else "MISSED") for bar in found])
+                      bar["verdict"]) for bar in found])
 
 
 def steps(found):
