@@ -5,8 +5,8 @@
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libace-dev libsystemd-dev libmnl-dev libutfcpp-dev libcli11-dev
                 libgtest-dev libgmock-dev libbenchmark-dev python3)
 
-# What the tests use beside that: the clients that ask, what is asked about units, and the compiler for Windows.
-TEST_PACKAGES=(udhcpc isc-dhcp-client bootpc iproute2 systemd g++-mingw-w64-x86-64-posix)
+# What the tests use beside that: the clients that ask, what is asked about units and packages, and the compiler for Windows.
+TEST_PACKAGES=(udhcpc isc-dhcp-client bootpc iproute2 systemd nftables dpkg-dev lintian g++-mingw-w64-x86-64-posix)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
@@ -20,7 +20,7 @@ as_root() {
 }
 
 apt_install() {
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$@"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >/dev/null
 }
 
 is_installed() {
@@ -41,5 +41,5 @@ install_missing() {
     echo "Installing with apt-get: ${missing[*]}"
     apt-cache show "${missing[@]}" >/dev/null 2>&1 && apt_install "${missing[@]}" && return 0
     echo "Fetching the package lists first."
-    as_root apt-get update -q && apt_install "${missing[@]}"
+    as_root apt-get update -qq && apt_install "${missing[@]}"
 }
