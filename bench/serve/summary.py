@@ -122,14 +122,16 @@ BARS = (
 )
 
 
-def _core_share(results, name):
-    """The part of its core that the server had at 64 outstanding: nearly all of it, unless others use the core too."""
-    return _median_over_rounds(results, lambda found: _rate(found, name) * _cpu(found, name) / 1e6)
+def core_share(results, names):
+    """The part of its core that the server had at 64 outstanding, of these the one that had the least. It is nearly all
+    of the core, unless others use it too."""
+    return min(_median_over_rounds(results, lambda found: _rate(found, name) * _cpu(found, name) / 1e6)
+               for name in names)
 
 
 def _verdict(results, bar, value):
     if bar.is_rate:
-        share = min(_core_share(results, name) for name in (ECHO, *bar.needs))
+        share = core_share(results, (ECHO, *bar.needs))
         if share < LEAST_CORE_SHARE:
             return f"unsure: others used {1 - share:.0%} of the core"
     return MET if (value >= bar.limit if bar.direction == AT_LEAST else value <= bar.limit) else "MISSED"
