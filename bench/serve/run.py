@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import platform
+import signal
 import sys
 
 sys.dont_write_bytecode = True
@@ -65,6 +66,7 @@ def _measure(arguments):
 
 def main():
     arguments = _arguments()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # an end in order, which removes what was made
     if arguments.saved:
         report = json.loads(pathlib.Path(arguments.saved).read_text(encoding="utf-8"))
     else:
