@@ -6,7 +6,6 @@ import time
 from harness import bootp
 from harness.case import SystemTest, main, wait_for
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import Service
 from harness.wire import Station
 
@@ -16,9 +15,7 @@ PROMISED = 2  # seconds from the change to the new sockets
 
 class AddressChange(SystemTest):
     def setUp(self):
-        self.server, machine = self.network(), self.network()
-        connect(self.server, "lan", machine, "eth0", MAC)
-        self.server.address("lan", "10.1.0.1/24")
+        self.server, machine = self.cable(MAC, "10.1.0.1/24")
         self.service = Service(self, self.server, bootptab({MAC: {"IP Address": "10.1.0.31"}}))
         self.station = Station(self, machine, "eth0", MAC)
 

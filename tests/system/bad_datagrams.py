@@ -6,7 +6,6 @@ import socket
 from harness import bootp
 from harness.case import SystemTest, main
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import Service
 from harness.wire import Station
 
@@ -52,9 +51,7 @@ def cut_lists():
 
 class BadDatagrams(SystemTest):
     def start(self, block):
-        server, machine = self.network(), self.network()
-        connect(server, "lan", machine, "eth0", MAC)
-        server.address("lan", "10.1.0.1/24")
+        server, machine = self.cable(MAC, "10.1.0.1/24")
         machine.address("eth0", "10.1.0.9/24")
         machine.ip("route", "add", "default", "dev", "eth0")
         self.service = Service(self, server, bootptab({MAC: KEYS}), Daemonblksize=block)

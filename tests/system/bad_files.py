@@ -5,7 +5,6 @@ import os
 from harness import bootp
 from harness.case import SystemTest, main, program
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import STARTED, TERMINATED, Home, Service
 from harness.wire import Station
 
@@ -40,9 +39,7 @@ REFUSED = {
 
 class BadDatabase(SystemTest):
     def test_what_can_be_read_serves(self):
-        server, machine = self.network(), self.network()
-        connect(server, "lan", machine, "eth0", MAC)
-        server.address("lan", "10.1.0.1/24")
+        server, machine = self.cable(MAC, "10.1.0.1/24")
         station = Station(self, machine, "eth0", MAC)
         for name, content in SERVING.items():
             with self.subTest(name):

@@ -5,7 +5,6 @@ import dataclasses
 from harness import bootp
 from harness.case import SystemTest, main
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import Service
 from harness.wire import BROADCAST, BROADCAST_MAC, Station
 
@@ -42,9 +41,7 @@ FORCED = [Row(row.mac, row.flag, True, BROADCAST_STATUS) for row in CHOSEN]
 
 class BroadcastChoice(SystemTest):
     def start(self, **parameters):
-        server, machine = self.network(), self.network()
-        connect(server, "lan", machine, "eth0", PLAIN)
-        server.address("lan", "10.1.0.1/24")
+        server, machine = self.cable(PLAIN, "10.1.0.1/24")
         self.station = Station(self, machine, "eth0", PLAIN)
         self.service = Service(self, server, bootptab(
             {mac: {"IP Address": ADDRESSES[mac], **keys} for mac, keys in KEYS.items()}), **parameters)

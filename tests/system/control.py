@@ -5,7 +5,6 @@ import os
 from harness import bootp
 from harness.case import SystemTest, main, program
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import END_SECONDS, TERMINATED, Service
 from harness.wire import Station
 
@@ -14,9 +13,7 @@ MAC = "02:00:00:00:0c:01"
 
 class Control(SystemTest):
     def setUp(self):
-        self.server, machine = self.network(), self.network()
-        connect(self.server, "lan", machine, "eth0", MAC)
-        self.server.address("lan", "10.1.0.1/24")
+        self.server, machine = self.cable(MAC, "10.1.0.1/24")
         self.service = Service(self, self.server, bootptab({MAC: {"IP Address": "10.1.0.31"}}))
         self.station = Station(self, machine, "eth0", MAC)
 

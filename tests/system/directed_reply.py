@@ -5,7 +5,6 @@ import time
 from harness import bootp
 from harness.case import SystemTest, main, wait_for
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import Service
 from harness.wire import Station
 
@@ -19,9 +18,7 @@ DIRECTED = "*Default: DD;succeeded   *Status: Reply successfully sent"
 
 class DirectedReply(SystemTest):
     def setUp(self):
-        self.server, machine = self.network(), self.network()
-        connect(self.server, "lan", machine, "eth0", MAC)
-        self.server.address("lan", "10.1.0.1/24")
+        self.server, machine = self.cable(MAC, "10.1.0.1/24")
         self.service = Service(self, self.server, bootptab({
             MAC: {"IP Address": "10.1.0.17"},
             BEHIND_ADAPTER: {"IP Address": "10.1.0.18", "Arp Address": bootp.section_name(ADAPTER)},

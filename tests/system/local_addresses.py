@@ -5,7 +5,6 @@ import socket
 from harness import bootp
 from harness.case import SystemTest, main
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import Service
 from harness.wire import Station
 
@@ -17,10 +16,7 @@ TWO = {("10.1.0.1", "10.1.0.1"), ("10.1.0.2", "10.1.0.2")}
 
 class LocalAddresses(SystemTest):
     def setUp(self):
-        self.server, self.machine = self.network(), self.network()
-        connect(self.server, "lan", self.machine, "eth0", MAC)
-        for address in ("10.1.0.1/24", "10.1.0.2/24"):
-            self.server.address("lan", address)
+        self.server, self.machine = self.cable(MAC, "10.1.0.1/24", "10.1.0.2/24")
         self.service = Service(self, self.server, bootptab({
             MAC: {"IP Address": "10.1.0.31"},
             NEIGHBOUR: {"IP Address": "10.1.0.9"},
@@ -60,10 +56,7 @@ class LocalAddresses(SystemTest):
 
 class ChosenAddresses(SystemTest):
     def test_only_the_addresses_that_are_named_are_bound(self):
-        server, machine = self.network(), self.network()
-        connect(server, "lan", machine, "eth0", MAC)
-        for address in ("10.1.0.1/24", "10.1.0.2/24", "10.1.0.3/24"):
-            server.address("lan", address)
+        server, machine = self.cable(MAC, "10.1.0.1/24", "10.1.0.2/24", "10.1.0.3/24")
         service = Service(self, server, bootptab({MAC: {"IP Address": "10.1.0.31"}}),
                           LocalAddrs="10.1.0.3,nonsense,10.7.7.7,10.1.0.1")
         service.await_log("** Bound to: 10.1.0.3, 10.1.0.1.\r\n\r\n")

@@ -5,7 +5,6 @@ import time
 from harness import bootp
 from harness.case import SystemTest, main, wait_for
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import Service
 from harness.wire import Station
 
@@ -16,9 +15,7 @@ LOAD_SECONDS = 3
 
 class Pool(SystemTest):
     def start(self, **parameters):
-        server, machine = self.network(), self.network()
-        connect(server, "lan", machine, "eth0", MAC)
-        server.address("lan", "10.1.0.1/24")
+        server, machine = self.cable(MAC, "10.1.0.1/24")
         self.service = Service(self, server, bootptab({MAC: {"IP Address": "10.1.0.31"}}), MaxDaemonThreads=LIMIT,
                                SecondDaemonThreadTimeout=1, **parameters)
         self.station = Station(self, machine, "eth0", MAC)

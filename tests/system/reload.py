@@ -6,7 +6,6 @@ import threading
 from harness import bootp
 from harness.case import SystemTest, main
 from harness.database import bootptab
-from harness.network import connect
 from harness.service import RELOADED, Service
 from harness.wire import Station
 
@@ -24,9 +23,7 @@ def edition(number):
 
 class Reload(SystemTest):
     def setUp(self):
-        self.server, self.machine = self.network(), self.network()
-        connect(self.server, "lan", self.machine, "eth0", MAC)
-        self.server.address("lan", "10.1.0.1/24")
+        self.server, self.machine = self.cable(MAC, "10.1.0.1/24")
         self.service = Service(self, self.server, edition(0), PacketTripRate=2, StaticArpTimeout=1)
         self.station = Station(self, self.machine, "eth0", MAC)
         self.operator = self.server.socket()

@@ -6,7 +6,7 @@ import sys
 import time
 import unittest
 
-from harness.network import Namespace
+from harness.network import Namespace, connect
 
 SKIPPED = 77  # ctest shows this exit code as skipped
 
@@ -38,6 +38,14 @@ class SystemTest(unittest.TestCase):
         namespace = Namespace()
         self.addCleanup(namespace.close)
         return namespace
+
+    def cable(self, mac, *addresses):
+        """A server with these addresses on its interface lan, and a machine whose eth0 is at the other end."""
+        server, machine = self.network(), self.network()
+        connect(server, "lan", machine, "eth0", mac)
+        for address in addresses:
+            server.address("lan", address)
+        return server, machine
 
 
 def _obstacle(tools):
