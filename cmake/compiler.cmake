@@ -11,6 +11,8 @@ find_package(PkgConfig REQUIRED)
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   -Wcast-qual -Wformat=2 -Werror
+  # Nothing of ours is replaced by a library loaded before it, so calls within a file may be inlined.
+  -fno-semantic-interposition
   # GCC's own. GCC 12 sees overlaps inside std::string's operator+ that cannot be (its PR 105651).
   "$<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wlogical-op;-Wno-restrict>"
   # __FILE__ is the path from the source root, wherever the tree was built: the last map that fits wins. Not
