@@ -44,7 +44,11 @@ char* _strtime(char* text) {
 }
 
 int _stricmp(const char* left, const char* right) {
-    return Sign(CompareWithoutCase(left, right));
+    for (;; ++left, ++right) {
+        const auto a = static_cast<unsigned char>(FoldCase(*left));
+        const auto b = static_cast<unsigned char>(FoldCase(*right));
+        if (a != b || a == 0) return Sign(a <=> b);
+    }
 }
 
 int _strnicmp(const char* left, const char* right, std::size_t count) {
