@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 TemporaryHome::TemporaryHome() {
@@ -69,7 +68,13 @@ void TemporaryHome::WriteDatabase() const {
 }
 
 std::vector<std::string> TemporaryHome::EventNumbers() const {
-    const std::string events = Read("events.log");
-    const std::regex number("0x[0-9A-F]{8}");
-    return {std::sregex_token_iterator(events.begin(), events.end(), number), std::sregex_token_iterator()};
+    std::istringstream events(Read("events.log"));
+    std::vector<std::string> numbers;
+    for (std::string line; std::getline(events, line);) {
+        std::istringstream words(line);
+        std::string time, type, number;
+        words >> time >> type >> number;
+        numbers.push_back(number);
+    }
+    return numbers;
 }
