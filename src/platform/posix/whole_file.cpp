@@ -102,7 +102,7 @@ int ReadToEnd(int descriptor, std::size_t expected, FileText& text) {
 }
 
 bool HasSameBytes(int descriptor, std::string_view bytes) {
-    char piece[64 * 1024];
+    char piece[8 * 1024];  // on the stack of whichever thread asks, which keeps what it has once touched
     for (;;) {
         const ssize_t count = ReadSome(descriptor, piece, sizeof(piece));
         if (count < 0) return false;
