@@ -2,6 +2,7 @@
 
 #include <malloc.h>
 #include <sanitizer/asan_interface.h>
+#include <sys/mman.h>
 
 #include <atomic>
 #include <cstdint>
@@ -40,6 +41,31 @@ constexpr SIZE_T FootprintOf(SIZE_T size) {
 
 constexpr std::pmr::pool_options kPoolOptions{.max_blocks_per_chunk = 4096,
                                               .largest_required_pool_block = 8192};
+
+// The chunks of the pools. A large one is a mapping of its own, so that it goes back to the system with its
+// heap, whatever else the threads that made it have allocated meanwhile.
+class ChunkSource final : public std::pmr::memory_resource {
+    static constexpr std::size_t kLeastMapping = std::size_t{32} << 10;
+
+    void* do_allocate(std::size_t bytes, std::size_t alignment) override {
+        if (bytes < kLeastMapping) return std::pmr::new_delete_resource()->allocate(bytes, alignment);
+        void* chunk = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (chunk == MAP_FAILED) throw std::bad_alloc();
+        return chunk;
+    }
+    void do_deallocate(void* chunk, std::size_t bytes, std::size_t alignment) override {
+        if (bytes < kLeastMapping)
+            return std::pmr::new_delete_resource()->deallocate(chunk, bytes, alignment);
+        ASAN_UNPOISON_MEMORY_REGION(chunk, bytes);  // somebody else's next
+        munmap(chunk, bytes);
+    }
+    bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+};
+
+ChunkSource& Chunks() {
+    static auto& source = *new ChunkSource;  // heaps may outlive the statics
+    return source;
+}
 
 // One pool under one lock. The library's synchronised pool keeps a pool per thread as well, and touches that
 // at the end of the thread, which crashes if the heap is destroyed at that moment: here heaps do go while
@@ -99,7 +125,7 @@ class HeapObject final : public Object {
     const std::uint32_t id_ = NextId();
     std::mutex mutex_;  // guards what follows, and the headers
     SIZE_T used_ = 0;
-    std::pmr::unsynchronized_pool_resource pool_{kPoolOptions};
+    std::pmr::unsynchronized_pool_resource pool_{kPoolOptions, &Chunks()};
 };
 
 // What can't be the address of a block is refused without looking at it.
