@@ -68,10 +68,13 @@ void TemporaryHome::WriteDatabase() const {
 }
 
 std::vector<std::string> TemporaryHome::EventNumbers() const {
-    constexpr std::size_t length = 10;  // 0x and eight digits
-    const std::string events = Read("events.log");
+    std::istringstream events(Read("events.log"));
     std::vector<std::string> numbers;
-    for (std::size_t at = events.find("0x"); at != std::string::npos; at = events.find("0x", at + length))
-        numbers.push_back(events.substr(at, length));
+    for (std::string line; std::getline(events, line);) {
+        std::istringstream words(line);
+        std::string time, type, number;
+        words >> time >> type >> number;
+        numbers.push_back(number);
+    }
     return numbers;
 }
