@@ -137,6 +137,13 @@ void ServeDatagram(RequestContext* context) {
     ProcessBootRequest(context);
 }
 
+// The stop has closed the sockets.
+Turn EndInOrder() {
+    ServiceExitCode = NO_ERROR;
+    ReportServiceStatus(SERVICE_STOP_PENDING, NO_ERROR, 2, 3000);
+    return Turn::Ended;
+}
+
 // One datagram, from waiting for it to its reply. The caller is the listener.
 Turn TakeTurn(Daemon* daemon) {
     AnnounceListener(daemon->self);
@@ -144,6 +151,7 @@ Turn TakeTurn(Daemon* daemon) {
     const auto error = static_cast<DWORD>(WSAGetLastError());
     CheckRate(daemon);
     if (ready == SOCKET_ERROR) {
+        if (IsReceptionStopped()) return EndInOrder();  // the sockets were closed before this thread watched them
         Report(EVENT_SELECT_FAILED, SystemString, error);
         return Turn::Ended;
     }
@@ -157,9 +165,7 @@ Turn TakeTurn(Daemon* daemon) {
     switch (ReceiveDatagram(&context)) {
         case Received::SocketClosed:
             ReleaseRequest(&context);
-            ServiceExitCode = NO_ERROR;
-            ReportServiceStatus(SERVICE_STOP_PENDING, NO_ERROR, 2, 3000);
-            return Turn::Ended;
+            return EndInOrder();
         case Received::Nothing:
             ReleaseRequest(&context);
             ReleaseMutex(ListenerMutex);
