@@ -1,8 +1,8 @@
 #include "database_fixture.h"
 
-#include <atomic>
 #include <cstring>
 #include <fstream>
+#include <random>
 
 #include "database/database_result.h"
 
@@ -52,10 +52,9 @@ Datagram::Datagram(std::size_t packetLength, const Bytes& address, const Bytes& 
 
 DatabaseTest::DatabaseTest()
     : heap(HeapCreate(0, 20000, 0)), listMutex(CreateMutexA(nullptr, FALSE, nullptr)) {
-    static std::atomic<int> count{0};
-    const auto name = "quillon-database-" +
-                      std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
-                      std::to_string(reinterpret_cast<std::uintptr_t>(this)) + "-" + std::to_string(++count);
+    // Other cases run beside this one in processes of their own, which may have all else in common.
+    std::random_device random;
+    const auto name = "quillon-database-" + std::to_string(random()) + "-" + std::to_string(random());
     folder = std::filesystem::temp_directory_path() / name;
     std::filesystem::create_directories(folder);
     path = (folder / "bootptab").string();
