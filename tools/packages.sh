@@ -6,7 +6,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libace-dev libsystemd-dev libmn
                 libgtest-dev libgmock-dev libbenchmark-dev python3)
 
 # What the tests use beside that: the clients that ask, what is asked about units and packages, and the compiler for Windows.
-TEST_PACKAGES=(udhcpc isc-dhcp-client bootpc iproute2 systemd nftables dpkg-dev lintian g++-mingw-w64-x86-64-posix)
+TEST_PACKAGES=(locales udhcpc isc-dhcp-client bootpc iproute2 systemd nftables dpkg-dev lintian g++-mingw-w64-x86-64-posix)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
