@@ -25,7 +25,8 @@ class HeapTest : public testing::Test {
 };
 
 TEST_F(HeapTest, BlocksAreZeroedAndAlignedWhateverWasThereBefore) {
-    for (const SIZE_T size : {0u, 1u, 8u, 17u, 24u, 33u, 332u, 380u, 600u, 4096u, 9000u, 1u << 20}) {
+    for (const SIZE_T size :
+         {0u, 1u, 8u, 17u, 24u, 33u, 332u, 380u, 600u, 4096u, 9000u, 1u << 20, 5u << 20}) {
         std::array<unsigned char*, 5> blocks{};
         for (int round = 0; round < 3; ++round) {
             for (unsigned char*& block : blocks) {

@@ -134,6 +134,29 @@ TEST(ObjectTest, AMutexMayBeClosedWhileAnotherThreadOwnsIt) {
     CloseHandle(closed);
 }
 
+// A mutex lies where its first handle has its place: nobody else may get that while a second handle leads
+// there.
+TEST(ObjectTest, AMutexOutlivesItsFirstHandle) {
+    const HANDLE first = CreateMutexA(nullptr, TRUE, nullptr);
+    const HANDLE second = DuplicateObjectHandle(first);
+    ASSERT_NE(second, nullptr);
+    EXPECT_TRUE(CloseHandle(first));
+    std::deque<HANDLE> others;
+    for (int i = 0; i < 5000; ++i)
+        others.push_back(CreateMutexA(nullptr, FALSE, nullptr));
+    EXPECT_EQ(WaitForSingleObject(first, 0), WAIT_FAILED);
+    EXPECT_EQ(WaitForSingleObject(second, 0), WAIT_OBJECT_0) << "it is still this thread's";
+    EXPECT_TRUE(ReleaseMutex(second));
+    EXPECT_TRUE(ReleaseMutex(second));
+    EXPECT_FALSE(ReleaseMutex(second));
+    EXPECT_TRUE(CloseHandle(second));
+    EXPECT_EQ(WaitForSingleObject(second, 0), WAIT_FAILED);
+    for (const HANDLE other : others) {
+        EXPECT_EQ(WaitForSingleObject(other, 0), WAIT_OBJECT_0);
+        EXPECT_TRUE(CloseHandle(other));
+    }
+}
+
 // Keeps the calling thread, and those that it starts, on one processor.
 class OnOneProcessor {
   public:

@@ -2,7 +2,6 @@
 
 #include <malloc.h>
 #include <sanitizer/asan_interface.h>
-#include <sys/mman.h>
 
 #include <atomic>
 #include <cstdint>
@@ -13,6 +12,7 @@
 #include <optional>
 
 #include "platform/posix/object.h"
+#include "platform/posix/pages.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ constexpr SIZE_T FootprintOf(SIZE_T size) {
     return sizeof(BlockHeader) + (size == 0 ? std::size_t{16} : (size + 15) / 16 * 16);
 }
 
-constexpr std::pmr::pool_options kPoolOptions{.max_blocks_per_chunk = 4096,
+constexpr std::pmr::pool_options kPoolOptions{.max_blocks_per_chunk = 65536,
                                               .largest_required_pool_block = 8192};
 
 // The chunks of the pools. A large one is a mapping of its own, so that it goes back to the system with its
@@ -49,15 +49,15 @@ class ChunkSource final : public std::pmr::memory_resource {
 
     void* do_allocate(std::size_t bytes, std::size_t alignment) override {
         if (bytes < kLeastMapping) return std::pmr::new_delete_resource()->allocate(bytes, alignment);
-        void* chunk = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (chunk == MAP_FAILED) throw std::bad_alloc();
+        void* chunk = MapPages(bytes);
+        if (chunk == nullptr) throw std::bad_alloc();
         return chunk;
     }
     void do_deallocate(void* chunk, std::size_t bytes, std::size_t alignment) override {
         if (bytes < kLeastMapping)
             return std::pmr::new_delete_resource()->deallocate(chunk, bytes, alignment);
         ASAN_UNPOISON_MEMORY_REGION(chunk, bytes);  // somebody else's next
-        munmap(chunk, bytes);
+        UnmapPages(chunk, bytes);
     }
     bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
 };

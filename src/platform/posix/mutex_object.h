@@ -16,7 +16,9 @@ class MutexObject final : public Object {
   public:
     static constexpr ObjectType kType = ObjectType::Mutex;
 
-    MutexObject() : Object(kType) {}
+    MutexObject() : Object(kType, ObjectHome::Table) {}
+    static void* operator new(std::size_t) { return AllocateInTable(); }
+    static void operator delete(void* home) { FreeInTable(home); }
 
     DWORD Wait(DWORD milliseconds) override;
 
@@ -44,4 +46,4 @@ class MutexObject final : public Object {
   public:
     ListLinks<MutexObject> heldLinks;  // in the list of its owner, and only the owner's to touch
 };
-static_assert(sizeof(MutexObject) <= 48, "there are as many mutexes as there are clients");
+static_assert(sizeof(MutexObject) <= kObjectHomeSize);

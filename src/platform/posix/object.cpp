@@ -1,31 +1,44 @@
 #include "platform/posix/object.h"
 
-#include <array>
 #include <mutex>
 #include <optional>
 
+#include "platform/posix/pages.h"
 #include "platform/posix/wait.h"
 
 static_assert(sizeof(HANDLE) == 8, "a handle value carries a place and a generation of 30 bits each");
 
 // One place of the table. The state is generation << 32 | open << 31 | pins; an open handle is one pin
-// itself. The object's reference goes when the handle is closed and nobody pins the place any more. A place
-// is never freed, so that a lookup may try its luck on it at any time.
-struct HandleSlot {
+// itself. The handle's reference to the object goes when the handle is closed and nobody pins the place any
+// more. A place is never freed, so that a lookup may try its luck on it at any time.
+//
+// Objects of which there are as many as clients live in their place: one line of the cache has all that it
+// takes to find and use one.
+struct alignas(64) HandleSlot {
     std::atomic<std::uint64_t> state{0};
-    union {
-        Object* object = nullptr;  // while there are pins
-        HandleSlot* nextFree;
-    };
     std::uint32_t index = 0;
+    bool isHome = false;  // the object lives here
+    union {
+        Object* object = nullptr;  // elsewhere; while there are pins
+        HandleSlot* nextFree;
+        alignas(8) std::byte home[kObjectHomeSize];
+    };
+
+    Object* Tenant() { return isHome ? reinterpret_cast<Object*>(home) : object; }
+    static HandleSlot* OfHome(void* home) {
+        return reinterpret_cast<HandleSlot*>(static_cast<std::byte*>(home) - offsetof(HandleSlot, home));
+    }
 };
+static_assert(sizeof(HandleSlot) == 64);
 
 namespace {
 
 constexpr std::uint64_t kOpen = std::uint64_t{1} << 31;
 constexpr std::uint32_t kGenerations = std::uint32_t{1} << 30;
-constexpr std::size_t kChunkSlots = 4096;
-constexpr std::size_t kChunks = 4096;
+constexpr std::size_t kMostSlots = std::size_t{1} << 24;
+// The table grows by small steps as long as it is small, so that a few handles cost little memory.
+constexpr std::size_t kFirstStep = 1024;
+constexpr std::size_t kStep = kHugePage / sizeof(HandleSlot);
 
 // Values are multiples of 4, as on Windows, never 0, and never negative as the pseudo handles and predefined
 // keys are.
@@ -39,7 +52,10 @@ class HandleTable {
   public:
     HANDLE Publish(Ref<Object> object) {
         object->handles_.fetch_add(1, std::memory_order_relaxed);
-        return Open(std::move(object));
+        if (!object->livesInTable_) return Open(std::move(object));
+        HandleSlot* slot = HandleSlot::OfHome(object.Get());
+        if ((slot->state.load(std::memory_order_relaxed) & kOpen) != 0) return Open(std::move(object));
+        return OpenAt(slot, object.Detach());
     }
 
     Ref<Object> LookUp(HANDLE handle) {
@@ -53,8 +69,8 @@ class HandleTable {
     void Unpin(HandleSlot* slot) {
         const std::uint64_t before = slot->state.fetch_sub(1, std::memory_order_acq_rel);
         if (static_cast<std::uint32_t>(before) != 1) return;
-        Object* object = slot->object;
-        Free(slot, before >> 32);
+        Object* object = slot->Tenant();
+        if (!slot->isHome) Free(slot);
         object->ReleaseReference();
     }
 
@@ -82,25 +98,41 @@ class HandleTable {
         return false;
     }
 
+    // The place that has been free for longest, or else a new one; null if there is none.
+    HandleSlot* Take() {
+        const std::lock_guard lock(mutex_);
+        HandleSlot* slot = firstFree_;
+        if (slot == nullptr) return TakeNew();
+        firstFree_ = slot->nextFree;
+        if (firstFree_ == nullptr) lastFree_ = nullptr;
+        return slot;
+    }
+
+    // A place whose handle, if it had one, is closed and pinned by nobody.
+    void Free(HandleSlot* slot) {
+        const std::lock_guard lock(mutex_);
+        const std::uint64_t generation = slot->state.load(std::memory_order_relaxed) >> 32;
+        const std::uint64_t next = generation + 1 < kGenerations ? generation + 1 : 1;
+        slot->state.store(next << 32, std::memory_order_relaxed);
+        slot->isHome = false;
+        slot->nextFree = nullptr;
+        (lastFree_ == nullptr ? firstFree_ : lastFree_->nextFree) = slot;
+        lastFree_ = slot;
+    }
+
   private:
     Object* Pin(HANDLE handle, HandleSlot*& slot) {
         const auto value = reinterpret_cast<std::uintptr_t>(handle);
         const std::uint64_t generation = value >> 32;
         const std::size_t index = static_cast<std::uint32_t>(value) / 4 - std::size_t{1};
-        slot = value % 4 == 0 ? SlotAt(index) : nullptr;
-        if (slot == nullptr) return nullptr;
+        if (value % 4 != 0 || index >= used_.load(std::memory_order_acquire)) return nullptr;
+        slot = slots_ + index;
         std::uint64_t state = slot->state.load(std::memory_order_relaxed);
         do {
             if (state >> 32 != generation || (state & kOpen) == 0) return nullptr;
         } while (!slot->state.compare_exchange_weak(state, state + 1, std::memory_order_acquire,
                                                     std::memory_order_relaxed));
-        return slot->object;
-    }
-
-    HandleSlot* SlotAt(std::size_t index) {
-        if (index >= kChunks * kChunkSlots) return nullptr;
-        HandleSlot* chunk = chunks_[index / kChunkSlots].load(std::memory_order_acquire);
-        return chunk == nullptr ? nullptr : chunk + index % kChunkSlots;
+        return slot->Tenant();
     }
 
     // One more handle, unless the last one has gone already.
@@ -123,46 +155,43 @@ class HandleTable {
             SetLastError(ERROR_NOT_ENOUGH_MEMORY);
             return nullptr;
         }
+        return OpenAt(slot, object.Detach());
+    }
+
+    // Takes over the caller's reference.
+    static HANDLE OpenAt(HandleSlot* slot, Object* object) {
         const std::uint64_t generation = slot->state.load(std::memory_order_relaxed) >> 32;
-        slot->object = object.Detach();
+        if (!slot->isHome) slot->object = object;
         slot->state.store(generation << 32 | kOpen | 1, std::memory_order_release);
         return HandleOf(slot->index, generation);
     }
 
-    // The place that has been free for longest, or else a new one.
-    HandleSlot* Take() {
-        const std::lock_guard lock(mutex_);
-        if (HandleSlot* slot = firstFree_; slot != nullptr) {
-            firstFree_ = slot->nextFree;
-            if (firstFree_ == nullptr) lastFree_ = nullptr;
-            return slot;
-        }
-        if (used_ % kChunkSlots == 0 && !AddChunk()) return nullptr;
-        HandleSlot* slot = SlotAt(used_);
-        slot->index = static_cast<std::uint32_t>(used_++);
+    // The caller holds mutex_.
+    HandleSlot* TakeNew() {
+        const std::size_t index = used_.load(std::memory_order_relaxed);
+        if (index == committed_ && !Grow()) return nullptr;
+        HandleSlot* slot = new (slots_ + index) HandleSlot;
+        slot->index = static_cast<std::uint32_t>(index);
         slot->state.store(std::uint64_t{1} << 32, std::memory_order_relaxed);
+        used_.store(index + 1, std::memory_order_release);
         return slot;
     }
 
-    bool AddChunk() {
-        if (used_ == kChunks * kChunkSlots) return false;
-        auto* chunk = new (std::nothrow) HandleSlot[kChunkSlots];
-        chunks_[used_ / kChunkSlots].store(chunk, std::memory_order_release);
-        return chunk != nullptr;
+    bool Grow() {
+        if (slots_ == nullptr)
+            slots_ = reinterpret_cast<HandleSlot*>(ReserveAddresses(kMostSlots * sizeof(HandleSlot)));
+        if (slots_ == nullptr || committed_ == kMostSlots) return false;
+        const std::size_t step = committed_ < kStep ? kFirstStep : kStep;
+        if (!CommitPages(reinterpret_cast<std::byte*>(slots_ + committed_), step * sizeof(HandleSlot)))
+            return false;
+        committed_ += step;
+        return true;
     }
 
-    void Free(HandleSlot* slot, std::uint64_t generation) {
-        const std::uint64_t next = generation + 1 < kGenerations ? generation + 1 : 1;
-        const std::lock_guard lock(mutex_);
-        slot->state.store(next << 32, std::memory_order_relaxed);
-        slot->nextFree = nullptr;
-        (lastFree_ == nullptr ? firstFree_ : lastFree_->nextFree) = slot;
-        lastFree_ = slot;
-    }
-
-    std::array<std::atomic<HandleSlot*>, kChunks> chunks_{};  // grows, never moves
-    std::mutex mutex_;                                        // guards what follows
-    std::size_t used_ = 0;
+    HandleSlot* slots_ = nullptr;       // set before used_ is anything but 0
+    std::atomic<std::size_t> used_{0};  // grows
+    std::mutex mutex_;                  // guards what follows, and growing
+    std::size_t committed_ = 0;
     HandleSlot* firstFree_ = nullptr;
     HandleSlot* lastFree_ = nullptr;
 };
@@ -182,6 +211,17 @@ void Object::ReleaseReference() {
 DWORD Object::Wait(DWORD) {
     SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
+}
+
+void* AllocateInTable() {
+    HandleSlot* slot = table.Take();
+    if (slot == nullptr) throw std::bad_alloc();
+    slot->isHome = true;
+    return slot->home;
+}
+
+void FreeInTable(void* home) {
+    table.Free(HandleSlot::OfHome(home));
 }
 
 void UnpinHandleSlot(HandleSlot* slot) {

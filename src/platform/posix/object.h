@@ -34,10 +34,14 @@ enum class ObjectType : std::uint8_t {
 class HandleTable;
 struct HandleSlot;
 
+// Where an object may live: on the heap, or in the table itself, next to what its first handle needs.
+enum class ObjectHome : bool { Heap, Table };
+
 // A derived class that is looked up has `static constexpr ObjectType kType`.
 class Object {
   public:
-    explicit Object(ObjectType type) : type_(type) {}
+    explicit Object(ObjectType type, ObjectHome home = ObjectHome::Heap)
+        : type_(type), livesInTable_(home == ObjectHome::Table) {}
     virtual ~Object() = default;
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
@@ -60,7 +64,14 @@ class Object {
     std::atomic<std::uint32_t> references_{1};  // the creator's
     std::atomic<std::uint32_t> handles_{0};
     const ObjectType type_;
+    const bool livesInTable_;
 };
+
+// Memory for an object that lives in the table: `operator new` and `operator delete` of its class. It has
+// Object as its first base and no more than kObjectHomeSize bytes.
+inline constexpr std::size_t kObjectHomeSize = 48;
+void* AllocateInTable();  // throws std::bad_alloc
+void FreeInTable(void* home);
 
 void UnpinHandleSlot(HandleSlot* slot);
 
