@@ -151,6 +151,54 @@ TEST_F(SocketTest, ReceivesWholeCutAndEmptyDatagrams) {
     EXPECT_THAT(DrainAll(receiver), IsEmpty());
 }
 
+// More than are fetched from the kernel at once.
+TEST_F(SocketTest, ManyDatagramsKeepOrderLengthAndSender) {
+    const SOCKET receiver = OpenBound("127.0.0.1", kPort);
+    const SOCKET senders[] = {OpenBound("127.0.0.1", kPort + 1), OpenBound("127.0.0.1", kPort + 2)};
+    const auto text = [](unsigned i) { return std::string(i % 7 == 0 ? 60000 + i : i, char('a' + i % 26)); };
+    constexpr unsigned kCount = 40;
+    for (unsigned i = 0; i < kCount; ++i)
+        ASSERT_EQ(Send(senders[i % 2], text(i), "127.0.0.1", kPort), 0);
+    for (unsigned i = 0; i < kCount; ++i) {
+        ASSERT_THAT(*SelectFrom({receiver}, 10s), ElementsAre(receiver)) << i;
+        const Received received = ReceiveInto(receiver, 60020);
+        const bool isCut = text(i).size() > 60020;
+        EXPECT_EQ(received.data, text(i).substr(0, 60020)) << i;
+        EXPECT_EQ(received.error, isCut ? WSAEMSGSIZE : 0) << i;
+        EXPECT_EQ(received.from.sin_port, htons(static_cast<std::uint16_t>(kPort + 1 + i % 2))) << i;
+    }
+    EXPECT_THAT(*SelectFrom({receiver}, 0s), IsEmpty());
+}
+
+// One thread fetches what has woken another: what it leaves is still to be seen.
+TEST_F(SocketTest, SelectSeesWhatAnotherThreadHasReadAhead) {
+    const SOCKET receiver = OpenBound("127.0.0.1", kPort);
+    const SOCKET sender = OpenBound("127.0.0.1", kPort + 1);
+    for (int round = 0; round < 100; ++round) {
+        std::optional<std::vector<SOCKET>> seen;
+        std::thread waiting([&] { seen = SelectFrom({receiver}, 2s); });
+        std::this_thread::sleep_for(1ms);
+        ASSERT_EQ(Send(sender, "first", "127.0.0.1", kPort), 0);
+        ASSERT_EQ(Send(sender, "second", "127.0.0.1", kPort), 0);
+        EXPECT_EQ(ReceiveInto(receiver, 10).data, "first");
+        waiting.join();
+        ASSERT_THAT(*seen, ElementsAre(receiver)) << "in round " << round;
+        EXPECT_EQ(ReceiveInto(receiver, 10).data, "second");
+    }
+}
+
+TEST_F(SocketTest, WhatWasReadAheadGoesWithTheSocket) {
+    const SOCKET receiver = OpenBound("127.0.0.1", kPort);
+    const SOCKET sender = OpenBound("127.0.0.1", kPort + 1);
+    for (const char* text : {"taken", "lost"})
+        ASSERT_EQ(Send(sender, text, "127.0.0.1", kPort), 0);
+    EXPECT_EQ(ReceiveInto(receiver, 10).data, "taken");
+    ASSERT_EQ(closesocket(receiver), 0);
+    EXPECT_EQ(SelectFrom({receiver}, 0s), std::nullopt);
+    EXPECT_EQ(ReceiveInto(receiver, 10).error, WSAENOTSOCK);
+    EXPECT_THAT(DrainAll(OpenBound("127.0.0.1", kPort)), IsEmpty());
+}
+
 TEST_F(SocketTest, SelectTellsEachReadableSocketOnce) {
     std::vector<SOCKET> sockets;
     for (unsigned i = 0; i < 5; ++i)

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/posix/bound_descriptors.h"
@@ -13,13 +14,7 @@ namespace {
 constexpr unsigned kOwn = 0;
 constexpr std::uint32_t kClosed = 0x80000000;
 constexpr int kSendWaitMilliseconds = 20;
-constexpr int kReceiveAttempts = 8;
-
-// What a router or host sent back about an earlier datagram. It says nothing about this call.
-bool IsNewsOfEarlierSend(int error) {
-    return error == ECONNREFUSED || error == EHOSTUNREACH || error == ENETUNREACH || error == EHOSTDOWN ||
-           error == ENOPROTOOPT || error == EPROTO || error == EMSGSIZE;
-}
+constexpr int kSendAttempts = 8;
 
 }  // namespace
 
@@ -92,41 +87,47 @@ int DatagramSocket::Bind(const sockaddr_in& address) {
     return 0;
 }
 
-int DatagramSocket::ReceiveFrom(unsigned index, void* buffer, std::size_t size, sockaddr_in& from,
-                                std::size_t& length) {
+// The caller holds receiving_.
+int DatagramSocket::Fill(unsigned index) {
+    readable_.fetch_and(~(1u << index), std::memory_order_relaxed);
+    const Stay stay(*this);
+    if (!stay) return ENOTSOCK;
     const int descriptor = DescriptorAt(index);
-    if (descriptor < 0) return EAGAIN;
-    for (int attempt = 0; attempt < kReceiveAttempts; ++attempt) {
-        socklen_t fromLength = sizeof from;
-        const ssize_t received = recvfrom(descriptor, buffer, size, MSG_DONTWAIT | MSG_TRUNC,
-                                          reinterpret_cast<sockaddr*>(&from), &fromLength);
-        if (received >= 0) {
-            length = static_cast<std::size_t>(received);
-            return 0;
+    return descriptor < 0 ? EAGAIN : ahead_[index].Fill(descriptor);
+}
+
+// The caller holds receiving_.
+int DatagramSocket::FindDatagram(unsigned& from) {
+    const unsigned readable = readable_.load(std::memory_order_relaxed);
+    for (const bool isLikely : {true, false}) {
+        for (unsigned step = 0; step < kDescriptors; ++step) {
+            from = (turn_ + step) % kDescriptors;
+            if (!ahead_[from].IsEmpty()) return 0;
+            if (((readable >> from & 1) != 0) != isLikely) continue;
+            if (const int error = Fill(from); error != EAGAIN) return error;
         }
-        if (errno != EINTR && !IsNewsOfEarlierSend(errno)) return errno;
     }
     return EAGAIN;
 }
 
 int DatagramSocket::TryReceive(void* buffer, std::size_t size, sockaddr_in& from, std::size_t& length) {
-    const Stay stay(*this);
-    if (!stay) return ENOTSOCK;
+    const std::lock_guard<std::mutex> lock(receiving_);
+    if (IsClosed()) return ENOTSOCK;
     if (!hasPort_.load(std::memory_order_acquire)) return EINVAL;
 
-    const unsigned turn = turn_.load(std::memory_order_relaxed);
-    const unsigned readable = readable_.load(std::memory_order_relaxed);
-    for (const bool foundReadable : {true, false}) {
-        for (unsigned step = 0; step < kDescriptors; ++step) {
-            const unsigned index = (turn + step) % kDescriptors;
-            if (((readable >> index & 1) != 0) != foundReadable) continue;
-            const int error = ReceiveFrom(index, buffer, size, from, length);
-            if (error == EAGAIN) continue;
-            turn_.store((index + 1) % kDescriptors, std::memory_order_relaxed);
-            return error;
-        }
-    }
-    return EAGAIN;
+    unsigned index = 0;
+    if (const int error = FindDatagram(index); error != 0) return error;
+    length = ahead_[index].Take(buffer, size, from);
+    turn_ = (index + 1) % kDescriptors;
+    NoteReadAhead(!std::ranges::all_of(ahead_, &ReadAhead::IsEmpty));
+    return 0;
+}
+
+// The kernel wakes nobody for a datagram that it has handed over.
+void DatagramSocket::NoteReadAhead(bool isThere) {
+    if (isThere == HasReadAhead()) return;
+    hasReadAhead_.store(isThere);
+    if (isThere) WakeWaiters(*this);
 }
 
 int DatagramSocket::Send(const void* data, std::size_t size, const sockaddr_in& to) {
@@ -143,7 +144,7 @@ int DatagramSocket::Send(const void* data, std::size_t size, const sockaddr_in& 
         if (errno == EAGAIN) {
             pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
             poll(&room, 1, kSendWaitMilliseconds);
-        } else if ((errno != EINTR && errno != ECONNREFUSED) || ++attempt == kReceiveAttempts) {
+        } else if ((errno != EINTR && errno != ECONNREFUSED) || ++attempt == kSendAttempts) {
             return errno;
         }
     }

@@ -16,6 +16,7 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/object.h"
+#include "platform/posix/read_ahead.h"
 
 class DatagramSocket final : public Object {
   public:
@@ -32,7 +33,7 @@ class DatagramSocket final : public Object {
 
     // One datagram from whichever descriptor has one: its own first, then in turn. `length` is that of the
     // datagram, also if that is more than `size`. EAGAIN if there is none, EINVAL if the socket has no port
-    // yet.
+    // yet. What else waits at that descriptor is read ahead, for the calls that follow.
     int TryReceive(void* buffer, std::size_t size, sockaddr_in& from, std::size_t& length);
 
     // Sends from its own address. A full send buffer is waited for, but not beyond the closing of the socket.
@@ -40,6 +41,9 @@ class DatagramSocket final : public Object {
 
     // Which descriptors a wait has found readable, one bit each: they are asked first.
     void NoteReadable(unsigned descriptors) { readable_.store(descriptors, std::memory_order_relaxed); }
+
+    // Whether a datagram is there of which the descriptors know nothing any more.
+    bool HasReadAhead() const { return hasReadAhead_.load(); }
 
     // The calling thread's stay at the descriptors; they are open while it lasts. False if the socket has
     // been closed.
@@ -66,13 +70,18 @@ class DatagramSocket final : public Object {
     bool Enter();
     void Leave();
     bool IsClosed() const;
-    int ReceiveFrom(unsigned index, void* buffer, std::size_t size, sockaddr_in& from, std::size_t& length);
+    int FindDatagram(unsigned& from);
+    int Fill(unsigned index);
+    void NoteReadAhead(bool isThere);
     void CloseDescriptors();
 
     std::array<std::atomic<int>, kDescriptors> descriptors_;
     std::atomic<std::uint32_t> stays_{0};  // and kClosed
     std::atomic<std::uint32_t> readable_{0};
-    std::atomic<std::uint32_t> turn_{0};
     std::atomic<bool> hasPort_{false};
     std::mutex binding_;
+    std::atomic<bool> hasReadAhead_{false};
+    std::mutex receiving_;  // guards what follows
+    std::array<ReadAhead, kDescriptors> ahead_;
+    unsigned turn_ = 0;
 };

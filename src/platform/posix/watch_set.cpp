@@ -62,6 +62,11 @@ class WatchSet {
     bool Has(const DatagramSocket& socket) const;
     void Retire();
     bool IsRetired() const { return retired_.load(std::memory_order_acquire); }
+    bool HasWaiters() const { return waiters_.load() != 0; }
+
+    // Those of the sockets that have a datagram for which nobody needs to ask the kernel. Only when there are
+    // none do the others get their turn, which is soon: little is read ahead.
+    int CollectReadAhead(UINT_PTR* readable) const;
 
     // As WaitUntilReadable; nothing if the set was retired meanwhile.
     std::optional<int> Wait(TimeLeft& left, UINT_PTR* readable);
@@ -76,6 +81,19 @@ class WatchSet {
     Descriptor epoll_;
     Descriptor notice_;
     std::atomic<bool> retired_{false};
+    std::atomic<unsigned> waiters_{0};
+};
+
+// Counted for the length of a scope.
+class Counted {
+  public:
+    explicit Counted(std::atomic<unsigned>& count) : count_(count) { ++count_; }
+    ~Counted() { --count_; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+  private:
+    std::atomic<unsigned>& count_;
 };
 
 int WatchSet::Watch(int descriptor, std::uint32_t mark) {
@@ -145,7 +163,17 @@ int WatchSet::Collect(const epoll_event* events, int count, UINT_PTR* readable) 
     return found;
 }
 
+int WatchSet::CollectReadAhead(UINT_PTR* readable) const {
+    int found = 0;
+    for (const Member& member : members_)
+        if (member.socket->HasReadAhead()) readable[found++] = member.handle;
+    return found;
+}
+
 std::optional<int> WatchSet::Wait(TimeLeft& left, UINT_PTR* readable) {
+    const Counted waiting(waiters_);
+    // Who has read ahead before this thread was counted doesn't wake it.
+    if (const int found = CollectReadAhead(readable); found != 0) return found;
     std::array<epoll_event, kMostEvents> events;
     for (;;) {
         const int count = epoll_wait(epoll_.Get(), events.data(), kMostEvents, left.Milliseconds());
@@ -165,6 +193,16 @@ std::optional<int> WatchSet::Wait(TimeLeft& left, UINT_PTR* readable) {
 struct WatchSets {
     std::mutex mutex;
     std::vector<std::shared_ptr<WatchSet>> kept;  // the last used is the last
+
+    template <class Predicate>
+    void Retire(Predicate concerns) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        std::erase_if(kept, [&concerns](const std::shared_ptr<WatchSet>& set) {
+            if (!concerns(*set)) return false;
+            set->Retire();
+            return true;
+        });
+    }
 };
 
 WatchSets& Sets() {
@@ -211,12 +249,19 @@ std::shared_ptr<WatchSet> SetOf(std::span<const UINT_PTR> sockets) {
 
 int WaitUntilReadable(std::span<const UINT_PTR> sockets, std::optional<microseconds> limit,
                       UINT_PTR* readable) {
-    TimeLeft left(limit);
-    for (;; left.Update()) {
-        const std::shared_ptr<WatchSet> set = SetOf(sockets);
+    // A thread waits on the same set again and again.
+    thread_local std::shared_ptr<WatchSet> set;
+    std::optional<TimeLeft> left;
+    for (;;) {
+        if (set == nullptr || set->IsRetired() || !set->Is(sockets)) set = SetOf(sockets);
         if (set == nullptr) return -1;
         FreezeWhileSuspended();
-        const std::optional<int> outcome = set->Wait(left, readable);
+        if (const int found = set->CollectReadAhead(readable); found != 0) return found;
+        if (left)
+            left->Update();
+        else
+            left.emplace(limit);
+        const std::optional<int> outcome = set->Wait(*left, readable);
         const int error = errno;
         FreezeWhileSuspended();
         errno = error;
@@ -227,10 +272,9 @@ int WaitUntilReadable(std::span<const UINT_PTR> sockets, std::optional<microseco
 }
 
 void RetireWatchSets(const DatagramSocket& socket) {
-    const std::lock_guard<std::mutex> lock(Sets().mutex);
-    std::erase_if(Sets().kept, [&socket](const std::shared_ptr<WatchSet>& set) {
-        if (!set->Has(socket)) return false;
-        set->Retire();
-        return true;
-    });
+    Sets().Retire([&socket](const WatchSet& set) { return set.Has(socket); });
+}
+
+void WakeWaiters(const DatagramSocket& socket) {
+    Sets().Retire([&socket](const WatchSet& set) { return set.HasWaiters() && set.Has(socket); });
 }
