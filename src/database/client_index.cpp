@@ -188,13 +188,11 @@ void ListClients(Builder* build, ClientEntry* listHead) {
     }
 }
 
-// Fetches all that an answer reads of an entry at once, where the reader would fetch one line after the
-// other.
-void Prefetch(const ClientEntry* entry) {
+// Starts to fetch so many bytes at once, where the reader would fetch one line after the other.
+void Prefetch(const void* start, std::size_t bytes) {
     constexpr std::size_t cacheLine = 64;
-    const auto* start = reinterpret_cast<const BYTE*>(entry);
-    for (std::size_t at = 0; at < sizeof(ClientEntry) + cacheLine; at += cacheLine)
-        __builtin_prefetch(start + at);
+    for (std::size_t at = 0; at < bytes + cacheLine; at += cacheLine)
+        __builtin_prefetch(static_cast<const BYTE*>(start) + at);
 }
 
 // The slot of the first client that has the first `table.keyLength` bytes in common with `address`.
@@ -209,16 +207,21 @@ const IndexedClient* FindByPrefix(const ClientIndex* index, const PrefixTable& t
     return nullptr;
 }
 
-const IndexedClient* FindByAddress(const ClientIndex* index, const BYTE* address) {
-    const std::uint64_t hash = HashOf(address, index->keyLength);
+// The first slot with that hash of whose client `accepts` is true.
+template <class Predicate>
+const IndexedClient* FindByHash(const ClientIndex* index, std::uint64_t hash, Predicate accepts) {
     for (DWORD at = FirstSlot(hash, index->slotCount); index->slots[at].entry != nullptr;
          at = SlotAfter(at, index->slotCount)) {
         const IndexedClient* client = &index->slots[at];
-        if (client->tag != TagOf(hash)) continue;
-        Prefetch(client->entry);
-        if (HasAddress(client->entry, address, static_cast<BYTE>(index->keyLength))) return client;
+        if (client->tag == TagOf(hash) && accepts(*client)) return client;
     }
     return nullptr;
+}
+
+const IndexedClient* FindByAddress(const ClientIndex* index, const BYTE* address) {
+    return FindByHash(index, HashOf(address, index->keyLength), [=](const IndexedClient& client) {
+        return HasAddress(client.entry, address, static_cast<BYTE>(index->keyLength));
+    });
 }
 
 }  // namespace
@@ -251,4 +254,18 @@ const IndexedClient* FindIndexedClient(const ClientIndex* index, const BYTE* add
                                                                        : nullptr;
     }
     return client;
+}
+
+const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length) {
+    if (length < index->keyLength) return FindIndexedClient(index, address, length);
+    return FindByHash(index, HashOf(address, index->keyLength), [](const IndexedClient& client) {
+        Prefetch(client.entry, sizeof(ClientEntry));
+        return true;
+    });
+}
+
+void PrefetchIndexSlot(const ClientIndex* index, const BYTE* address) {
+    const std::uint64_t hash = HashOf(address, index->keyLength);
+    constexpr std::size_t usualProbe = 3;  // slots, with four of five in use
+    Prefetch(&index->slots[FirstSlot(hash, index->slotCount)], usualProbe * sizeof(IndexedClient));
 }

@@ -45,41 +45,46 @@ struct Request {
 
 enum class Search { Found, Absent, MutexFailed, Retired };
 
-// Each search answers Found with the entry's guard held, and everything else with nothing held.
+// Each search answers Found with the entry's guard held.
 
-Search SearchIndex(const ClientIndex* index, const ClientKey& key, MutexHold* hold, ClientEntry** found) {
-    const IndexedClient* client = FindIndexedClient(index, key.bytes, key.length);
-    if (client == nullptr) {
-        hold->Release();
-        return Search::Absent;
-    }
-    if (client->guard != nullptr && !hold->StepTo(client->guard)) return Search::MutexFailed;
-    *found = client->entry;
-    return Search::Found;
-}
-
-Search SearchChain(ClientEntry* listHead, const ClientKey& key, MutexHold* hold, ClientEntry** found) {
+Search SearchChain(ClientEntry* listHead, HANDLE listMutex, const ClientKey& key, MutexHold* hold,
+                   ClientEntry** found) {
+    if (!hold->StepTo(listMutex)) return Search::MutexFailed;
+    if (IsRetired(listHead)) return Search::Retired;
     for (ClientEntry* entry = listHead; entry != nullptr; entry = entry->next) {
-        if (HasAddress(entry, key.bytes, key.length)) {
-            *found = entry;
-            return Search::Found;
-        }
+        *found = entry;
+        if (HasAddress(entry, key.bytes, key.length)) return Search::Found;
         if (!hold->StepTo(entry->mutex)) return Search::MutexFailed;
     }
-    hold->Release();
+    return Search::Absent;
+}
+
+// Takes a guess first, which is confirmed under the guard of the entry: so the entry and its guard come from
+// memory at the same time. The guess fails for addresses that aren't in the list, and for some that have
+// others in common with them.
+Search SearchIndex(ClientEntry* listHead, HANDLE listMutex, const ClientKey& key, MutexHold* hold,
+                   ClientEntry** found) {
+    const ClientIndex* const index = listHead->index;
+    for (const bool isGuess : {true, false}) {
+        if (!hold->StepTo(listMutex)) return Search::MutexFailed;
+        if (IsRetired(listHead)) return Search::Retired;
+        const IndexedClient* const client = isGuess ? GuessIndexedClient(index, key.bytes, key.length)
+                                                    : FindIndexedClient(index, key.bytes, key.length);
+        if (client == nullptr) break;
+        if (client->guard != nullptr && !hold->StepTo(client->guard)) return Search::MutexFailed;
+        *found = client->entry;
+        if (HasAddress(client->entry, key.bytes, key.length)) return Search::Found;
+    }
     return Search::Absent;
 }
 
 Search SearchList(ClientEntry* listHead, HANDLE listMutex, const ClientKey& key, MutexHold* hold,
                   ClientEntry** found) {
-    if (!hold->StepTo(listMutex)) return Search::MutexFailed;
-    if (IsRetired(listHead)) {
-        hold->Release();
-        return Search::Retired;
-    }
-    if (listHead != nullptr && listHead->index != nullptr)
-        return SearchIndex(listHead->index, key, hold, found);
-    return SearchChain(listHead, key, hold, found);
+    const bool isIndexed = listHead != nullptr && listHead->index != nullptr;
+    const Search outcome = isIndexed ? SearchIndex(listHead, listMutex, key, hold, found)
+                                     : SearchChain(listHead, listMutex, key, hold, found);
+    if (outcome != Search::Found) hold->Release();
+    return outcome;
 }
 
 void CountHit(ClientEntry* entry, DWORD expireHits) {
@@ -127,6 +132,11 @@ int AnswerFromEntry(ClientEntry* entry, bool listed, const Request& request) {
 }
 
 }  // namespace
+
+void AnticipateClient(const ClientEntry* listHead, const BootPacket* packet) {
+    if (listHead == nullptr || listHead->index == nullptr) return;
+    PrefetchIndexSlot(listHead->index, packet->chaddr);
+}
 
 int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,
                const OptionDefinition* catalogue, BootPacket* packet, const BYTE* end,

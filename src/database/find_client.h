@@ -29,3 +29,7 @@ enum FindStatus : int {
 int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,
                const OptionDefinition* catalogue, BootPacket* packet, const BYTE* end,
                IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText);
+
+// Starts to fetch from memory what FindClient reads first for that request, for a caller who has other things
+// to do before. The packet is in a block of at least sizeof(BootPacket) bytes.
+void AnticipateClient(const ClientEntry* listHead, const BootPacket* packet);

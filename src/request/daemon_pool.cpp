@@ -2,6 +2,7 @@
 
 #include "diagnostics/messages.h"
 
+#include "database/find_client.h"
 #include "diagnostics/event_report.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
@@ -131,8 +132,9 @@ Received ReceiveDatagram(RequestContext* context) {
 
 // The datagram is read: from here on the role is somebody else's.
 void ServeDatagram(RequestContext* context) {
-    ReleaseMutex(ListenerMutex);
     const ServerParameters& record = RecordOf(context->blockOwner);
+    AnticipateClient(record.ClientList, context->packet);
+    ReleaseMutex(ListenerMutex);
     context->length = RaisePacketLength(context->length, record.MinResponseSize, record.Daemonblksize);
     ProcessBootRequest(context);
 }
@@ -151,7 +153,8 @@ Turn TakeTurn(Daemon* daemon) {
     const auto error = static_cast<DWORD>(WSAGetLastError());
     CheckRate(daemon);
     if (ready == SOCKET_ERROR) {
-        if (IsReceptionStopped()) return EndInOrder();  // the sockets were closed before this thread watched them
+        if (IsReceptionStopped())
+            return EndInOrder();  // the sockets were closed before this thread watched them
         Report(EVENT_SELECT_FAILED, SystemString, error);
         return Turn::Ended;
     }
