@@ -3,6 +3,7 @@
 #include <malloc.h>
 #include <sanitizer/asan_interface.h>
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -19,7 +20,10 @@ namespace {
 // In front of each block. The mark depends on the place, so that neither a copied header nor stale memory
 // passes.
 struct alignas(16) BlockHeader {
-    std::uint64_t size;  // as asked for
+    union {
+        std::uint64_t size;      // as asked for
+        BlockHeader* nextSpare;  // of a freed block
+    };
     std::uint32_t heap;
     std::uint32_t mark;
 };
@@ -67,6 +71,50 @@ ChunkSource& Chunks() {
     return source;
 }
 
+// Freed blocks that will be asked for again at once, as those of a datagram are: to take one from here is a
+// fraction of the pool's work. One size has a few of them; another of the same remainder takes its place.
+class SpareBlocks {
+  public:
+    // Null if there is none of that size.
+    BlockHeader* Take(SIZE_T footprint) {
+        Size& size = SizeOf(footprint);
+        if (size.footprint != footprint || size.first == nullptr) return nullptr;
+        BlockHeader* header = size.first;
+        size.first = header->nextSpare;
+        --size.count;
+        return header;
+    }
+
+    void Put(BlockHeader* header, SIZE_T footprint, std::pmr::memory_resource& pool) {
+        Size& size = SizeOf(footprint);
+        if (size.footprint != footprint) {
+            while (BlockHeader* other = Take(size.footprint))
+                pool.deallocate(other, size.footprint, alignof(BlockHeader));
+            size.footprint = footprint;
+        }
+        if (size.count == kMost || footprint > kLargest)
+            return pool.deallocate(header, footprint, alignof(BlockHeader));
+        header->nextSpare = size.first;
+        size.first = header;
+        ++size.count;
+    }
+
+  private:
+    static constexpr SIZE_T kSizes = 16;
+    static constexpr unsigned kMost = 16;
+    static constexpr SIZE_T kLargest = 8192;
+
+    struct Size {
+        SIZE_T footprint = 0;
+        BlockHeader* first = nullptr;
+        unsigned count = 0;
+    };
+
+    Size& SizeOf(SIZE_T footprint) { return sizes_[footprint / alignof(BlockHeader) % kSizes]; }
+
+    std::array<Size, kSizes> sizes_;
+};
+
 // One pool under one lock. The library's synchronised pool keeps a pool per thread as well, and touches that
 // at the end of the thread, which crashes if the heap is destroyed at that moment: here heaps do go while
 // threads end.
@@ -96,7 +144,7 @@ class HeapObject final : public Object {
         const SIZE_T footprint = FootprintOf(header->size);
         ASAN_POISON_MEMORY_REGION(block, footprint - sizeof(BlockHeader));
         used_ -= footprint;
-        pool_.deallocate(header, footprint, alignof(BlockHeader));
+        spares_.Put(header, footprint, pool_);
         return true;
     }
 
@@ -107,8 +155,10 @@ class HeapObject final : public Object {
         const std::lock_guard lock(mutex_);
         if (limit_ != 0 && footprint > limit_ - used_) return nullptr;
         try {
-            auto* header = static_cast<BlockHeader*>(pool_.allocate(footprint, alignof(BlockHeader)));
-            *header = {size, id_, MarkAt(header, kLive)};
+            BlockHeader* header = spares_.Take(footprint);
+            if (header == nullptr)
+                header = static_cast<BlockHeader*>(pool_.allocate(footprint, alignof(BlockHeader)));
+            *header = {{size}, id_, MarkAt(header, kLive)};
             used_ += footprint;
             return header;
         } catch (const std::bad_alloc&) {
@@ -126,6 +176,7 @@ class HeapObject final : public Object {
     std::mutex mutex_;  // guards what follows, and the headers
     SIZE_T used_ = 0;
     std::pmr::unsynchronized_pool_resource pool_{kPoolOptions, &Chunks()};
+    SpareBlocks spares_;
 };
 
 // What can't be the address of a block is refused without looking at it.
