@@ -14,6 +14,7 @@ SERVER, RELAY, PREFIX = "192.168.77.1", "192.168.77.2", "/24"
 PORT = 67
 LOAD_SECONDS = 120  # a load that takes longer hangs
 LOAD_TRIES = 3
+SETTLED_SECONDS = 0.1  # a database in use was not written this very moment, when it has to be read again and again
 
 
 class Cleanups(contextlib.ExitStack):
@@ -41,6 +42,7 @@ def _cpu_ms(process):
 
 class _TimedService(Service):
     def launch(self):
+        time.sleep(SETTLED_SECONDS)
         self.launched_ns = time.monotonic_ns()
         super().launch()
 
