@@ -6,6 +6,7 @@
 #include "database/database_result.h"
 #include "database/name_list.h"
 #include "database/shared_sections.h"
+#include "platform/ini_series.h"
 
 namespace {
 
@@ -89,6 +90,7 @@ DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, 
                          ClientEntry** listHead, DWORD* cacheSize, const OptionDefinition* catalogue,
                          int (*report)(const char* sectionName)) {
     *listHead = nullptr;
+    const IniSeries series;
     HeapBuffer names(heap, FirstNameListSize);
     DWORD result = ReadWholeNameList(&names, GetPrivateProfileSectionNamesA, path);
     if (result != DatabaseOk) return result;

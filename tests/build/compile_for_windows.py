@@ -29,6 +29,7 @@ PLATFORM_CHOICE = re.compile(
 def sources(root):
     """The files to compile, each with the include folders of its own."""
     yield root / "main.cpp", []
+    yield root / "platform/windows/ini_series.cpp", []
     for folder in LOGIC:
         yield from ((path, []) for path in sorted((root / folder).glob("*.cpp")))
     library = root / LIBRARY

@@ -1,6 +1,7 @@
 #include "database/client_list.h"
 
 #include <cstring>
+#include <fstream>
 
 #include "database/client_index.h"
 #include "database/database_result.h"
@@ -142,6 +143,40 @@ TEST_F(ClientListTest, LoadedEntriesAreThoseOfSingleBuilds) {
         EXPECT_EQ(entry->templateCapacity, single->templateCapacity);
     }
     EXPECT_EQ(Listed().size(), std::size(clients) + 1);
+}
+
+TEST_F(ClientListTest, EachLoadReadsTheFileAsItIs) {
+    for (int number = 1000; number < 1100; ++number) {
+        const std::string name = std::to_string(number);
+        WriteBootptab("[Options]\nHost Name=12,string\n[00-01]\nHost Name=" + name + "\n");
+        ASSERT_EQ(Load(), DatabaseOk);
+        ASSERT_EQ(TemplateOf(list), (Bytes{12, 4, '1', '0', BYTE(name[2]), BYTE(name[3]), 255}));
+        Discard();
+    }
+}
+
+// The file is edited where the load reports a section, and the load goes on a moment later.
+TEST_F(ClientListTest, AnEditInTheMidstOfALoadShowsInWhatFollows) {
+    static std::filesystem::path file;
+    static std::string edited;
+    const auto bootptab = [](const char* host) {
+        const std::string client = std::string("]\nHost Name=") + host + "\n";
+        return "[Options]\nHost Name=12,string\n[00-01" + client + "[00-02]\n[00-03" + client;
+    };
+    file = path;
+    edited = bootptab("new");
+    WriteBootptab(bootptab("old"));
+    const auto report = [](const char*) {
+        std::ofstream(file, std::ios::binary | std::ios::trunc) << edited;
+        Sleep(50);
+        return 0;
+    };
+    DWORD cacheSize = 0;
+    ASSERT_EQ(LoadClientDatabase(0, heap, path.c_str(), &total, &list, &cacheSize, catalogue.data(), report),
+              DatabaseOk);
+    ASSERT_EQ(Listed(), (Names{"00-01", "00-03"}));
+    EXPECT_EQ(TemplateOf(list), (Bytes{12, 3, 'o', 'l', 'd', 255}));
+    EXPECT_EQ(TemplateOf(list->next), (Bytes{12, 3, 'n', 'e', 'w', 255}));
 }
 
 TEST_F(ClientListTest, Retiring) {

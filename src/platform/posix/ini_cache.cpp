@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <new>
 #include <string>
 
@@ -132,42 +131,11 @@ class IniCache {
     std::uint64_t uses_ = 0;
 };
 
-using Clock = std::chrono::steady_clock;
-
-// The shortest edit is a system call, which alone takes longer than this.
-constexpr auto kCloseCalls = std::chrono::nanoseconds(250);
-constexpr auto kLongestSeries = std::chrono::microseconds(20);
-
-// What a thread's last look at a file found.
-struct LastLook {
-    std::string path;
-    std::weak_ptr<const ParsedIni> content;  // the cache alone decides what stays in memory
-    Clock::time_point looked;
-    Clock::time_point callEnded;
-
-    std::shared_ptr<const ParsedIni> Share(const char* wanted) const {
-        const Clock::time_point now = Clock::now();
-        if (now - callEnded > kCloseCalls || now - looked > kLongestSeries || path != wanted) return nullptr;
-        return content.lock();
-    }
-};
-
-thread_local LastLook lastLook;
-
 }  // namespace
 
-IniOperation::~IniOperation() {
-    lastLook.callEnded = Clock::now();
-}
-
 std::shared_ptr<const ParsedIni> OpenIni(const char* path) try {
-    if (auto shared = lastLook.Share(path)) return shared;
     static IniCache& cache = *new IniCache;  // threads may read while the process ends
-    lastLook.looked = Clock::now();
-    std::shared_ptr<const ParsedIni> content = cache.Open(path);
-    lastLook.content = content;
-    if (lastLook.path != path) lastLook.path = path;
-    return content;
+    return cache.Open(path);
 } catch (const std::bad_alloc&) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;

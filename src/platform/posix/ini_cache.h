@@ -8,18 +8,6 @@
 // The content that the file has now. Null if it can't be read, and the last error says why: 2 or 3 for a file
 // that isn't there, 5 for one that may not be read, 8 if memory doesn't suffice.
 //
-// Each call looks at the file, so an edit that was complete before the call is in the answer. Calls of one
-// thread that follow each other so closely that no edit fits in between share one look: a database is read
-// with a dozen calls a client, and a look costs many times as much as all the rest of a call. The content
+// Each call looks at the file, so an edit that was complete before the call is in the answer. The content
 // stays as it is for as long as the caller holds it. Any thread may call.
 std::shared_ptr<const ParsedIni> OpenIni(const char* path);
-
-// Stands at the head of an operation on INI files; at its end the time counts within which the next one
-// follows closely.
-class IniOperation {
-  public:
-    IniOperation() = default;
-    ~IniOperation();
-    IniOperation(const IniOperation&) = delete;
-    IniOperation& operator=(const IniOperation&) = delete;
-};

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/posix/ini_cache.h"
+#include "platform/posix/ini_reading.h"
 
 namespace {
 
@@ -62,9 +62,9 @@ DWORD CopyValue(std::string_view value, LPSTR buffer, DWORD size) {
 DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR fallback, LPSTR buffer, DWORD size,
                                       LPCSTR path) {
     if (buffer == nullptr || size == 0) return 0;
-    const IniOperation operation;
     const std::string_view missing = fallback != nullptr ? fallback : "";
-    const std::shared_ptr<const ParsedIni> ini = OpenIni(path != nullptr ? path : "");
+    const IniReading reading(path != nullptr ? path : "");
+    const ParsedIni* ini = reading.Content();
     if (ini == nullptr) return CopyValue(missing, buffer, size);
     if (section != nullptr && key != nullptr) {
         const std::string_view wanted = TrimBlanks(key);

@@ -1,0 +1,15 @@
+// A series of INI operations that one thread makes in a row, as a load does with some calls for each of many
+// clients.
+#pragma once
+
+// While one of them lives, the INI operations of its thread may take the content of the file from a look that
+// is some milliseconds old, where each of them would have to look at the file itself; the first one looks
+// anew. An edit thus shows within that time in the midst of the series, and at once behind its end. Other
+// threads aren't concerned. One within another adds nothing.
+class IniSeries {
+  public:
+    IniSeries();
+    ~IniSeries();
+    IniSeries(const IniSeries&) = delete;
+    IniSeries& operator=(const IniSeries&) = delete;
+};

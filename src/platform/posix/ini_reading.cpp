@@ -1,0 +1,108 @@
+#include "platform/posix/ini_reading.h"
+
+#include <time.h>
+
+#include <chrono>
+#include <new>
+#include <string>
+
+#include "platform/posix/ini_cache.h"
+#include "platform/posix/types.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using ContentRef = std::shared_ptr<const ParsedIni>;
+
+// The shortest edit is a system call, which alone takes longer than this.
+constexpr auto kCloseCalls = std::chrono::nanoseconds(250);
+constexpr auto kLongestRun = std::chrono::microseconds(20);
+
+// What a thread's last look at a file found.
+struct LastLook {
+    std::string path;
+    std::weak_ptr<const ParsedIni> content;  // the cache alone decides what stays in memory
+    Clock::time_point looked;
+    Clock::time_point callEnded;
+
+    ContentRef Share(const char* wanted) const {
+        const Clock::time_point now = Clock::now();
+        if (now - callEnded > kCloseCalls || now - looked > kLongestRun || path != wanted) return nullptr;
+        return content.lock();
+    }
+};
+
+thread_local LastLook lastLook;
+
+ContentRef OpenOnce(const char* path) {
+    if (ContentRef shared = lastLook.Share(path)) return shared;
+    lastLook.looked = Clock::now();
+    ContentRef content = OpenIni(path);
+    lastLook.content = content;
+    if (lastLook.path != path) lastLook.path = path;
+    return content;
+}
+
+// The clock that costs least. It moves in ticks of one to ten milliseconds.
+timespec Tick() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return now;
+}
+
+// A thread's series: what it reads within one tick of the clock comes from one look.
+class Series {
+  public:
+    const ParsedIni* Open(const char* path) {
+        const timespec now = Tick();
+        if (content_ != nullptr && IsSameTick(now) && path_ == path) return content_.get();
+        content_ = nullptr;  // not held while a new one may be read
+        tick_ = now;
+        path_ = path;
+        content_ = OpenIni(path);
+        return content_.get();
+    }
+
+    int depth = 1;
+
+  private:
+    bool IsSameTick(const timespec& now) const {
+        return now.tv_nsec == tick_.tv_nsec && now.tv_sec == tick_.tv_sec;
+    }
+
+    std::string path_;
+    ContentRef content_;
+    timespec tick_{};
+};
+
+thread_local Series* series = nullptr;
+
+}  // namespace
+
+// Without memory for a series each operation looks for itself.
+IniSeries::IniSeries() {
+    if (series != nullptr) {
+        ++series->depth;
+    } else {
+        series = new (std::nothrow) Series;
+    }
+}
+
+IniSeries::~IniSeries() {
+    if (series == nullptr || --series->depth > 0) return;
+    delete series;
+    series = nullptr;
+}
+
+IniReading::IniReading(const char* path) {
+    try {
+        if (series == nullptr) held_ = OpenOnce(path);
+        content_ = series == nullptr ? held_.get() : series->Open(path);
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    }
+}
+
+IniReading::~IniReading() {
+    if (series == nullptr) lastLook.callEnded = Clock::now();
+}

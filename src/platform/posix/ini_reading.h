@@ -1,0 +1,26 @@
+// The file that one INI operation reads. Within the layer only.
+#pragma once
+
+#include <memory>
+
+#include "platform/ini_series.h"
+#include "platform/posix/parsed_ini.h"
+
+// Stands at the head of an operation, whose thread alone uses it. An edit that was complete before the
+// operation is in what it reads, but for two cases in which several operations share one look at the file,
+// which costs many times as much as all the rest of an operation: they belong to a series, or they follow
+// each other so closely that no edit fits in between.
+class IniReading {
+  public:
+    explicit IniReading(const char* path);
+    ~IniReading();
+    IniReading(const IniReading&) = delete;
+    IniReading& operator=(const IniReading&) = delete;
+
+    // Null if the file can't be read; the last error says why.
+    const ParsedIni* Content() const { return content_; }
+
+  private:
+    std::shared_ptr<const ParsedIni> held_;  // outside a series
+    const ParsedIni* content_ = nullptr;
+};
