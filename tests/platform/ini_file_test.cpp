@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/ini_series.h"
 #include "platform/posix/whole_file.h"
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
@@ -100,6 +101,8 @@ TEST(IniFile, ReadsValues) {
     for (const auto& row : rows) {
         const std::string path = home.Write("x.ini", row.text);
         EXPECT_EQ(Value(path, row.section, row.key), row.value) << row.rule;
+        const IniSeries series;
+        EXPECT_EQ(Value(path, row.section, row.key), row.value) << row.rule << ", in a series";
     }
 }
 
@@ -113,6 +116,12 @@ TEST(IniFile, ListsNames) {
     EXPECT_THAT(Keys(path, "Empty"), IsEmpty());
     EXPECT_THAT(Keys(path, "None"), IsEmpty());
     EXPECT_THAT(Keys(path, nullptr), ElementsAre("Two", "One", "two", "Empty"));
+    {
+        const IniSeries series;
+        EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
+        EXPECT_THAT(Keys(path, "Empty"), IsEmpty());
+        EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
+    }
 
     char buffer[16];
     EXPECT_EQ(GetPrivateProfileStringA("Empty", nullptr, "none", buffer, sizeof(buffer), path.c_str()), 4u);
@@ -200,6 +209,12 @@ TEST(IniFile, ALargeSectionReadsLikeASmallOne) {
     EXPECT_EQ(Value(path, "Large", "last"), "1");
     EXPECT_EQ(Value(path, "Large", "key"), Missing);
     EXPECT_EQ(Value(path, "Small", "key1"), "small");
+    const IniSeries series;
+    for (const char* key : {"key1", "KEY7", "key19999"}) {
+        EXPECT_EQ(Value(path, "Large", key), "v" + std::string(key).substr(3));
+        EXPECT_EQ(Value(path, "Small", "key1"), "small");
+    }
+    EXPECT_EQ(Keys(path, "Large").size(), 20002u);
 }
 
 // One more large section than are kept indexed, over and over.

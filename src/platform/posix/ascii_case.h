@@ -22,7 +22,7 @@ constexpr std::strong_ordering CompareWithoutCase(std::string_view left, std::st
 }
 
 constexpr bool EqualWithoutCase(std::string_view left, std::string_view right) {
-    return left.size() == right.size() && CompareWithoutCase(left, right) == 0;
+    return left.size() == right.size() && (left == right || CompareWithoutCase(left, right) == 0);
 }
 
 // Equal texts but for case have equal hashes.

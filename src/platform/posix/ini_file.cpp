@@ -64,18 +64,17 @@ DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR fallbac
     if (buffer == nullptr || size == 0) return 0;
     const std::string_view missing = fallback != nullptr ? fallback : "";
     const IniReading reading(path != nullptr ? path : "");
-    const ParsedIni* ini = reading.Content();
-    if (ini == nullptr) return CopyValue(missing, buffer, size);
+    if (reading.Content() == nullptr) return CopyValue(missing, buffer, size);
     if (section != nullptr && key != nullptr) {
         const std::string_view wanted = TrimBlanks(key);
-        return CopyValue(ini->FindValue(TrimBlanks(section), wanted).value_or(missing), buffer, size);
+        return CopyValue(reading.FindValue(TrimBlanks(section), wanted).value_or(missing), buffer, size);
     }
     NameList list(buffer, size);
     const auto add = [&list](std::string_view name) { return list.Add(name); };
     if (section == nullptr) {
-        ini->ForEachSection(add);
+        reading.Content()->ForEachSection(add);
     } else {
-        ini->ForEachKey(TrimBlanks(section), add);
+        reading.ForEachKey(TrimBlanks(section), add);
     }
     return list.IsEmpty() ? CopyValue(missing, buffer, size) : list.Finish();
 }

@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 
+#include "platform/posix/ascii_case.h"
 #include "platform/posix/ini_cache.h"
 #include "platform/posix/types.h"
 
@@ -50,6 +51,30 @@ timespec Tick() {
     return now;
 }
 
+// The section that was asked for last, taken apart.
+class LastSection {
+  public:
+    // Null for a section that is too large.
+    const std::vector<IniKey>* KeysOf(const ParsedIni& ini, std::string_view name) {
+        if (!isKnown_ || name_ != name) {
+            isKnown_ = false;
+            name_ = name;
+            isSmall_ = ini.ListKeys(name, keys_);
+            isKnown_ = true;
+        }
+        return isSmall_ ? &keys_ : nullptr;
+    }
+
+    // The keys are views of the content.
+    void Forget() { isKnown_ = false; }
+
+  private:
+    std::string name_;
+    std::vector<IniKey> keys_;
+    bool isSmall_ = false;
+    bool isKnown_ = false;
+};
+
 // A thread's series: what it reads within one tick of the clock comes from one look.
 class Series {
   public:
@@ -57,10 +82,15 @@ class Series {
         const timespec now = Tick();
         if (content_ != nullptr && IsSameTick(now) && path_ == path) return content_.get();
         content_ = nullptr;  // not held while a new one may be read
+        section_.Forget();
         tick_ = now;
         path_ = path;
         content_ = OpenIni(path);
         return content_.get();
+    }
+
+    const std::vector<IniKey>* KeysOf(std::string_view section) {
+        return section_.KeysOf(*content_, section);
     }
 
     int depth = 1;
@@ -73,6 +103,7 @@ class Series {
     std::string path_;
     ContentRef content_;
     timespec tick_{};
+    LastSection section_;
 };
 
 thread_local Series* series = nullptr;
@@ -105,4 +136,19 @@ IniReading::IniReading(const char* path) {
 
 IniReading::~IniReading() {
     if (series == nullptr) lastLook.callEnded = Clock::now();
+}
+
+const std::vector<IniKey>* IniReading::KnownKeys(std::string_view section) const try {
+    return series != nullptr ? series->KeysOf(section) : nullptr;
+} catch (const std::bad_alloc&) {
+    return nullptr;
+}
+
+std::optional<std::string_view> IniReading::FindValue(std::string_view section, std::string_view key) const {
+    const std::vector<IniKey>* keys = KnownKeys(section);
+    if (keys == nullptr) return content_->FindValue(section, key);
+    for (const IniKey& known : *keys) {
+        if (EqualWithoutCase(known.name, key)) return known.value;
+    }
+    return std::nullopt;
 }

@@ -20,7 +20,21 @@ class IniReading {
     // Null if the file can't be read; the last error says why.
     const ParsedIni* Content() const { return content_; }
 
+    // As those of the content, which isn't null.
+    std::optional<std::string_view> FindValue(std::string_view section, std::string_view key) const;
+    template <class Visit>
+    void ForEachKey(std::string_view section, Visit visit) const {
+        const std::vector<IniKey>* keys = KnownKeys(section);
+        if (keys == nullptr) return content_->ForEachKey(section, visit);
+        for (const IniKey& key : *keys) {
+            if (!visit(key.name)) return;
+        }
+    }
+
   private:
+    // The keys of the section if they are at hand, as in a series, which asks for one after the other.
+    const std::vector<IniKey>* KnownKeys(std::string_view section) const;
+
     std::shared_ptr<const ParsedIni> held_;  // outside a series
     const ParsedIni* content_ = nullptr;
 };

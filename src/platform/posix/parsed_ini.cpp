@@ -107,6 +107,16 @@ std::optional<std::string_view> ParsedIni::FindValue(std::string_view section, s
     return KeysOf(body)->FindValue(key);
 }
 
+bool ParsedIni::ListKeys(std::string_view section, std::vector<IniKey>& keys) const {
+    std::string_view rest = FindBody(section).body;
+    if (rest.size() > SmallSection) return false;
+    keys.clear();
+    while (!rest.empty()) {
+        if (const std::optional<IniKey> key = ParseKey(TakeLine(rest))) keys.push_back(*key);
+    }
+    return true;
+}
+
 std::shared_ptr<const SectionKeys> ParsedIni::KeysOf(const Body& body) const {
     const std::lock_guard lock(indexedMutex_);
     for (const IndexedSection& indexed : indexed_) {

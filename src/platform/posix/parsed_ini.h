@@ -54,6 +54,10 @@ class ParsedIni {
         }
     }
 
+    // The keys of the first section of that name, in file order. False for a section so large that its index
+    // answers sooner. Throws std::bad_alloc.
+    bool ListKeys(std::string_view section, std::vector<IniKey>& keys) const;
+
     std::string_view Text() const { return text_.View(); }
 
   private:
