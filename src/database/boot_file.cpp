@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "database/shared_sections.h"
+
 namespace {
 
 // The bytes behind the last zero byte of the field.
@@ -52,7 +54,9 @@ void CopyMediaText(const BootPacket* packet, char* text) {
 
 bool ReplaceByAlias(BootPacket* packet, const char* path, SharedSections* shared) {
     if (packet->file[0] == '\0') return true;
+    const std::string* known = shared != nullptr ? RecallAlias(shared, packet->file, path) : nullptr;
+    if (known != nullptr) return StoreBootFile(packet, known->c_str());
     char alias[BootFileSize + 1];  // an alias of 128 characters shows that it is too long
-    ReadSharedText(shared, FileAliasesSection, packet->file, packet->file, alias, sizeof(alias), path);
+    GetPrivateProfileStringA(FileAliasesSection, packet->file, packet->file, alias, sizeof(alias), path);
     return StoreBootFile(packet, alias);
 }

@@ -3,9 +3,10 @@
 // along.
 #pragma once
 
-#include "database/shared_sections.h"
 #include "platform/windows_api.h"
 #include "request/boot_packet.h"
+
+struct SharedSections;
 
 inline constexpr char FileAliasesSection[] = "File Aliases";
 inline constexpr std::size_t BootFileSize = sizeof(BootPacket::file);

@@ -5,7 +5,7 @@
 
 #include "database/boot_file.h"
 #include "database/database_result.h"
-#include "database/name_list.h"
+#include "database/key_section.h"
 #include "database/option_encoding.h"
 #include "database/shared_sections.h"
 
@@ -14,10 +14,6 @@ namespace {
 constexpr char TemplatePrefix[] = "Template:";
 constexpr char TemplateKey[] = "Template";
 constexpr IpAddress RfcCookie = {{99, 130, 83, 99}};
-
-// Names that end within 4095 bytes are the section's keys. The list is read with a byte to spare, so that a
-// name that fills the last byte can be told from one that was cut there.
-constexpr DWORD KeyListRead = FirstNameListSize + 1;
 
 struct Build {
     DWORD terminateStrings;
@@ -29,27 +25,21 @@ struct Build {
     SharedSections* shared;
 };
 
-// A section whose keys are to be encoded. `shared` is null for one that a single client reads.
-struct KeySection {
-    const char* name;
-    NameList keys;
-    bool isWhole;  // false if there may be keys that the list doesn't show
-    SharedSections* shared;
-};
-
-KeySection ReadKeys(HeapBuffer* buffer, const char* name, SharedSections* shared, const char* path) {
-    const DWORD length = ReadSharedText(shared, name, nullptr, "", buffer->text, KeyListRead, path);
-    const NameList keys = {buffer->text, buffer->text + FirstNameListSize - 1};
-    return {name, keys, length < KeyListRead - 2, shared};
-}
-
-DWORD Encode(Build* build, const char* key, char* value) {
-    const EncodedOption encoded = EncodeOptionValue(build->terminateStrings, build->catalogue, build->packet,
-                                                    build->cursor, build->limit, key, value);
+DWORD Accept(Build* build, const EncodedOption& encoded) {
     if (encoded.outcome == EncodeOutcome::NoRoom) return EntryTooSmall;
     if (encoded.outcome == EncodeOutcome::Malformed) return EntryMalformed;
     build->cursor = encoded.cursor;
     return DatabaseOk;
+}
+
+DWORD Encode(Build* build, const char* key, char* value) {
+    return Accept(build, EncodeOptionValue(build->terminateStrings, build->catalogue, build->packet,
+                                           build->cursor, build->limit, key, value));
+}
+
+DWORD EncodeDefined(Build* build, const OptionDefinition* definition, char* value) {
+    return Accept(build, EncodeDefinedOption(build->terminateStrings, definition, build->packet,
+                                             build->cursor, build->limit, value));
 }
 
 // Encodes the keys of one section in file order, but for those in `overridden`.
@@ -58,8 +48,20 @@ DWORD EncodeKeys(Build* build, const KeySection& section, const NameList* overri
     while (const char* key = NextName(&keys)) {
         if (overridden != nullptr && HasName(*overridden, key)) continue;
         char value[OptionValueSize];
-        ReadSharedText(section.shared, section.name, key, "", value, OptionValueRead, build->path);
+        GetPrivateProfileStringA(section.name, key, "", value, OptionValueRead, build->path);
         const DWORD result = Encode(build, key, value);
+        if (result != DatabaseOk) return result;
+    }
+    return DatabaseOk;
+}
+
+// The same for a template that the load has kept.
+DWORD EncodeSharedKeys(Build* build, const std::vector<SharedKey>& keys, const NameList& overridden) {
+    for (const SharedKey& key : keys) {
+        if (HasName(overridden, key.name.c_str())) continue;
+        char value[OptionValueSize];
+        std::memcpy(value, key.value.c_str(), key.value.size() + 1);
+        const DWORD result = EncodeDefined(build, key.definition, value);
         if (result != DatabaseOk) return result;
     }
     return DatabaseOk;
@@ -74,16 +76,21 @@ DWORD EncodeTemplate(Build* build, const KeySection& client, HeapBuffer* buffer)
         GetPrivateProfileStringA(client.name, TemplateKey, "", name, OptionValueRead, build->path);
     if (length == 0) return DatabaseOk;
     if (length > LongestOptionValue) return EntryMalformed;
-    return EncodeKeys(build, ReadKeys(buffer, section, build->shared, build->path), &client.keys);
+    if (build->shared != nullptr) {
+        const auto* keys = RecallTemplate(build->shared, section, buffer, build->catalogue, build->path);
+        if (keys != nullptr) return EncodeSharedKeys(build, *keys, client.keys);
+    }
+    return EncodeKeys(build, ReadKeySection(buffer, section, build->path), &client.keys);
 }
 
-DWORD EncodeClient(Build* build, HeapBuffer* templateBuffer, HeapBuffer* clientBuffer) {
+DWORD EncodeClient(Build* build, KeyBuffers* buffers) {
+    if (!buffers->AreThere()) return OutOfMemory;
     char section[HardwareTextSize] = {};
     ConvertHardwareAddress(build->packet->chaddr, section, build->packet->hlen);
-    const KeySection client = ReadKeys(clientBuffer, section, nullptr, build->path);
+    const KeySection client = ReadKeySection(&buffers->ofClient, section, build->path);
     if (*client.keys.at == '\0') return NoClientSection;
 
-    DWORD result = EncodeTemplate(build, client, templateBuffer);
+    DWORD result = EncodeTemplate(build, client, &buffers->ofTemplate);
     if (result == DatabaseOk) result = EncodeKeys(build, client, nullptr);
     char nothing[2] = {};
     if (result == DatabaseOk) result = Encode(build, "", nothing);  // the end mark
@@ -106,19 +113,14 @@ ClientEntry* AllocateBlock(HANDLE heap, DWORD size, const BYTE* hardwareAddress,
 DWORD BuildClientEntry(DWORD terminateStrings, HANDLE heap, const char* path,
                        const OptionDefinition* catalogue, BootPacket* packet, BYTE* limit,
                        SharedSections* shared) {
-    HeapBuffer templateBuffer(heap, KeyListRead);
-    HeapBuffer clientBuffer(heap, KeyListRead);
-    DWORD result = OutOfMemory;
-    if (templateBuffer.text != nullptr && clientBuffer.text != nullptr) {
-        packet->cookie = RfcCookie;
-        packet->op = 0;
-        packet->htype = 1;
-        Build build = {terminateStrings, path, catalogue, packet, Options(packet), limit, shared};
-        result = EncodeClient(&build, &templateBuffer, &clientBuffer);
-    }
-    const bool templateReleased = templateBuffer.Release();
-    const bool clientReleased = clientBuffer.Release();
-    return templateReleased && clientReleased ? result : BlockNotReleased;
+    packet->cookie = RfcCookie;
+    packet->op = 0;
+    packet->htype = 1;
+    Build build = {terminateStrings, path, catalogue, packet, Options(packet), limit, shared};
+    if (shared != nullptr && shared->buffers.AreThere()) return EncodeClient(&build, &shared->buffers);
+    KeyBuffers buffers(heap);
+    const DWORD result = EncodeClient(&build, &buffers);
+    return buffers.Release() ? result : BlockNotReleased;
 }
 
 ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total,

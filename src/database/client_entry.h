@@ -38,7 +38,7 @@ inline constexpr DWORD LargestEntryImage = 150000;
 //   with an entry:  DatabaseOk, or EntryTooSmall if one unit wasn't enough, which is as good
 //                   EntryMalformed  built only as far as the bad key; good for nothing but to be freed
 //   with null:      NoClientSection, OutOfMemory, BlockNotReleased
-// A load gives `shared`, so that templates and aliases are read once.
+// A load gives `shared`, so that templates and aliases are read once, and buffers serve for all clients.
 ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total,
                                  DWORD* status, const OptionDefinition* catalogue,
                                  const BYTE* hardwareAddress, BYTE hlen, SharedSections* shared = nullptr);

@@ -95,9 +95,11 @@ DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, 
     DWORD result = ReadWholeNameList(&names, GetPrivateProfileSectionNamesA, path);
     if (result != DatabaseOk) return result;
 
-    Load load = {terminateStrings, heap, path, total, listHead, cacheSize, catalogue, report, {}};
+    Load load = {terminateStrings,    heap, path, total, listHead, cacheSize, catalogue, report,
+                 SharedSections(heap)};
     result = LoadSections(&load, {names.text, names.text + names.size});
-    if (!names.Release()) result = BlockNotReleased;
+    const bool buffersReleased = load.shared.buffers.Release();
+    if (!names.Release() || !buffersReleased) result = BlockNotReleased;
     if (*listHead == nullptr) return DatabaseCorrupt;
     if (result != DatabaseOk) return result;
     (*listHead)->index = BuildClientIndex(heap, *listHead);

@@ -128,7 +128,12 @@ EncodedOption EncodeString(bool terminate, const OptionDefinition& definition, B
 
 EncodedOption EncodeOptionValue(DWORD terminateStrings, const OptionDefinition* catalogue, BootPacket* packet,
                                 BYTE* cursor, BYTE* limit, const char* key, char* value) {
-    const OptionDefinition* definition = FindOptionDefinition(catalogue, key);
+    return EncodeDefinedOption(terminateStrings, FindOptionDefinition(catalogue, key), packet, cursor, limit,
+                               value);
+}
+
+EncodedOption EncodeDefinedOption(DWORD terminateStrings, const OptionDefinition* definition,
+                                  BootPacket* packet, BYTE* cursor, BYTE* limit, char* value) {
     if (definition == nullptr) return MarkEnd(cursor, limit, EncodeOutcome::Done);
     if (definition->tag < 0) {
         if (!ApplyPseudoTag(definition->tag, packet, value)) return Refuse(EncodeOutcome::Malformed);

@@ -37,3 +37,7 @@ struct EncodedOption {
 // `limit`.
 EncodedOption EncodeOptionValue(DWORD terminateStrings, const OptionDefinition* catalogue, BootPacket* packet,
                                 BYTE* cursor, BYTE* limit, const char* key, char* value);
+
+// The same for a key whose row of the catalogue is known; null for an unknown key.
+EncodedOption EncodeDefinedOption(DWORD terminateStrings, const OptionDefinition* definition,
+                                  BootPacket* packet, BYTE* cursor, BYTE* limit, char* value);

@@ -3,32 +3,55 @@
 #include <cstring>
 #include <new>
 
+#include "database/boot_file.h"
+#include "database/option_encoding.h"
+
 namespace {
 
-// A boot file of its own for each client must not make the load remember them all.
+// A boot file or a template of its own for each client must not make the load remember them all.
 constexpr std::size_t MostSharedTexts = 4096;
 
-// The text that was read before, or is read now.
-const std::string* Recall(SharedSections* shared, const char* section, const char* key, const char* fallback,
-                          char* buffer, DWORD size, const char* path) {
-    if (shared->answers.size() >= MostSharedTexts) shared->answers.clear();
-    // No name has a NUL in it, and a list of names has no key.
-    std::string names = section;
-    if (key != nullptr) names.append(1, '\0').append(key);
-    const auto known = shared->answers.find(names);
-    if (known != shared->answers.end()) return &known->second;
-    const DWORD length = GetPrivateProfileStringA(section, key, fallback, buffer, size, path);
-    return &shared->answers.emplace(std::move(names), std::string(buffer, length)).first->second;
+void MakeRoom(SharedSections* shared) {
+    if (shared->textCount < MostSharedTexts) return;
+    shared->templates.clear();
+    shared->aliases.clear();
+    shared->textCount = 0;
+}
+
+std::vector<SharedKey> ReadTemplate(const char* section, HeapBuffer* buffer,
+                                    const OptionDefinition* catalogue, const char* path) {
+    std::vector<SharedKey> keys;
+    KeySection read = ReadKeySection(buffer, section, path);
+    while (const char* key = NextName(&read.keys)) {
+        char value[OptionValueRead];
+        GetPrivateProfileStringA(section, key, "", value, OptionValueRead, path);
+        keys.push_back({key, value, FindOptionDefinition(catalogue, key)});
+    }
+    return keys;
 }
 
 }  // namespace
 
-DWORD ReadSharedText(SharedSections* shared, const char* section, const char* key, const char* fallback,
-                     char* buffer, DWORD size, const char* path) try {
-    if (shared == nullptr) return GetPrivateProfileStringA(section, key, fallback, buffer, size, path);
-    const std::string* text = Recall(shared, section, key, fallback, buffer, size, path);
-    std::memcpy(buffer, text->c_str(), text->size() + 1);  // the NUL that ends a value, or a list
-    return static_cast<DWORD>(text->size());
+const std::vector<SharedKey>* RecallTemplate(SharedSections* shared, const char* section, HeapBuffer* buffer,
+                                             const OptionDefinition* catalogue, const char* path) try {
+    const auto known = shared->templates.find(std::string_view(section));
+    if (known != shared->templates.end()) return &known->second;
+    MakeRoom(shared);
+    std::vector<SharedKey> keys = ReadTemplate(section, buffer, catalogue, path);
+    shared->textCount += 1 + keys.size();
+    return &shared->templates.emplace(section, std::move(keys)).first->second;
 } catch (const std::bad_alloc&) {
-    return GetPrivateProfileStringA(section, key, fallback, buffer, size, path);
+    return nullptr;
+}
+
+const std::string* RecallAlias(SharedSections* shared, const char* bootFile, const char* path) try {
+    const auto known = shared->aliases.find(std::string_view(bootFile));
+    if (known != shared->aliases.end()) return &known->second;
+    MakeRoom(shared);
+    char alias[BootFileSize + 1];
+    GetPrivateProfileStringA(FileAliasesSection, bootFile, bootFile, alias, sizeof(alias), path);
+    ++shared->textCount;
+    return &shared->aliases.emplace(bootFile, alias).first->second;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }

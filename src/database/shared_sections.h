@@ -1,20 +1,59 @@
-// What a load has read of the sections that many clients share: templates and file aliases.
-//
-// Every call of an INI operation looks at the file, which costs more than all the encoding of a key. A load
-// therefore asks for each text of a shared section once.
+// What a load keeps from client to client: the sections that many of them share, and the buffers for their
+// keys.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
+#include "database/key_section.h"
+#include "database/option_catalogue.h"
 #include "platform/windows_api.h"
 
-struct SharedSections {
-    std::unordered_map<std::string, std::string> answers;
+struct KeyBuffers {
+    HeapBuffer ofTemplate;
+    HeapBuffer ofClient;
+
+    explicit KeyBuffers(HANDLE heap) : ofTemplate(heap, KeyListSize), ofClient(heap, KeyListSize) {}
+    bool AreThere() const { return ofTemplate.text != nullptr && ofClient.text != nullptr; }
+
+    // False if the heap wouldn't take one of them back.
+    bool Release() {
+        const bool released = ofTemplate.Release();
+        return ofClient.Release() && released;
+    }
 };
 
-// As GetPrivateProfileStringA, but that the answer comes from `shared` if it has been asked for with these
-// names before; the size is then the same too. Null always asks the file. May throw std::bad_alloc unless
-// `shared` is null.
-DWORD ReadSharedText(SharedSections* shared, const char* section, const char* key, const char* fallback,
-                     char* buffer, DWORD size, const char* path);
+// A key of a template with its value and its row of the catalogue, which is null if it has none.
+struct SharedKey {
+    std::string name;
+    std::string value;
+    const OptionDefinition* definition;
+};
+
+struct TextHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+};
+
+template <class T>
+using SharedTexts = std::unordered_map<std::string, T, TextHash, std::equal_to<>>;
+
+struct SharedSections {
+    KeyBuffers buffers;
+    SharedTexts<std::vector<SharedKey>> templates;  // by the section's name
+    SharedTexts<std::string> aliases;               // of each boot file; itself if it has none
+    std::size_t textCount = 0;                      // what the tables hold
+
+    explicit SharedSections(HANDLE heap) : buffers(heap) {}
+};
+
+// The keys of a template in file order, read now or by an earlier call; `buffer` has KeyListSize. Null if
+// there is no memory to keep them.
+const std::vector<SharedKey>* RecallTemplate(SharedSections* shared, const char* section, HeapBuffer* buffer,
+                                             const OptionDefinition* catalogue, const char* path);
+
+// What "File Aliases" has for the boot file, read now or by an earlier call with at most BootFileSize
+// characters. Null if there is no memory to keep it.
+const std::string* RecallAlias(SharedSections* shared, const char* bootFile, const char* path);

@@ -145,6 +145,33 @@ TEST_F(ClientListTest, LoadedEntriesAreThoseOfSingleBuilds) {
     EXPECT_EQ(Listed().size(), std::size(clients) + 1);
 }
 
+// More templates and boot files than a load keeps, and each of them asked for again later on.
+TEST_F(ClientListTest, ManyTemplatesAndBootFiles) {
+    constexpr int Many = 3000;
+    std::string templates = "[Options]\nHost Name=12,string\nBoot File=-1,string\n";
+    std::string clients;
+    std::string aliases = "[File Aliases]\n";
+    for (int at = 0; at < 2 * Many; ++at) {
+        const std::string number = std::to_string(at % Many);
+        char address[16];
+        wsprintfA(address, "02-%02x-%02x", at / 256, at % 256);
+        clients += "[" + std::string(address) + "]\nTemplate=" + number + "\n";
+        if (at >= Many) continue;
+        templates += "[Template:" + number + "]\nHost Name=host" + number + "\nBoot File=" + number + "\n";
+        if (at % 2 == 0) aliases += number + "=alias" + number + "\n";
+    }
+    WriteBootptab(templates + aliases + clients);
+    ASSERT_EQ(Load(), DatabaseOk);
+    int at = 0;
+    for (const ClientEntry* entry = list; entry != nullptr; entry = entry->next, ++at) {
+        const std::string number = std::to_string(at % Many);
+        ASSERT_EQ(entry->packet.file, (at % 2 == 0 ? "alias" : "") + number);
+        const Bytes encoded = TemplateOf(entry);
+        ASSERT_EQ(std::string(encoded.begin() + 2, encoded.end() - 1), "host" + number);
+    }
+    EXPECT_EQ(at, 2 * Many);
+}
+
 TEST_F(ClientListTest, EachLoadReadsTheFileAsItIs) {
     for (int number = 1000; number < 1100; ++number) {
         const std::string name = std::to_string(number);
