@@ -16,7 +16,7 @@ char* NextName(NameList* list) {
 
 bool HasName(NameList list, const char* name) {
     while (const char* candidate = NextName(&list)) {
-        if (_stricmp(candidate, name) == 0) return true;
+        if (IsSameName(candidate, name)) return true;
     }
     return false;
 }

@@ -14,6 +14,12 @@ struct NameList {
 // name.
 char* NextName(NameList* list);
 
+// Whether two names are the same in whatever case. The cases of a letter differ in one bit, so most pairs are
+// told apart by their first characters.
+inline bool IsSameName(const char* left, const char* right) {
+    return ((*left ^ *right) & ~0x20) == 0 && _stricmp(left, right) == 0;
+}
+
 // Whether the list has the name, in whatever case.
 bool HasName(NameList list, const char* name);
 

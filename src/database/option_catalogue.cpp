@@ -93,7 +93,7 @@ DWORD ReadOptionCatalogue(HANDLE heap, const char* path, DWORD capacity, OptionD
 const OptionDefinition* FindOptionDefinition(const OptionDefinition* catalogue, const char* name) {
     if (*name == '\0') return nullptr;
     for (const OptionDefinition* row = catalogue; row->name[0] != '\0'; ++row) {
-        if (_stricmp(row->name, name) == 0) return row;
+        if (IsSameName(row->name, name)) return row;
     }
     return nullptr;
 }

@@ -111,9 +111,11 @@ TEST_F(CatalogueTest, LongListsAreReadWhole) {
 }
 
 TEST_F(CatalogueTest, TheFirstRowOfANameAnswersInAnyCase) {
-    ASSERT_EQ(Read("[Options]\nHost=12,string\nOther=13,byte\nHOST=14,byte\n"), DatabaseOk);
+    ASSERT_EQ(Read("[Options]\nHost=12,string\nOther=13,byte\nHOST=14,byte\n@ns=15,byte\n"), DatabaseOk);
     EXPECT_EQ(FindOptionDefinition(rows.data(), "hOST"), &rows[0]);
     EXPECT_EQ(FindOptionDefinition(rows.data(), "Hos"), nullptr);
+    EXPECT_EQ(FindOptionDefinition(rows.data(), "@NS"), &rows[3]);
+    EXPECT_EQ(FindOptionDefinition(rows.data(), "`ns"), nullptr);
     EXPECT_EQ(FindOptionDefinition(rows.data(), ""), nullptr);
 }
 
