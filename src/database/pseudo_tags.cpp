@@ -1,6 +1,7 @@
 #include "database/pseudo_tags.h"
 
 #include <cstring>
+#include <optional>
 
 #include "database/boot_file.h"
 #include "database/decimal_number.h"
@@ -27,9 +28,27 @@ bool ApplyMediaAddress(BootPacket* packet, const char* value) {
     return true;
 }
 
+// Four decimal numbers as everybody writes them; nothing for any other form that `inet_addr` may know.
+std::optional<IpAddress> ReadPlainAddress(const char* text) {
+    IpAddress address;
+    for (BYTE& byte : address.bytes) {
+        if (&byte != address.bytes && *text++ != '.') return std::nullopt;
+        const char* const start = text;
+        unsigned number = 0;
+        while (*text >= '0' && *text <= '9' && text - start < 3)
+            number = number * 10 + static_cast<unsigned>(*text++ - '0');
+        const bool hasLeadingZero = *start == '0' && text - start > 1;
+        if (text == start || hasLeadingZero || number > 255) return std::nullopt;
+        byte = static_cast<BYTE>(number);
+    }
+    if (*text != '\0') return std::nullopt;
+    return address;
+}
+
 }  // namespace
 
 IpAddress ReadAddress(const char* text) {
+    if (const auto plain = ReadPlainAddress(text)) return *plain;
     const DWORD wire = inet_addr(text);
     IpAddress address;
     static_assert(sizeof(address) == sizeof(wire));

@@ -19,5 +19,5 @@ inline constexpr LONG ArpMacTag = -11;
 // doesn't fit its field, or is a number that 32 bits can't hold; the image is then as it was.
 bool ApplyPseudoTag(LONG tag, BootPacket* packet, const char* value);
 
-// The four wire bytes of a dotted address; all ones for a text that is none.
+// The four wire bytes of a dotted address, as `inet_addr` reads it; all ones for a text that is none.
 IpAddress ReadAddress(const char* text);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,28 @@ struct Image {
     }
     Bytes Upto(const BYTE* cursor) { return {Options(static_cast<const BootPacket*>(Packet())), cursor}; }
 };
+
+TEST(OptionEncoding, AddressesAreThoseOfInetAddr) {
+    const auto expectSame = [](const std::string& text) {
+        const DWORD wire = inet_addr(text.c_str());
+        const IpAddress address = ReadAddress(text.c_str());
+        EXPECT_EQ(std::memcmp(&address, &wire, sizeof(wire)), 0) << text;
+    };
+    for (const char* text :
+         {"10.0.0.1",  "0.0.0.0",    "255.255.255.255", "256.0.0.1",  "1.2.3.1000", "10.1",     "1.2.3",
+          "1.2.3.",    "1.2.3.4.",   "1.2.3.4.5",       "1.2.3.4 ",   " 1.2.3.4",   "1.2.3.4x", "1..2.3",
+          "010.0.0.1", "10.0.0.010", "1.2.3.00",        "0x0a.0.0.1", "1,2,3,4",    "-1.2.3.4", ""}) {
+        expectSame(text);
+    }
+    std::mt19937 random(1);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text;
+        for (int part = 0; part < 4; ++part)
+            text += (part > 0 ? "." : "") + std::to_string(random() % 300);
+        if (random() % 2 == 0) text[random() % text.size()] = "0123456789. x"[random() % 13];
+        expectSame(text);
+    }
+}
 
 TEST(OptionEncoding, WorkedBytes) {
     const struct {
