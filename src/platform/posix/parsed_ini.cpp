@@ -1,6 +1,6 @@
 #include "platform/posix/parsed_ini.h"
 
-#include <algorithm>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -12,6 +12,14 @@ constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
 
 // Reading a smaller section line by line costs less than a look into an index.
 constexpr std::size_t SmallSection = 2048;
+
+// Names go out in lists of texts that end in a NUL; one inside a name would make two of it.
+void ReplaceNuls(char* text, std::size_t size) {
+    char* const end = text + size;
+    while ((text = static_cast<char*>(std::memchr(text, '\0', static_cast<std::size_t>(end - text)))) !=
+           nullptr)
+        *text++ = ' ';
+}
 
 std::size_t CountKeys(std::string_view body) {
     std::size_t count = 0;
@@ -54,8 +62,7 @@ std::optional<std::string_view> SectionKeys::FindValue(std::string_view name) co
 }
 
 ParsedIni::ParsedIni(FileText text) : text_(std::move(text)) {
-    // Names go out in lists of texts that end in a NUL; one inside a name would make two of it.
-    std::replace(text_.bytes.get(), text_.bytes.get() + text_.size, '\0', ' ');
+    ReplaceNuls(text_.bytes.get(), text_.size);
     FindSections();
     IndexSections();
 }
