@@ -8,6 +8,7 @@
 #include "database/key_section.h"
 #include "database/option_encoding.h"
 #include "database/shared_sections.h"
+#include "platform/ini_series.h"
 
 namespace {
 
@@ -126,6 +127,7 @@ DWORD BuildClientEntry(DWORD terminateStrings, HANDLE heap, const char* path,
 ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total,
                                  DWORD* status, const OptionDefinition* catalogue,
                                  const BYTE* hardwareAddress, BYTE hlen, SharedSections* shared) {
+    const IniSeries series;
     constexpr DWORD largestTemplate = LargestEntryImage - sizeof(BootPacket);
     DWORD size = EntryUnit;
     DWORD result = OutOfMemory;

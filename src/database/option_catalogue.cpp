@@ -6,6 +6,7 @@
 #include "database/database_result.h"
 #include "database/decimal_number.h"
 #include "database/name_list.h"
+#include "platform/ini_series.h"
 
 namespace {
 
@@ -85,6 +86,7 @@ DWORD FillCatalogue(HeapBuffer* buffer, const char* path, DWORD capacity, Option
 DWORD ReadOptionCatalogue(HANDLE heap, const char* path, DWORD capacity, OptionDefinition* rows) {
     DWORD result = CheckReadable(path);
     if (result != DatabaseOk) return result;
+    const IniSeries series;
     HeapBuffer buffer(heap, FirstNameListSize);
     result = FillCatalogue(&buffer, path, capacity, rows);
     return buffer.Release() ? result : BlockNotReleased;

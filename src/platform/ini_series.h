@@ -1,5 +1,5 @@
-// A series of INI operations that one thread makes in a row, as a load does with some calls for each of many
-// clients.
+// A series of INI operations that one thread makes in a row: a dozen for a client, and so many for each
+// client in a load. A look at the file costs many times as much as all the rest of an operation.
 #pragma once
 
 // While one of them lives, the INI operations of its thread may take the content of the file from a look that

@@ -2,7 +2,6 @@
 
 #include <time.h>
 
-#include <chrono>
 #include <new>
 #include <string>
 
@@ -11,38 +10,6 @@
 #include "platform/posix/types.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-using ContentRef = std::shared_ptr<const ParsedIni>;
-
-// The shortest edit is a system call, which alone takes longer than this.
-constexpr auto kCloseCalls = std::chrono::nanoseconds(250);
-constexpr auto kLongestRun = std::chrono::microseconds(20);
-
-// What a thread's last look at a file found.
-struct LastLook {
-    std::string path;
-    std::weak_ptr<const ParsedIni> content;  // the cache alone decides what stays in memory
-    Clock::time_point looked;
-    Clock::time_point callEnded;
-
-    ContentRef Share(const char* wanted) const {
-        const Clock::time_point now = Clock::now();
-        if (now - callEnded > kCloseCalls || now - looked > kLongestRun || path != wanted) return nullptr;
-        return content.lock();
-    }
-};
-
-thread_local LastLook lastLook;
-
-ContentRef OpenOnce(const char* path) {
-    if (ContentRef shared = lastLook.Share(path)) return shared;
-    lastLook.looked = Clock::now();
-    ContentRef content = OpenIni(path);
-    lastLook.content = content;
-    if (lastLook.path != path) lastLook.path = path;
-    return content;
-}
 
 // The clock that costs least. It moves in ticks of one to ten milliseconds.
 timespec Tick() {
@@ -101,7 +68,7 @@ class Series {
     }
 
     std::string path_;
-    ContentRef content_;
+    std::shared_ptr<const ParsedIni> content_;
     timespec tick_{};
     LastSection section_;
 };
@@ -127,15 +94,11 @@ IniSeries::~IniSeries() {
 
 IniReading::IniReading(const char* path) {
     try {
-        if (series == nullptr) held_ = OpenOnce(path);
+        if (series == nullptr) held_ = OpenIni(path);
         content_ = series == nullptr ? held_.get() : series->Open(path);
     } catch (const std::bad_alloc&) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     }
-}
-
-IniReading::~IniReading() {
-    if (series == nullptr) lastLook.callEnded = Clock::now();
 }
 
 const std::vector<IniKey>* IniReading::KnownKeys(std::string_view section) const try {

@@ -7,13 +7,10 @@
 #include "platform/posix/parsed_ini.h"
 
 // Stands at the head of an operation, whose thread alone uses it. An edit that was complete before the
-// operation is in what it reads, but for two cases in which several operations share one look at the file,
-// which costs many times as much as all the rest of an operation: they belong to a series, or they follow
-// each other so closely that no edit fits in between.
+// operation is in what it reads, unless the operation belongs to a series.
 class IniReading {
   public:
     explicit IniReading(const char* path);
-    ~IniReading();
     IniReading(const IniReading&) = delete;
     IniReading& operator=(const IniReading&) = delete;
 
