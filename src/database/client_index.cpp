@@ -256,16 +256,16 @@ const IndexedClient* FindIndexedClient(const ClientIndex* index, const BYTE* add
     return client;
 }
 
-const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length) {
-    if (length < index->keyLength) return FindIndexedClient(index, address, length);
-    return FindByHash(index, HashOf(address, index->keyLength), [](const IndexedClient& client) {
-        Prefetch(client.entry, sizeof(ClientEntry));
-        return true;
-    });
-}
-
 void PrefetchIndexSlot(const ClientIndex* index, const BYTE* address) {
     const std::uint64_t hash = HashOf(address, index->keyLength);
     constexpr std::size_t usualProbe = 3;  // slots, with four of five in use
     Prefetch(&index->slots[FirstSlot(hash, index->slotCount)], usualProbe * sizeof(IndexedClient));
+}
+
+const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length) {
+    if (length < index->keyLength) return nullptr;
+    return FindByHash(index, HashOf(address, index->keyLength), [](const IndexedClient& client) {
+        Prefetch(client.entry, sizeof(ClientEntry));
+        return true;
+    });
 }

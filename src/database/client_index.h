@@ -51,13 +51,12 @@ ClientIndex* BuildClientIndex(HANDLE heap, ClientEntry* listHead);
 // Lengths above 16 reach into the fields behind `chaddr`.
 const IndexedClient* FindIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length);
 
-// What FindIndexedClient answers, found without a look at any entry, and so before the entry has come from
-// memory; that is on its way then. If the entry of the answer turns out not to have the address, nothing is
-// said about the others. An answer of null is certain.
-const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length);
-
-// Starts to fetch what both of them read first. `address` has 16 bytes.
+// For a caller who fetches ahead what a lookup will read. Each looks at what the one before has started to
+// fetch, so calls for several addresses go abreast. `address` has 16 bytes.
 void PrefetchIndexSlot(const ClientIndex* index, const BYTE* address);
+// The client that FindIndexedClient most likely answers, whose entry is on its way then. Null if there is
+// none, or for a length below that of the list's addresses.
+const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length);
 
 // Whether an entry's bytes from `chaddr` on begin with those. They lie within the block for every length.
 bool HasAddress(const ClientEntry* entry, const BYTE* address, BYTE length);

@@ -11,6 +11,7 @@
 #include "database/dhcp_reply.h"
 #include "database/mutex_hold.h"
 #include "database/vendor_fitting.h"
+#include "platform/prefetch.h"
 
 namespace {
 
@@ -59,23 +60,15 @@ Search SearchChain(ClientEntry* listHead, HANDLE listMutex, const ClientKey& key
     return Search::Absent;
 }
 
-// Takes a guess first, which is confirmed under the guard of the entry: so the entry and its guard come from
-// memory at the same time. The guess fails for addresses that aren't in the list, and for some that have
-// others in common with them.
 Search SearchIndex(ClientEntry* listHead, HANDLE listMutex, const ClientKey& key, MutexHold* hold,
                    ClientEntry** found) {
-    const ClientIndex* const index = listHead->index;
-    for (const bool isGuess : {true, false}) {
-        if (!hold->StepTo(listMutex)) return Search::MutexFailed;
-        if (IsRetired(listHead)) return Search::Retired;
-        const IndexedClient* const client = isGuess ? GuessIndexedClient(index, key.bytes, key.length)
-                                                    : FindIndexedClient(index, key.bytes, key.length);
-        if (client == nullptr) break;
-        if (client->guard != nullptr && !hold->StepTo(client->guard)) return Search::MutexFailed;
-        *found = client->entry;
-        if (HasAddress(client->entry, key.bytes, key.length)) return Search::Found;
-    }
-    return Search::Absent;
+    if (!hold->StepTo(listMutex)) return Search::MutexFailed;
+    if (IsRetired(listHead)) return Search::Retired;
+    const IndexedClient* const client = FindIndexedClient(listHead->index, key.bytes, key.length);
+    if (client == nullptr) return Search::Absent;
+    if (client->guard != nullptr && !hold->StepTo(client->guard)) return Search::MutexFailed;
+    *found = client->entry;
+    return Search::Found;
 }
 
 Search SearchList(ClientEntry* listHead, HANDLE listMutex, const ClientKey& key, MutexHold* hold,
@@ -133,9 +126,20 @@ int AnswerFromEntry(ClientEntry* entry, bool listed, const Request& request) {
 
 }  // namespace
 
-void AnticipateClient(const ClientEntry* listHead, const BootPacket* packet) {
+void AnticipateClients(const ClientEntry* listHead, const Arrival* requests, std::size_t count) {
     if (listHead == nullptr || listHead->index == nullptr) return;
-    PrefetchIndexSlot(listHead->index, packet->chaddr);
+    const ClientIndex* const index = listHead->index;
+    const auto hasAddress = [](const Arrival& request) {
+        return request.length >= AddressOffset + HardwareAddressSize;
+    };
+    for (const Arrival* request = requests; request != requests + count; ++request)
+        if (hasAddress(*request)) PrefetchIndexSlot(index, request->data + AddressOffset);
+    for (const Arrival* request = requests; request != requests + count; ++request) {
+        if (!hasAddress(*request)) continue;
+        const BYTE length = request->data[offsetof(BootPacket, hlen)];
+        const IndexedClient* const client = GuessIndexedClient(index, request->data + AddressOffset, length);
+        if (client != nullptr) PrefetchMutex(client->guard);
+    }
 }
 
 int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "database/client_entry.h"
+#include "platform/arrivals.h"
 
 enum FindStatus : int {
     FindTransientDhcp = 0,  // read from the file for this request; a DHCP reply
@@ -30,6 +31,7 @@ int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* tot
                const OptionDefinition* catalogue, BootPacket* packet, const BYTE* end,
                IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText);
 
-// Starts to fetch from memory what FindClient reads first for that request, for a caller who has other things
-// to do before. The packet is in a block of at least sizeof(BootPacket) bytes.
-void AnticipateClient(const ClientEntry* listHead, const BootPacket* packet);
+// Starts to fetch from memory what FindClient will read for those requests, which may be anything. With many
+// clients nothing of it is in a cache, and to fetch it for several requests takes hardly longer than for one.
+// The list stays as it is meanwhile.
+void AnticipateClients(const ClientEntry* listHead, const Arrival* requests, std::size_t count);

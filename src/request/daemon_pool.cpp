@@ -4,6 +4,7 @@
 
 #include "database/find_client.h"
 #include "diagnostics/event_report.h"
+#include "platform/arrivals.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
 #include "request/process_request.h"
@@ -112,8 +113,14 @@ bool AllocateBlock(RequestContext* context) {
 
 enum class Received { Datagram, Nothing, SocketClosed };
 
+void Anticipate(const Arrival* arrivals, std::size_t count, const void* clientList) {
+    AnticipateClients(static_cast<const ClientEntry*>(clientList), arrivals, count);
+}
+
 Received ReceiveDatagram(RequestContext* context) {
-    const DWORD size = RecordOf(context->blockOwner).Daemonblksize;
+    const ServerParameters& record = RecordOf(context->blockOwner);
+    const DWORD size = record.Daemonblksize;
+    const ArrivalWatch watch(Anticipate, record.ClientList);
     int fromLength = sizeof context->from;
     context->length =
         recvfrom(context->socket, reinterpret_cast<char*>(context->packet), static_cast<int>(size), 0,
@@ -132,9 +139,8 @@ Received ReceiveDatagram(RequestContext* context) {
 
 // The datagram is read: from here on the role is somebody else's.
 void ServeDatagram(RequestContext* context) {
-    const ServerParameters& record = RecordOf(context->blockOwner);
-    AnticipateClient(record.ClientList, context->packet);
     ReleaseMutex(ListenerMutex);
+    const ServerParameters& record = RecordOf(context->blockOwner);
     context->length = RaisePacketLength(context->length, record.MinResponseSize, record.Daemonblksize);
     ProcessBootRequest(context);
 }

@@ -16,6 +16,7 @@ JOBS = 2
 COMPILER = "x86_64-w64-mingw32-g++-posix"
 OPTIONS = ["-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Werror"]
 
+WINDOWS_HALVES = ["arrivals.cpp", "ini_series.cpp", "prefetch.cpp"]
 LOGIC = ["arp", "database", "diagnostics", "request", "service"]
 LIBRARY = "class_a/standard"
 # They stand on ACE, whose headers are configured for this machine.
@@ -29,7 +30,8 @@ PLATFORM_CHOICE = re.compile(
 def sources(root):
     """The files to compile, each with the include folders of its own."""
     yield root / "main.cpp", []
-    yield root / "platform/windows/ini_series.cpp", []
+    for name in WINDOWS_HALVES:
+        yield root / "platform/windows" / name, []
     for folder in LOGIC:
         yield from ((path, []) for path in sorted((root / folder).glob("*.cpp")))
     library = root / LIBRARY

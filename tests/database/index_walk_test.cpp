@@ -155,6 +155,11 @@ TEST(ClientIndexTest, AFleetNeedsFewTables) {
         bytes += table.slotCount * sizeof(PrefixSlot);
     EXPECT_LE(bytes, 43u * count);
     RecordProperty("BytesPerClient", static_cast<int>(bytes / count));
+    // A wrong guess would be no fault, but of no use either.
+    for (const ClientEntry& entry : entries) {
+        const IndexedClient* found = FindIndexedClient(index, entry.packet.chaddr, 6);
+        ASSERT_EQ(GuessIndexedClient(index, entry.packet.chaddr, 6), found);
+    }
     HeapDestroy(heap);
 }
 

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/arrivals.h"
 #include "platform/posix/bound_descriptors.h"
 #include "platform/posix/datagram_socket.h"
 #include "platform/posix/home.h"
@@ -168,6 +169,39 @@ TEST_F(SocketTest, ManyDatagramsKeepOrderLengthAndSender) {
         EXPECT_EQ(received.from.sin_port, htons(static_cast<std::uint16_t>(kPort + 1 + i % 2))) << i;
     }
     EXPECT_THAT(*SelectFrom({receiver}, 0s), IsEmpty());
+}
+
+// Each datagram is shown at most once, before or as it is received, and nothing that a caller may have to
+// rely on.
+TEST_F(SocketTest, ArrivalsAreShownToWhoeverWatches) {
+    const SOCKET receiver = OpenBound("127.0.0.1", kPort);
+    const SOCKET sender = OpenBound("127.0.0.1", kPort + 1);
+    const auto sendAndReceive = [&](unsigned count) {
+        for (unsigned i = 0; i < count; ++i)
+            ASSERT_EQ(Send(sender, std::string(i, 'a'), "127.0.0.1", kPort), 0);
+        for (unsigned i = 0; i < count; ++i)
+            ASSERT_EQ(ReceiveInto(receiver, 5).data, std::string(std::min(i, 5u), 'a'));
+    };
+    std::vector<std::string> shown;
+    const auto show = [](const Arrival* arrivals, std::size_t count, const void* argument) {
+        auto& list = **static_cast<std::vector<std::string>* const*>(argument);
+        for (const Arrival* arrival = arrivals; arrival != arrivals + count; ++arrival)
+            list.emplace_back(reinterpret_cast<const char*>(arrival->data), arrival->length);
+    };
+    auto* const list = &shown;
+    sendAndReceive(3);
+    EXPECT_THAT(shown, IsEmpty());
+    {
+        const ArrivalWatch watch(show, &list);
+        std::thread([&] { sendAndReceive(3); }).join();
+        EXPECT_THAT(shown, IsEmpty()) << "another thread's";
+        sendAndReceive(20);
+    }
+    ASSERT_EQ(shown.size(), 20u);
+    for (unsigned i = 0; i < shown.size(); ++i)
+        EXPECT_EQ(shown[i], std::string(i, 'a')) << "whole, although it is received cut";
+    sendAndReceive(3);
+    EXPECT_EQ(shown.size(), 20u);
 }
 
 // One thread fetches what has woken another: what it leaves is still to be seen.

@@ -5,6 +5,7 @@
 
 #include "platform/posix/pages.h"
 #include "platform/posix/wait.h"
+#include "platform/prefetch.h"
 
 static_assert(sizeof(HANDLE) == 8, "a handle value carries a place and a generation of 30 bits each");
 
@@ -46,6 +47,10 @@ HANDLE HandleOf(std::uint32_t index, std::uint64_t generation) {
     return reinterpret_cast<HANDLE>(generation << 32 | (std::uint64_t{index} + 1) << 2);
 }
 
+std::size_t IndexOf(HANDLE handle) {
+    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle)) / 4 - std::size_t{1};
+}
+
 }  // namespace
 
 class HandleTable {
@@ -57,6 +62,8 @@ class HandleTable {
         if ((slot->state.load(std::memory_order_relaxed) & kOpen) != 0) return Open(std::move(object));
         return OpenAt(slot, object.Detach());
     }
+
+    void Prefetch(HANDLE handle) const { __builtin_prefetch(slots_ + IndexOf(handle)); }
 
     Ref<Object> LookUp(HANDLE handle) {
         HandleSlot* slot = nullptr;
@@ -124,7 +131,7 @@ class HandleTable {
     Object* Pin(HANDLE handle, HandleSlot*& slot) {
         const auto value = reinterpret_cast<std::uintptr_t>(handle);
         const std::uint64_t generation = value >> 32;
-        const std::size_t index = static_cast<std::uint32_t>(value) / 4 - std::size_t{1};
+        const std::size_t index = IndexOf(handle);
         if (value % 4 != 0 || index >= used_.load(std::memory_order_acquire)) return nullptr;
         slot = slots_ + index;
         std::uint64_t state = slot->state.load(std::memory_order_relaxed);
@@ -211,6 +218,10 @@ void Object::ReleaseReference() {
 DWORD Object::Wait(DWORD) {
     SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
+}
+
+void PrefetchMutex(HANDLE mutex) {
+    table.Prefetch(mutex);
 }
 
 void* AllocateInTable() {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include "platform/arrivals.h"
 #include "platform/posix/pages.h"
 
 namespace {
@@ -23,6 +24,8 @@ bool IsNewsOfEarlierSend(int error) {
            error == ENOPROTOOPT || error == EPROTO || error == EMSGSIZE;
 }
 
+thread_local const ArrivalWatch* watch = nullptr;
+
 std::byte* MapStorage() {
     void* storage = MapPages(kStorage);
     if (storage == nullptr) throw std::bad_alloc();
@@ -30,6 +33,14 @@ std::byte* MapStorage() {
 }
 
 }  // namespace
+
+ArrivalWatch::ArrivalWatch(Show show, const void* argument) : show_(show), argument_(argument) {
+    watch = this;
+}
+
+ArrivalWatch::~ArrivalWatch() {
+    watch = nullptr;
+}
 
 ReadAhead::ReadAhead() : storage_(MapStorage()) {
     for (unsigned i = 0; i < kDepth; ++i) {
@@ -53,11 +64,20 @@ int ReadAhead::Fill(int descriptor) {
         const int received = recvmmsg(descriptor, messages_.data(), kDepth, MSG_DONTWAIT, nullptr);
         if (received > 0) {
             count_ = static_cast<unsigned>(received);
+            ShowArrivals();
             return 0;
         }
         if (errno != EINTR && !IsNewsOfEarlierSend(errno)) return errno;
     }
     return EAGAIN;
+}
+
+void ReadAhead::ShowArrivals() const {
+    if (watch == nullptr) return;
+    std::array<Arrival, kDepth> arrivals;
+    for (unsigned i = 0; i < count_; ++i)
+        arrivals[i] = {static_cast<const unsigned char*>(places_[i].iov_base), messages_[i].msg_len};
+    watch->ShowThem(arrivals.data(), count_);
 }
 
 std::size_t ReadAhead::Take(void* buffer, std::size_t size, sockaddr_in& from) {

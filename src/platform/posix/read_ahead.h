@@ -29,6 +29,8 @@ class ReadAhead {
     std::size_t Take(void* buffer, std::size_t size, sockaddr_in& from);
 
   private:
+    void ShowArrivals() const;
+
     std::byte* const storage_;
     unsigned next_ = 0;
     unsigned count_ = 0;
