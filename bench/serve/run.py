@@ -34,7 +34,7 @@ def _machine():
 
 def _arguments():
     parser = argparse.ArgumentParser(prog="tools/bench", description=__doc__.splitlines()[0])
-    parser.add_argument("--quick", action="store_true", help="short measurements: about two minutes instead of five")
+    parser.add_argument("--quick", action="store_true", help="short measurements: about two minutes instead of six")
     parser.add_argument("--document", action="store_true", help="write docs/performance.* from what was measured")
     parser.add_argument("--from", dest="saved", metavar="FILE", help="measure nothing, take the results in the file")
     parser.add_argument("--json", metavar="FILE", default="build/bench.json", help="where the results go")
