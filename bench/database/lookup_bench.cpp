@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <random>
 
@@ -49,19 +50,39 @@ std::vector<DWORD> RandomOrder(DWORD clients, DWORD different) {
     return order;
 }
 
-void FindClients(benchmark::State& state, DWORD different) {
+// Requests as they come from the kernel: several at a time.
+struct Batch {
+    BYTE blocks[16][600] = {};
+    Arrival arrivals[16];
+
+    void Fill(const DWORD* clients) {
+        for (std::size_t i = 0; i < std::size(blocks); ++i) {
+            FillRequest(blocks[i], clients[i]);
+            arrivals[i] = {blocks[i], PacketLength};
+        }
+    }
+};
+
+enum class Foresight : bool { None, WholeBatch };
+
+void FindClients(benchmark::State& state, DWORD different, Foresight foresight = Foresight::None) {
     const auto clients = static_cast<DWORD>(state.range(0));
     SampleDatabase& database = Loaded(clients);
     const std::vector<DWORD> order = RandomOrder(clients, different);
-    BYTE block[600] = {};
+    Batch batch;
     char media[100] = {};
     std::size_t at = 0;
     for (auto _ : state) {
-        FillRequest(block, order[at++ & 0xFFFF]);
+        const std::size_t turn = at % std::size(batch.blocks);
+        if (turn == 0) batch.Fill(&order[at & 0xFFFF]);
+        if (turn == 0 && foresight == Foresight::WholeBatch)
+            AnticipateClients(database.list, batch.arrivals, std::size(batch.arrivals));
+        BYTE* const block = batch.blocks[turn];
         const int status = FindClient(0, database.heap, database.path.c_str(), &database.total, database.list,
                                       database.catalogue.data(), reinterpret_cast<BootPacket*>(block),
                                       block + PacketLength, Server, database.listMutex, 1, media);
         if (status != FindListedDhcp) state.SkipWithError("no DHCP reply from the list");
+        ++at;
     }
 }
 
@@ -77,6 +98,12 @@ void BM_FindClientCold(benchmark::State& state) {
     FindClients(state, static_cast<DWORD>(state.range(0)));
 }
 BENCHMARK(BM_FindClientCold)->RangeMultiplier(10)->Range(100, 1000000);
+
+// The same when what they read is fetched for sixteen at once.
+void BM_FindClientAnticipated(benchmark::State& state) {
+    FindClients(state, static_cast<DWORD>(state.range(0)), Foresight::WholeBatch);
+}
+BENCHMARK(BM_FindClientAnticipated)->RangeMultiplier(10)->Range(100, 1000000);
 
 void BM_FindIndexedClient(benchmark::State& state) {
     const auto clients = static_cast<DWORD>(state.range(0));

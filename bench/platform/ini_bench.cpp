@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/ini_series.h"
 #include "platform/windows_api.h"
 
 namespace {
@@ -81,6 +82,17 @@ void BM_IniValue(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_IniValue)->RangeMultiplier(10)->Range(100, 100000);
+
+// As in a load, which asks for several texts of a section in a row.
+void BM_IniValueInSeries(benchmark::State& state) {
+    const SampleFile file(1000);
+    const std::string section = SectionName(500);
+    const IniSeries series;
+    for (auto _ : state) {
+        if (ReadHostName(file, section) == 0) state.SkipWithError("no value");
+    }
+}
+BENCHMARK(BM_IniValueInSeries);
 
 void BM_IniKeyNames(benchmark::State& state) {
     const SampleFile file(1000);
