@@ -3,7 +3,6 @@
 #include <malloc.h>
 #include <sanitizer/asan_interface.h>
 
-#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -12,36 +11,13 @@
 #include <new>
 #include <optional>
 
+#include "platform/posix/heap_blocks.h"
 #include "platform/posix/object.h"
 #include "platform/posix/pages.h"
 
 namespace {
 
-// In front of each block. The mark depends on the place, so that neither a copied header nor stale memory
-// passes.
-struct alignas(16) BlockHeader {
-    union {
-        std::uint64_t size;      // as asked for
-        BlockHeader* nextSpare;  // of a freed block
-    };
-    std::uint32_t heap;
-    std::uint32_t mark;
-};
-static_assert(sizeof(BlockHeader) == 16);
-
-constexpr std::uint32_t kLive = 0x51A11B0C;
-constexpr std::uint32_t kFreed = 0xDEADB10C;
-
-std::uint32_t MarkAt(const BlockHeader* header, std::uint32_t state) {
-    return state ^ static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(header) >> 4);
-}
-
 constexpr SIZE_T kMostBytes = SIZE_T{1} << 40;  // of one block
-
-// The pool aligns to 16 only what is a multiple of 16, and nothing below 32.
-constexpr SIZE_T FootprintOf(SIZE_T size) {
-    return sizeof(BlockHeader) + (size == 0 ? std::size_t{16} : (size + 15) / 16 * 16);
-}
 
 constexpr std::pmr::pool_options kPoolOptions{.max_blocks_per_chunk = 65536,
                                               .largest_required_pool_block = 8192};
@@ -71,50 +47,6 @@ ChunkSource& Chunks() {
     return source;
 }
 
-// Freed blocks that will be asked for again at once, as those of a datagram are: to take one from here is a
-// fraction of the pool's work. One size has a few of them; another of the same remainder takes its place.
-class SpareBlocks {
-  public:
-    // Null if there is none of that size.
-    BlockHeader* Take(SIZE_T footprint) {
-        Size& size = SizeOf(footprint);
-        if (size.footprint != footprint || size.first == nullptr) return nullptr;
-        BlockHeader* header = size.first;
-        size.first = header->nextSpare;
-        --size.count;
-        return header;
-    }
-
-    void Put(BlockHeader* header, SIZE_T footprint, std::pmr::memory_resource& pool) {
-        Size& size = SizeOf(footprint);
-        if (size.footprint != footprint) {
-            while (BlockHeader* other = Take(size.footprint))
-                pool.deallocate(other, size.footprint, alignof(BlockHeader));
-            size.footprint = footprint;
-        }
-        if (size.count == kMost || footprint > kLargest)
-            return pool.deallocate(header, footprint, alignof(BlockHeader));
-        header->nextSpare = size.first;
-        size.first = header;
-        ++size.count;
-    }
-
-  private:
-    static constexpr SIZE_T kSizes = 16;
-    static constexpr unsigned kMost = 16;
-    static constexpr SIZE_T kLargest = 8192;
-
-    struct Size {
-        SIZE_T footprint = 0;
-        BlockHeader* first = nullptr;
-        unsigned count = 0;
-    };
-
-    Size& SizeOf(SIZE_T footprint) { return sizes_[footprint / alignof(BlockHeader) % kSizes]; }
-
-    std::array<Size, kSizes> sizes_;
-};
-
 // One pool under one lock. The library's synchronised pool keeps a pool per thread as well, and touches that
 // at the end of the thread, which crashes if the heap is destroyed at that moment: here heaps do go while
 // threads end.
@@ -139,8 +71,8 @@ class HeapObject final : public Object {
     bool Free(void* block) {
         BlockHeader* header = static_cast<BlockHeader*>(block) - 1;
         const std::lock_guard lock(mutex_);
-        if (header->heap != id_ || header->mark != MarkAt(header, kLive)) return false;
-        header->mark = MarkAt(header, kFreed);
+        if (header->heap != id_ || header->mark != header->MarkAs(BlockHeader::kLive)) return false;
+        header->mark = header->MarkAs(BlockHeader::kFreed);
         const SIZE_T footprint = FootprintOf(header->size);
         ASAN_POISON_MEMORY_REGION(block, footprint - sizeof(BlockHeader));
         used_ -= footprint;
@@ -158,7 +90,7 @@ class HeapObject final : public Object {
             BlockHeader* header = spares_.Take(footprint);
             if (header == nullptr)
                 header = static_cast<BlockHeader*>(pool_.allocate(footprint, alignof(BlockHeader)));
-            *header = {{size}, id_, MarkAt(header, kLive)};
+            *header = {{size}, id_, header->MarkAs(BlockHeader::kLive)};
             used_ += footprint;
             return header;
         } catch (const std::bad_alloc&) {
