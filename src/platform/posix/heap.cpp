@@ -111,6 +111,17 @@ class HeapObject final : public Object {
     SpareBlocks spares_;
 };
 
+// What a heap has held goes back to the system and not only to the allocator, which would keep it in as many
+// places as there are threads: a service that builds its heaps anew again and again would grow with each.
+//
+// One thread at a time: where another allocator stands in for the C library's own, as in a build with
+// AddressSanitizer, the first call sets that one up, and it doesn't expect company at this.
+void ReturnFreeMemory() {
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    malloc_trim(0);
+}
+
 // What can't be the address of a block is refused without looking at it.
 bool MayBeBlock(LPCVOID block) {
     const auto address = reinterpret_cast<std::uintptr_t>(block);
@@ -148,10 +159,8 @@ BOOL WINAPI HeapFree(HANDLE handle, DWORD, LPVOID block) {
     return FALSE;
 }
 
-// What a heap has held goes back to the system and not only to the allocator, which would keep it in as many
-// places as there are threads: a service that builds its heaps anew again and again would grow with each.
 BOOL WINAPI HeapDestroy(HANDLE heap) {
     if (!CloseObjectHandle(heap, ObjectType::Heap)) return FALSE;
-    malloc_trim(0);
+    ReturnFreeMemory();
     return TRUE;
 }
