@@ -37,9 +37,7 @@ namespace {
 constexpr std::uint64_t kOpen = std::uint64_t{1} << 31;
 constexpr std::uint32_t kGenerations = std::uint32_t{1} << 30;
 constexpr std::size_t kMostSlots = std::size_t{1} << 24;
-// The table grows by small steps as long as it is small, so that a few handles cost little memory.
-constexpr std::size_t kFirstStep = 1024;
-constexpr std::size_t kStep = kHugePage / sizeof(HandleSlot);
+constexpr std::size_t kStep = 16384;  // by which the table grows
 
 // Values are multiples of 4, as on Windows, never 0, and never negative as the pseudo handles and predefined
 // keys are.
@@ -188,10 +186,9 @@ class HandleTable {
         if (slots_ == nullptr)
             slots_ = reinterpret_cast<HandleSlot*>(ReserveAddresses(kMostSlots * sizeof(HandleSlot)));
         if (slots_ == nullptr || committed_ == kMostSlots) return false;
-        const std::size_t step = committed_ < kStep ? kFirstStep : kStep;
-        if (!CommitPages(reinterpret_cast<std::byte*>(slots_ + committed_), step * sizeof(HandleSlot)))
+        if (!CommitPages(reinterpret_cast<std::byte*>(slots_ + committed_), kStep * sizeof(HandleSlot)))
             return false;
-        committed_ += step;
+        committed_ += kStep;
         return true;
     }
 
