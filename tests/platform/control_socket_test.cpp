@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <functional>
+#include <thread>
 #include <vector>
 
 #include "platform/posix/control_server.h"
@@ -24,6 +25,13 @@ class ControlSocketTest : public ServiceManagerTest {
         const auto address = LocalSocketAddress(Control()).value();
         if (::connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
             connection.Reset();
+        return connection;
+    }
+
+    Descriptor ConnectAsNobody() const {
+        EXPECT_EQ(::seteuid(65534), 0);
+        Descriptor connection = Connect();
+        EXPECT_EQ(::seteuid(0), 0);
         return connection;
     }
 
@@ -114,6 +122,29 @@ TEST_F(ControlSocketTest, OnlyTheOwnerAndRootMayUseIt) {
     ::chmod(Control().c_str(), 0666);
     EXPECT_EQ(askAsNobody(), static_cast<int>(ERROR_ACCESS_DENIED));
     ExpectPromptAnswer();
+}
+
+TEST_F(ControlSocketTest, ARefusalArrivesWheneverTheRequestCame) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to be another user";
+    StartAndAwaitRunning();
+    ::chmod(home_.c_str(), 0755);
+    ::chmod(Control().c_str(), 0666);
+    for (const bool isAskedBeforeItIsTakenIn : {true, false}) {
+        if (isAskedBeforeItIsTakenIn) Signal(SIGSTOP);
+        const Descriptor connection = ConnectAsNobody();
+        if (!isAskedBeforeItIsTakenIn) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        const ControlRequest stop{.control = SERVICE_CONTROL_STOP};
+        ::send(connection.Get(), &stop, sizeof stop, MSG_NOSIGNAL);
+        if (isAskedBeforeItIsTakenIn) Signal(SIGCONT);
+
+        pollfd end{connection.Get(), POLLRDHUP, 0};
+        EXPECT_EQ(::poll(&end, 1, 5000), 1);
+        ControlReply reply;
+        ASSERT_EQ(::recv(connection.Get(), &reply, sizeof reply, MSG_DONTWAIT),
+                  static_cast<ssize_t>(sizeof reply))
+            << isAskedBeforeItIsTakenIn;
+        EXPECT_EQ(reply.error, DWORD{ERROR_ACCESS_DENIED});
+    }
 }
 
 TEST_F(ControlSocketTest, ADeadServicesSocketIsReplacedAndALiveOnesIsNot) {

@@ -101,10 +101,6 @@ void ControlServer::TakeInClients(const Handler& handler) {
         Client client{Descriptor(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)),
                       Clock::now() + ClientPatience};
         if (!client.connection) return;
-        if (!MayControl(client.connection)) {
-            Send(client.connection, {.error = ERROR_ACCESS_DENIED});
-            continue;
-        }
         if (IsDone(client, handler)) continue;
         if (clients_.size() == MostClients) clients_.pop_front();
         clients_.push_back(std::move(client));
@@ -112,13 +108,15 @@ void ControlServer::TakeInClients(const Handler& handler) {
 }
 
 // True if there is nothing more to do for the client: it has its answer, or it has gone, or it talks
-// nonsense.
+// nonsense. Who may not control is told when asking, as everybody is: the kernel drops an answer that is
+// followed by the end of a connection in which a request waits unread.
 bool ControlServer::IsDone(const Client& client, const Handler& handler) {
     ControlRequest request;
     const ssize_t received =
         ::recv(client.connection.Get(), &request, sizeof request, MSG_DONTWAIT | MSG_TRUNC);
     if (received < 0) return errno != EAGAIN && errno != EINTR;
     if (received == sizeof request && request.mark == ControlMark)
-        Send(client.connection, handler(request.control));
+        Send(client.connection, MayControl(client.connection) ? handler(request.control)
+                                                              : ControlReply{.error = ERROR_ACCESS_DENIED});
     return true;
 }

@@ -1,8 +1,9 @@
 // The answering end of the control socket. Within the layer.
 //
 // One thread owns it: it waits on the descriptors that AppendTo gives and then calls Serve, which never
-// blocks. Only the owner of the process and root are heard. A client that stays silent is dropped after a
-// while, and so is one that doesn't speak the protocol; there is a bounded number of them at once.
+// blocks. Only the owner of the process and root are heard; others get ERROR_ACCESS_DENIED. A client that
+// stays silent is dropped after a while, and so is one that doesn't speak the protocol; there is a bounded
+// number of them at once.
 #pragma once
 
 #include <poll.h>
