@@ -12,6 +12,10 @@
 
 #include "platform/posix/control_socket.h"
 
+// A service that is built with ThreadSanitizer and shares its core with other tests takes its time.
+constexpr int NotificationMilliseconds = 30000;
+constexpr std::chrono::seconds EndPatience{60};
+
 NotifySocket::NotifySocket(const std::string& name)
     : name_(name), socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     auto address = LocalSocketAddress(name).value();
@@ -22,7 +26,7 @@ NotifySocket::NotifySocket(const std::string& name)
 
 std::string NotifySocket::Next() {
     pollfd waiting{socket_.Get(), POLLIN, 0};
-    if (::poll(&waiting, 1, 10000) != 1) return "";
+    if (::poll(&waiting, 1, NotificationMilliseconds) != 1) return "";
     char text[1000];
     const ssize_t received = ::recv(socket_.Get(), text, sizeof text, 0);
     return std::string(text, received > 0 ? static_cast<std::size_t>(received) : 0);
@@ -67,7 +71,7 @@ void ServiceManagerTest::Signal(int signal) const {
 }
 
 int ServiceManagerTest::AwaitEnd() {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto deadline = std::chrono::steady_clock::now() + EndPatience;
     int status = 0;
     while (::waitpid(process_, &status, WNOHANG) == 0) {
         if (std::chrono::steady_clock::now() > deadline) return -1;

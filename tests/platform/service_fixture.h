@@ -20,7 +20,7 @@ class NotifySocket {
     explicit NotifySocket(const std::string& name);
 
     const std::string& Name() const { return name_; }
-    // The next notification; empty if none comes within ten seconds.
+    // The next notification; empty if none comes within 30 seconds.
     std::string Next();
 
   private:
@@ -43,7 +43,7 @@ class ServiceManagerTest : public testing::Test {
     void Signal(int signal) const;
     pid_t Process() const { return process_; }
 
-    // The exit status, or -1 if it doesn't end within 20 seconds or is killed.
+    // The exit status, or -1 if it doesn't end within a minute or is killed.
     int AwaitEnd();
     // What the dispatcher answered: 0, or its error.
     std::string DispatcherAnswer() const;
