@@ -44,7 +44,7 @@ struct SERVICE_TABLE_ENTRYA {
 };
 
 // Runs the service's main function on a thread of its own and handles controls on the calling thread, until
-// that function has returned from a service that has reported SERVICE_STOPPED (or ten seconds after that
+// that function has returned from a service that has reported SERVICE_STOPPED (or twenty seconds after that
 // report). The tear-down that follows a stop may still be at work then. SIGTERM and SIGINT are blocked from
 // here on and are taken as stop controls; one that comes while the service is starting waits until it accepts
 // a stop.
