@@ -9,8 +9,8 @@
 inline constexpr DWORD DUPLICATE_CLOSE_SOURCE = 1;
 inline constexpr DWORD DUPLICATE_SAME_ACCESS = 2;
 
-// Closes a handle of any type; a pseudo handle is left as it is. Threads that wait on a mutex or an event wake
-// with WAIT_FAILED once its last handle is gone; those that wait for the end of a thread wait on.
+// Closes a handle of any type; a pseudo handle is left as it is. Threads that wait on a mutex or an event
+// wake with WAIT_FAILED once its last handle is gone; those that wait for the end of a thread wait on.
 BOOL WINAPI CloseHandle(HANDLE handle);
 
 // Makes a second handle of the same object. Within this process only; with GetCurrentThread() as the source

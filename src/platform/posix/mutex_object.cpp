@@ -24,8 +24,8 @@ constexpr bool IsOwned(std::uint32_t word) {
 // in line, and the line is served in order.
 constexpr std::uint32_t kWaiter = 1;
 constexpr std::uint32_t kPassedOver = 1u << 16;
-// A waiter has been woken and hasn't looked yet: until it has, nobody else needs waking. So a thread that gives
-// a mutex back and takes it again and again pays for one wake-up, not for one each time.
+// A waiter has been woken and hasn't looked yet: until it has, nobody else needs waking. So a thread that
+// gives a mutex back and takes it again and again pays for one wake-up, not for one each time.
 constexpr std::uint32_t kWaking = 1u << 15;
 constexpr std::uint32_t kWaiterCount = kWaking - 1;
 constexpr unsigned kPatience = 4;

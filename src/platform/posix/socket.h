@@ -3,8 +3,8 @@
 // A bound SOCKET receives what is sent to its address and also the broadcasts, limited and directed, of the
 // interface that owns the address, each datagram once per address. It sends from its address, and a limited
 // broadcast leaves by that interface. Closing a socket wakes every thread in select on it, which then
-// reports it as readable, and every thread in recvfrom, with an error; a closed SOCKET is never mistaken for a
-// newer one. Any thread may call any operation.
+// reports it as readable, and every thread in recvfrom, with an error; a closed SOCKET is never mistaken for
+// a newer one. Any thread may call any operation.
 #pragma once
 
 #include <arpa/inet.h>
