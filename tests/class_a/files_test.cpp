@@ -1,15 +1,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <system_error>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CMessageStore.h"
 #include "class_a/standard/CStat.h"
+#include "temporary_folder.h"
 
 using ksl::CDirEnt;
 using ksl::CStat;
@@ -22,13 +21,7 @@ using Names = std::set<std::string>;
 // A directory of its own for each test, which runs in it.
 class Files : public testing::Test {
   protected:
-    Files() {
-        std::string pattern = fs::temp_directory_path() / "ksl-files-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category());
-        root = pattern;
-        fs::current_path(root);
-    }
-    ~Files() override { fs::remove_all(root); }
+    Files() { fs::current_path(root); }
 
     static void write(const std::string& name, const std::string& text) { std::ofstream(name) << text; }
 
@@ -38,7 +31,8 @@ class Files : public testing::Test {
         EXPECT_EQ(failure_of(run, object, code), text + " (" + ksl::CException::systemText(code) + ")");
     }
 
-    std::string root;
+    const TemporaryFolder folder;
+    const std::string root = folder.Path();
 };
 
 Names names_of(const std::vector<CDirEnt>& entries) {

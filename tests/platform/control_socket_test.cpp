@@ -113,7 +113,7 @@ TEST_F(ControlSocketTest, OnlyTheOwnerAndRootMayUseIt) {
     ASSERT_EQ(::stat(Control().c_str(), &found), 0);
     EXPECT_EQ(found.st_mode & 07777, 0600u);
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to be another user";
-    ::chmod(home_.c_str(), 0755);
+    ::chmod(home_.Path().c_str(), 0755);
     const auto askAsNobody = [&] {
         return AsNobody([&] { return static_cast<int>(Ask(SERVICE_CONTROL_STOP).error); });
     };
@@ -127,7 +127,7 @@ TEST_F(ControlSocketTest, OnlyTheOwnerAndRootMayUseIt) {
 TEST_F(ControlSocketTest, ARefusalArrivesWheneverTheRequestCame) {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to be another user";
     StartAndAwaitRunning();
-    ::chmod(home_.c_str(), 0755);
+    ::chmod(home_.Path().c_str(), 0755);
     ::chmod(Control().c_str(), 0666);
     for (const bool isAskedBeforeItIsTakenIn : {true, false}) {
         if (isAskedBeforeItIsTakenIn) Signal(SIGSTOP);

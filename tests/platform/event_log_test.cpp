@@ -92,7 +92,7 @@ TEST(EventLog, ThreadsWriteWholeLines) {
     }
     for (std::thread& thread : threads)
         thread.join();
-    std::ifstream log(home.PathOf("events.log"));
+    std::ifstream log(home.Path("events.log"));
     int lines = 0;
     for (std::string line; std::getline(log, line); ++lines) {
         ASSERT_EQ(line.size(), sizeof("YYYY-MM-DDTHH:MM:SS error 0xC0000022 Quillon: ") - 1 + text.size());
@@ -109,11 +109,11 @@ TEST(EventLog, ALineThatWasCutEndsAtTheNextEvent) {
 
 TEST(EventLog, FailuresCostTheCallOnly) {
     const TestHome home;
-    std::filesystem::create_directory(home.PathOf("events.log"));
+    std::filesystem::create_directory(home.Path("events.log"));
     EXPECT_FALSE(Report(EVENTLOG_ERROR_TYPE, 0xC0000022, "x"));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-    std::filesystem::remove(home.PathOf("events.log"));
-    std::filesystem::create_symlink("/dev/full", home.PathOf("events.log"));
+    std::filesystem::remove(home.Path("events.log"));
+    std::filesystem::create_symlink("/dev/full", home.Path("events.log"));
     EXPECT_FALSE(Report(EVENTLOG_ERROR_TYPE, 0xC0000022, "x"));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
 

@@ -53,11 +53,11 @@ TEST(File, OpensByDisposition) {
     };
     const TestHome home;
     home.Write("there", "oldlonger");
-    std::filesystem::create_directory(home.PathOf("folder"));
-    std::filesystem::create_symlink("target", home.PathOf("dangling"));
+    std::filesystem::create_directory(home.Path("folder"));
+    std::filesystem::create_symlink("target", home.Path("dangling"));
     for (const auto& row : rows) {
         SetLastError(99);
-        const HANDLE file = Open(home.PathOf(row.name), row.access, row.disposition);
+        const HANDLE file = Open(home.Path(row.name), row.access, row.disposition);
         const DWORD error = GetLastError();
         EXPECT_EQ(error, row.error) << row.name << ", " << row.disposition;
         ASSERT_EQ(file != INVALID_HANDLE_VALUE, row.opens) << row.name << ", " << row.disposition;
@@ -72,7 +72,7 @@ TEST(File, OpensByDisposition) {
 
 TEST(File, WritersAtTheEndDoNotOverwriteEachOther) {
     const TestHome home;
-    const std::string path = home.PathOf("log");
+    const std::string path = home.Path("log");
     const HANDLE first = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
     EXPECT_TRUE(Write(first, "one\r\n"));
     const HANDLE second = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
@@ -114,7 +114,7 @@ TEST(File, AFailedWriteTellsHowFarItCame) {
     CloseHandle(full);
 
     const TestHome home;
-    const HANDLE file = Open(home.PathOf("x"), GENERIC_WRITE, CREATE_NEW);
+    const HANDLE file = Open(home.Path("x"), GENERIC_WRITE, CREATE_NEW);
     rlimit former{};
     getrlimit(RLIMIT_FSIZE, &former);
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
@@ -134,13 +134,13 @@ TEST(File, AFailedWriteTellsHowFarItCame) {
 TEST(Path, MakesPathsAbsolute) {
     const TestHome home;
     const auto folder = std::filesystem::current_path();
-    std::filesystem::current_path(home.PathOf(""));
+    std::filesystem::current_path(home.Path(""));
     const struct {
         std::string path;
         std::string full;
         const char* part;
-    } rows[] = {{"bootps.log", home.PathOf("bootps.log"), "bootps.log"},
-                {".\\sub\\..\\x", home.PathOf("x"), "x"},
+    } rows[] = {{"bootps.log", home.Path("bootps.log"), "bootps.log"},
+                {".\\sub\\..\\x", home.Path("x"), "x"},
                 {"/a/./b//c", "/a/b/c", "c"},
                 {"/a/", "/a/", nullptr}};
     for (const auto& row : rows) {
@@ -206,7 +206,7 @@ TEST(Library, IsFoundByItsPathOnly) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
     EXPECT_EQ(LoadLibraryA(""), nullptr);
     EXPECT_EQ(LoadLibraryA("libc.so.6"), nullptr) << "a bare name isn't looked for all over the system";
-    EXPECT_EQ(LoadLibraryA(home.PathOf("nonsense.so").c_str()), nullptr);
+    EXPECT_EQ(LoadLibraryA(home.Path("nonsense.so").c_str()), nullptr);
     EXPECT_EQ(GetLastError(), 193u);
     EXPECT_EQ(GetProcAddress(nullptr, "malloc"), nullptr);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));

@@ -238,7 +238,7 @@ TEST(IniFile, ManyLargeSectionsInTurn) {
 
 TEST(IniFile, WhatCannotBeReadGivesTheDefaultAndTheReason) {
     const TestHome home;
-    ASSERT_EQ(mkfifo(home.PathOf("pipe").c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo(home.Path("pipe").c_str(), 0600), 0);
     const struct {
         const char* name;
         DWORD error;
@@ -246,16 +246,16 @@ TEST(IniFile, WhatCannotBeReadGivesTheDefaultAndTheReason) {
         {"none.ini", ERROR_FILE_NOT_FOUND}, {".", ERROR_ACCESS_DENIED}, {"pipe", ERROR_ACCESS_DENIED}};
     for (const auto& row : rows) {
         SetLastError(0);
-        EXPECT_EQ(Value(home.PathOf(row.name), "S", "k"), Missing) << row.name;
+        EXPECT_EQ(Value(home.Path(row.name), "S", "k"), Missing) << row.name;
         EXPECT_EQ(GetLastError(), row.error) << row.name;
-        EXPECT_THAT(Sections(home.PathOf(row.name)), IsEmpty()) << row.name;
+        EXPECT_THAT(Sections(home.Path(row.name)), IsEmpty()) << row.name;
     }
     EXPECT_EQ(GetPrivateProfileSectionNamesA(std::string(8, '#').data(), 8, nullptr), 0u);
 }
 
 TEST(IniFile, SeesEachEditAtOnce) {
     const TestHome home;
-    const std::string path = home.PathOf("x.ini");
+    const std::string path = home.Path("x.ini");
     home.Write("x.ini", "[S]\nk=0999\n");
     // All of one size, and far more of them than the file system's clock has ticks in the time.
     for (int i = 1000; i < 3000; ++i) {
@@ -321,21 +321,21 @@ TEST(IniFile, AnEditWithOldTimesIsSeen) {
 
 TEST(IniFile, TakesPathsInEitherStyle) {
     const TestHome home;
-    std::filesystem::create_directory(home.PathOf("sub"));
+    std::filesystem::create_directory(home.Path("sub"));
     home.Write("x.ini", "[S]\nk=here\n");
     home.Write("sub/x.ini", "[S]\nk=below\n");
     const auto folder = std::filesystem::current_path();
-    std::filesystem::current_path(home.PathOf(""));
+    std::filesystem::current_path(home.Path(""));
     for (const char* path : {"x.ini", ".\\x.ini", "./x.ini", "sub\\..\\x.ini"}) {
         EXPECT_EQ(Value(path, "S", "k"), "here") << path;
     }
     for (const char* path : {"sub/x.ini", "sub\\x.ini", ".\\sub/x.ini"})
         EXPECT_EQ(Value(path, "S", "k"), "below") << path;
     // The same name is another file in another folder.
-    std::filesystem::current_path(home.PathOf("sub"));
+    std::filesystem::current_path(home.Path("sub"));
     EXPECT_EQ(Value(".\\x.ini", "S", "k"), "below");
     std::filesystem::current_path(folder);
-    std::string absolute = home.PathOf("sub/x.ini");
+    std::string absolute = home.Path("sub/x.ini");
     std::replace(absolute.begin(), absolute.end(), '/', '\\');
     EXPECT_EQ(Value(absolute, "S", "k"), "below");
 }

@@ -21,7 +21,7 @@ class IniSeriesTest : public ::testing::Test {
 
     std::string Value(const char* file = "x.ini", const char* section = "S") const {
         char buffer[32];
-        GetPrivateProfileStringA(section, "k", Missing, buffer, sizeof(buffer), home.PathOf(file).c_str());
+        GetPrivateProfileStringA(section, "k", Missing, buffer, sizeof(buffer), home.Path(file).c_str());
         return buffer;
     }
 
@@ -47,11 +47,11 @@ TEST_F(IniSeriesTest, AnEditInItsMidstShowsSoon) {
     Edit(1001);
     usleep(SeveralTicks);
     EXPECT_EQ(Value(), "1001");
-    std::filesystem::rename(home.Write("new.ini", "[Before]\nk=1\n[S]\nk=1002\n"), home.PathOf("x.ini"));
+    std::filesystem::rename(home.Write("new.ini", "[Before]\nk=1\n[S]\nk=1002\n"), home.Path("x.ini"));
     usleep(SeveralTicks);
     EXPECT_EQ(Value(), "1002");
     EXPECT_EQ(Value("x.ini", "Before"), "1");
-    std::filesystem::remove(home.PathOf("x.ini"));
+    std::filesystem::remove(home.Path("x.ini"));
     usleep(SeveralTicks);
     EXPECT_EQ(Value(), Missing);
     Edit(1003);
@@ -104,7 +104,7 @@ TEST_F(IniSeriesTest, OtherThreadsAreNotConcerned) {
     });
     while (!isOpen)
         std::this_thread::yield();
-    const std::string path = home.PathOf("x.ini");
+    const std::string path = home.Path("x.ini");
     for (int number = 1001; number < 1300; ++number) {
         std::filesystem::rename(home.Write("new.ini", "[S]\nk=" + std::to_string(number) + "\n"), path);
         EXPECT_EQ(Value(), std::to_string(number));

@@ -180,7 +180,7 @@ TEST(Registry, ALineThatCannotBeReadFailsTheCallAndIsNamed) {
         EXPECT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "X", &created), 1015) << row.text;
         EXPECT_EQ(home.Read("registry.reg"), row.text) << "what can't be read isn't written over";
         const std::string log = home.Read("events.log");
-        EXPECT_THAT(log, HasSubstr(" error 0xC0000022 Quillon: " + home.PathOf("registry.reg") + row.event))
+        EXPECT_THAT(log, HasSubstr(" error 0xC0000022 Quillon: " + home.Path("registry.reg") + row.event))
             << row.text;
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << "one event a failed call";
     }
@@ -231,7 +231,7 @@ TEST(Registry, WritesWhatAnInstallWrites) {
     const OpenedKey again(Parameters);
     EXPECT_EQ(Query(again, "Lines").data, "a\nb\0"s);
     EXPECT_EQ(Query(again, "LocalAddrs").data, "say \"hi\"\0"s);
-    EXPECT_FALSE(std::filesystem::exists(home.PathOf("registry.reg.new")));
+    EXPECT_FALSE(std::filesystem::exists(home.Path("registry.reg.new")));
 }
 
 TEST(Registry, AWriteKeepsAllOtherLines) {
@@ -241,7 +241,7 @@ TEST(Registry, AWriteKeepsAllOtherLines) {
         "; about x\r\n  \"x\" = dword:1\r\n\"h\"=hex:01,\\\r\n  02\r\n\r\n; tail\r\n\r\n"
         "[HKEY_LOCAL_MACHINE\\B]\r\n\"y\"=\"1\"\r\n";
     home.Write("registry.reg", before);
-    ASSERT_EQ(chmod(home.PathOf("registry.reg").c_str(), 0640), 0);
+    ASSERT_EQ(chmod(home.Path("registry.reg").c_str(), 0640), 0);
     const OpenedKey key("A");
     EXPECT_EQ(SetNumber(key, "x", 1), 0);
     EXPECT_EQ(home.Read("registry.reg"), before) << "nothing changed, nothing written";
@@ -252,7 +252,7 @@ TEST(Registry, AWriteKeepsAllOtherLines) {
     after.replace(after.find("; tail\r\n"), 8, "; tail\r\n\"z\"=dword:00000003\r\n");
     EXPECT_EQ(home.Read("registry.reg"), after);
     struct stat status {};
-    ASSERT_EQ(stat(home.PathOf("registry.reg").c_str(), &status), 0);
+    ASSERT_EQ(stat(home.Path("registry.reg").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640u);
 }
 
@@ -303,7 +303,7 @@ TEST(Registry, WritersDoNotLoseEachOthersValues) {
 
 TEST(Registry, WaitsForAnotherWriterForALimitedTime) {
     const TestHome home;
-    const int lock = open(home.PathOf("registry.reg.lock").c_str(), O_RDWR | O_CREAT, 0600);
+    const int lock = open(home.Path("registry.reg.lock").c_str(), O_RDWR | O_CREAT, 0600);
     ASSERT_EQ(flock(lock, LOCK_EX), 0);
     HKEY key = nullptr;
     EXPECT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "A", &key), 32);

@@ -33,10 +33,8 @@ std::string NotifySocket::Next() {
 }
 
 ServiceManagerTest::ServiceManagerTest() {
-    char folder[] = "/tmp/quillon-service-XXXXXX";
-    home_ = ::mkdtemp(folder);
     manager_.emplace(HomeFile("notify"));
-    ::setenv("QUILLON_HOME", home_.c_str(), 1);
+    ::setenv("QUILLON_HOME", home_.Path().c_str(), 1);
 }
 
 ServiceManagerTest::~ServiceManagerTest() {
@@ -44,7 +42,6 @@ ServiceManagerTest::~ServiceManagerTest() {
         ::kill(process_, SIGKILL);
         ::waitpid(process_, nullptr, 0);
     }
-    std::filesystem::remove_all(home_);
 }
 
 void ServiceManagerTest::Start(const std::string& behaviour, const std::string& manager,

@@ -12,6 +12,7 @@
 
 #include "platform/posix/control_client.h"
 #include "platform/posix/descriptor.h"
+#include "temporary_folder.h"
 
 // Receives what the service notifies.
 class NotifySocket {
@@ -33,7 +34,7 @@ class ServiceManagerTest : public testing::Test {
     ServiceManagerTest();
     ~ServiceManagerTest() override;
 
-    std::string HomeFile(const std::string& name) const { return (home_ / name).string(); }
+    std::string HomeFile(const std::string& name) const { return home_.Path(name); }
     std::string Control() const { return HomeFile("control"); }
 
     // Starts the program, which notifies `manager`, without an argument if `behaviour` is empty; the home is
@@ -56,7 +57,7 @@ class ServiceManagerTest : public testing::Test {
     };
     Answer Ask(DWORD control, std::chrono::milliseconds patience = ControlPatience) const;
 
-    std::filesystem::path home_;
+    const TemporaryFolder home_;
     std::optional<NotifySocket> manager_;
 
   private:

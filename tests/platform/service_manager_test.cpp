@@ -175,7 +175,7 @@ TEST_F(ServiceManagerTest, InstallsAndRemovesAService) {
         EXPECT_THAT(registry, HasSubstr(line));
     const std::string unit = FileText(HomeFile("systemd/quillon.service"));
     EXPECT_THAT(unit, HasSubstr("\nExecStart=/opt/quillon/bin/quillon\n"));
-    EXPECT_THAT(unit, HasSubstr("QUILLON_HOME=" + home_.string()));
+    EXPECT_THAT(unit, HasSubstr("QUILLON_HOME=" + home_.Path()));
 
     SERVICE_STATUS status{};
     EXPECT_TRUE(QueryServiceStatus(service, &status));

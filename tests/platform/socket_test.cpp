@@ -19,6 +19,7 @@
 #include "platform/posix/datagram_socket.h"
 #include "platform/posix/home.h"
 #include "platform/posix/service_names.h"
+#include "platform/test_home.h"
 #include "platform/winsock_fixture.h"
 
 namespace {
@@ -419,12 +420,8 @@ TEST(ServiceNames, AreReadAsTheSystemsFileIs) {
 }
 
 TEST_F(SocketTest, ServiceNameOfTheHomeComesFirst) {
-    char home[] = "/tmp/quillon-services-XXXXXX";
-    ASSERT_NE(mkdtemp(home), nullptr);
-    const char* former = std::getenv("QUILLON_HOME");
-    const std::string kept = former == nullptr ? "" : former;
-    setenv("QUILLON_HOME", home, 1);
-    std::ofstream(PathOf(HomePlace::Services)) << "domain 2053/udp nameserver\n";
+    const TestHome home;
+    home.Write("services", "domain 2053/udp nameserver\n");
 
     const servent* own = getservbyname("nameserver", "udp");
     ASSERT_NE(own, nullptr);
@@ -440,13 +437,6 @@ TEST_F(SocketTest, ServiceNameOfTheHomeComesFirst) {
         ASSERT_NE(systems, nullptr);
         EXPECT_EQ(systems->s_port, port);
     }
-    if (kept.empty()) {
-        unsetenv("QUILLON_HOME");
-    } else {
-        setenv("QUILLON_HOME", kept.c_str(), 1);
-    }
-    std::remove((std::string(home) + "/services").c_str());
-    (::rmdir)(home);
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
 #include "platform/posix/systemd_unit.h"
 
 #include <gmock/gmock.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
+
+#include "temporary_folder.h"
 
 namespace {
 
@@ -71,8 +71,8 @@ TEST(SystemdUnit, SystemdFindsNothingToSayAgainstIt) {
     if (OutputOf("command -v systemd-analyze").ends_with("exit 127") ||
         !OutputOf("systemd-analyze --version").ends_with("exit 0"))
         GTEST_SKIP() << "systemd-analyze is not installed";
-    char folder[] = "/tmp/quillon-unit-XXXXXX";
-    const std::string unit = std::string(::mkdtemp(folder)) + "/quillon.service";
+    const TemporaryFolder folder;
+    const std::string unit = folder.Path("quillon.service");
     UnitSettings homeOfRoot = OwnHome();
     homeOfRoot.user = "root";
     homeOfRoot.readsHomes = true;
@@ -83,7 +83,6 @@ TEST(SystemdUnit, SystemdFindsNothingToSayAgainstIt) {
         EXPECT_THAT(OutputOf("systemd-analyze security --no-pager --offline=true --threshold=25 " + unit),
                     testing::EndsWith("exit 0"));
     }
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -2,42 +2,36 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
 #include <string_view>
+
+#include "temporary_folder.h"
 
 class TestHome {
   public:
-    TestHome() {
-        char folder[] = "/tmp/quillon-home-XXXXXX";
-        path_ = mkdtemp(folder);
-        setenv("QUILLON_HOME", path_.c_str(), 1);
-    }
+    TestHome() { setenv("QUILLON_HOME", folder_.Path().c_str(), 1); }
     TestHome(const TestHome&) = delete;
     TestHome& operator=(const TestHome&) = delete;
-    ~TestHome() {
-        unsetenv("QUILLON_HOME");
-        std::filesystem::remove_all(path_);
-    }
+    ~TestHome() { unsetenv("QUILLON_HOME"); }
 
-    std::string PathOf(const std::string& name) const { return path_ / name; }
+    std::string Path(const std::string& name) const { return folder_.Path(name); }
 
+    // Answers its path.
     std::string Write(const std::string& name, std::string_view text) const {
-        std::ofstream file(PathOf(name), std::ios::binary);
+        std::ofstream file(Path(name), std::ios::binary);
         file << text;
         EXPECT_TRUE(file.flush()) << name;
-        return PathOf(name);
+        return Path(name);
     }
 
+    // Empty if there is no such file.
     std::string Read(const std::string& name) const {
-        std::ifstream file(PathOf(name), std::ios::binary);
+        std::ifstream file(Path(name), std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
   private:
-    std::filesystem::path path_;
+    const TemporaryFolder folder_;
 };

@@ -1,31 +1,6 @@
 #include "service/temporary_home.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
-
-TemporaryHome::TemporaryHome() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "quillon-test-XXXXXX").string();
-    folder_ = mkdtemp(pattern.data());
-    setenv("QUILLON_HOME", folder_.c_str(), 1);
-}
-
-TemporaryHome::~TemporaryHome() {
-    unsetenv("QUILLON_HOME");
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-}
-
-void TemporaryHome::Write(const std::string& name, const std::string& content) const {
-    std::ofstream(Path(name), std::ios::binary) << content;
-}
-
-std::string TemporaryHome::Read(const std::string& name) const {
-    std::ostringstream content;
-    content << std::ifstream(Path(name), std::ios::binary).rdbuf();
-    return content.str();
-}
 
 void TemporaryHome::WriteRegistry(const std::vector<std::string>& changes) const {
     std::vector<std::string> values = {

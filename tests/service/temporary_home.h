@@ -1,21 +1,13 @@
-// A home of its own for one test: a folder with registry and database, named by QUILLON_HOME, gone at the
-// end.
+// A home with what a service finds in it: registry, database and events.
 #pragma once
 
 #include <string>
 #include <vector>
 
-class TemporaryHome {
+#include "platform/test_home.h"
+
+class TemporaryHome : public TestHome {
   public:
-    TemporaryHome();
-    ~TemporaryHome();
-    TemporaryHome(const TemporaryHome&) = delete;
-    TemporaryHome& operator=(const TemporaryHome&) = delete;
-
-    std::string Path(const std::string& name) const { return folder_ + "/" + name; }
-    void Write(const std::string& name, const std::string& content) const;
-    std::string Read(const std::string& name) const;  // empty if there is no such file
-
     // Writes registry.reg as an install leaves it, with the sample database and the log in this folder. Each
     // change is a line such as "\"CacheSize\"=dword:00000002" and takes the place of the value of that name;
     // a line that is only the quoted name takes the value out.
@@ -26,7 +18,4 @@ class TemporaryHome {
 
     // The numbers of the events in events.log, in their order.
     std::vector<std::string> EventNumbers() const;
-
-  private:
-    std::string folder_;
 };

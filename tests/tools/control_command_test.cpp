@@ -27,7 +27,7 @@ TEST_F(ControlCommandTest, DrivesARunningService) {
     const CommandResult json = RunQuillonctl({"query", "--json"}, {"QUILLON_HOME="});
     EXPECT_EQ(json.status, 3) << "the system's own instance is another one";
     const CommandResult byHome =
-        RunQuillonctl({"query", "--json", "--home", home_.string()}, {"QUILLON_HOME="});
+        RunQuillonctl({"query", "--json", "--home", home_.Path()}, {"QUILLON_HOME="});
     EXPECT_EQ(byHome.status, 0) << byHome.errors;
     EXPECT_EQ(byHome.output,
               R"({"state":"RUNNING","accepts":["stop","pause","continue"],"exitCode":0,"serviceExitCode":0,)"

@@ -1,13 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <fstream>
 #include <mutex>
 
 #include "quillonctl/local_addresses.h"
+#include "temporary_folder.h"
 #include "tools/json_syntax.h"
 #include "tools/loopback_server.h"
 #include "tools/run_command.h"
@@ -32,21 +31,15 @@ Datagram Nack() {
 
 class ReloadCommandTest : public testing::Test {
   protected:
-    ReloadCommandTest() {
-        char folder[] = "/tmp/quillon-reload-XXXXXX";
-        home_ = ::mkdtemp(folder);
-    }
-    ~ReloadCommandTest() override { std::filesystem::remove_all(home_); }
-
     CommandResult Reload(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(), "reload");
-        return RunQuillonctl(arguments, {"QUILLON_HOME=" + home_.string()});
+        return RunQuillonctl(arguments, {"QUILLON_HOME=" + home_.Path()});
     }
     void Append(const std::string& file, const std::string& text) const {
-        std::ofstream(home_ / file, std::ios::app) << text;
+        std::ofstream(home_.Path(file), std::ios::app) << text;
     }
 
-    std::filesystem::path home_;
+    const TemporaryFolder home_;
 };
 
 TEST_F(ReloadCommandTest, SendsTheRequestOnceAndTellsTheAcknowledgement) {
@@ -87,11 +80,10 @@ TEST_F(ReloadCommandTest, ShowsTheEventsOfARefusal) {
 
 TEST_F(ReloadCommandTest, AsksTheJournalWhereThereIsNoHome) {
     Append("journalctl", "#!/bin/sh\necho \"the journal says: $*\"\n");
-    ::chmod((home_ / "journalctl").c_str(), 0755);
+    ::chmod(home_.Path("journalctl").c_str(), 0755);
     LoopbackServer server([&](const Datagram&) { return std::vector<Datagram>{Nack()}; });
-    const CommandResult result =
-        RunQuillonctl({"reload", "127.0.0.1", "--port", server.Port()},
-                      {"QUILLON_HOME=", "PATH=" + home_.string() + ":/usr/bin:/bin"});
+    const CommandResult result = RunQuillonctl({"reload", "127.0.0.1", "--port", server.Port()},
+                                               {"QUILLON_HOME=", "PATH=" + home_.Path() + ":/usr/bin:/bin"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.output,
                 testing::ContainsRegex("the journal says: --identifier=Quillon .*--since=@[0-9]+\n"));
