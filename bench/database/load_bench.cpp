@@ -3,9 +3,9 @@
 
 #include <cstring>
 
-#include "database/client_index.h"
 #include "database/database_result.h"
-#include "database/option_encoding.h"
+#include "database/load/option_encoding.h"
+#include "database/lookup/client_index.h"
 #include "sample_database.h"
 
 namespace {

@@ -6,10 +6,10 @@
 #include <memory>
 #include <random>
 
-#include "database/client_index.h"
 #include "database/database_result.h"
-#include "database/dhcp_reply.h"
-#include "database/find_client.h"
+#include "database/lookup/client_index.h"
+#include "database/lookup/find_client.h"
+#include "database/lookup/vendor_area.h"
 #include "sample_database.h"
 
 namespace {

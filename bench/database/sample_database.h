@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "database/client_list.h"
+#include "database/load/client_list.h"
 #include "database/option_catalogue.h"
 #include "platform/windows_api.h"
 

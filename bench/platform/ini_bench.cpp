@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/ini_series.h"
+#include "platform/held_ini_file.h"
 #include "platform/windows_api.h"
 
 namespace {
@@ -87,7 +87,7 @@ BENCHMARK(BM_IniValue)->RangeMultiplier(10)->Range(100, 100000);
 void BM_IniValueInSeries(benchmark::State& state) {
     const SampleFile file(1000);
     const std::string section = SectionName(500);
-    const IniSeries series;
+    const HeldIniFile series;
     for (auto _ : state) {
         if (ReadHostName(file, section) == 0) state.SkipWithError("no value");
     }

@@ -2,11 +2,10 @@
 
 #include <cstring>
 
-#include "service/server_parameters.h"
-
 namespace {
 
 DWORD ArpThreadId;
+ArpRemoveFunction Remove;  // set before the thread starts
 
 std::uint32_t RawBytes(IpAddress address) {
     std::uint32_t raw;
@@ -25,7 +24,7 @@ void RemoveEntry(const MSG& message) {
     char local[AddressTextSize];
     FormatAddress(AddressFromRaw(static_cast<std::uint32_t>(message.lParam)), client);
     FormatAddress(AddressFromRaw(static_cast<std::uint32_t>(message.wParam)), local);
-    if (const ArpRemoveFunction remove = LiveArpRemove()) remove(client, local);
+    Remove(client, local);
 }
 
 DWORD WINAPI ArpExpiryThread(LPVOID parameter) {
@@ -47,7 +46,8 @@ DWORD RemainingArpTime(DWORD now, DWORD posted, DWORD timeout) {
     return elapsed < timeout ? timeout - elapsed : 0;
 }
 
-void StartArpExpiry(DWORD timeout) {
+void StartArpExpiry(DWORD timeout, ArpRemoveFunction remove) {
+    Remove = remove;
     const auto parameter = reinterpret_cast<LPVOID>(static_cast<DWORD_PTR>(timeout));
     const HANDLE thread = CreateThread(nullptr, 0, ArpExpiryThread, parameter, 0, &ArpThreadId);
     if (thread != nullptr) CloseHandle(thread);

@@ -5,6 +5,7 @@
 // are not removed.
 #pragma once
 
+#include "arp/arp_helper.h"
 #include "platform/windows_api.h"
 #include "request/boot_packet.h"
 
@@ -12,9 +13,9 @@
 // bytes.
 inline constexpr UINT ArpExpiryMessage = 0x8000;
 
-// Starts the thread. The time-out is in milliseconds and holds for the life of the process. To be called
-// once, before any request is served.
-void StartArpExpiry(DWORD timeout);
+// Starts the thread. The time-out, in milliseconds, and the helper's entry point hold for the life of the
+// process. To be called once, before any request is served.
+void StartArpExpiry(DWORD timeout, ArpRemoveFunction remove);
 
 // Asks for the removal of an entry. May be called from any thread; a message that can't be posted is lost.
 void PostArpExpiry(IpAddress localAddress, IpAddress clientAddress);

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "database/shared_sections.h"
+#include "database/load/shared_sections.h"
 
 namespace {
 
@@ -52,11 +52,15 @@ void CopyMediaText(const BootPacket* packet, char* text) {
     text[length] = '\0';
 }
 
+void ReadAlias(const char* bootFile, const char* otherwise, char* alias, DWORD size, const char* path) {
+    GetPrivateProfileStringA("File Aliases", bootFile, otherwise, alias, size, path);
+}
+
 bool ReplaceByAlias(BootPacket* packet, const char* path, SharedSections* shared) {
     if (packet->file[0] == '\0') return true;
     const std::string* known = shared != nullptr ? RecallAlias(shared, packet->file, path) : nullptr;
     if (known != nullptr) return StoreBootFile(packet, known->c_str());
     char alias[BootFileSize + 1];  // an alias of 128 characters shows that it is too long
-    GetPrivateProfileStringA(FileAliasesSection, packet->file, packet->file, alias, sizeof(alias), path);
+    ReadAlias(packet->file, packet->file, alias, sizeof alias, path);
     return StoreBootFile(packet, alias);
 }

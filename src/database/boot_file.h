@@ -8,7 +8,6 @@
 
 struct SharedSections;
 
-inline constexpr char FileAliasesSection[] = "File Aliases";
 inline constexpr std::size_t BootFileSize = sizeof(BootPacket::file);
 
 // The handler's buffer for the media text has 100 bytes.
@@ -22,6 +21,9 @@ bool StoreMediaText(BootPacket* packet, const char* text);
 // Copies the text at the tail, and a NUL, to `text`, which has room for MediaTextSize. A cookie that begins
 // with a zero byte hides the text: `text` is then left alone.
 void CopyMediaText(const BootPacket* packet, char* text);
+
+// What "File Aliases" has for a boot file, or `otherwise`; `alias` has `size` bytes, and a longer one is cut.
+void ReadAlias(const char* bootFile, const char* otherwise, char* alias, DWORD size, const char* path);
 
 // Replaces the name by the one that "File Aliases" has for it, if any. False if the alias doesn't fit.
 // `shared` may be null.

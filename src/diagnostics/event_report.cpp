@@ -2,13 +2,14 @@
 
 #include "diagnostics/messages.h"
 
+#include <atomic>
 #include <cstdio>
-
-#include "service/server_parameters.h"
 
 namespace {
 
 constexpr DWORD UserDefaultLanguage = 0x400;
+
+std::atomic<DWORD> EventMask{0};
 
 // The system's text for an error, released with the object; a sentence with the code where the system has
 // none.
@@ -74,14 +75,31 @@ int ReportServiceEvent(const char* source, DWORD number, int stringCount, const 
     return 0;
 }
 
+void InstallEventMask(DWORD logLevel) {
+    EventMask = logLevel;
+}
+
+DWORD InstalledEventMask() {
+    return EventMask;
+}
+
+void LogEvent(DWORD number, DWORD mask) {
+    ReportServiceEvent(EventSource, number, NoString, nullptr, static_cast<WORD>(mask), 0);
+}
+
+void LogEventText(DWORD number, const char* text, DWORD mask) {
+    ReportServiceEvent(EventSource, number, OneString, text, static_cast<WORD>(mask), 0);
+}
+
+void LogEventError(DWORD number, DWORD systemError, DWORD mask) {
+    ReportServiceEvent(EventSource, number, SystemString, nullptr, static_cast<WORD>(mask), systemError);
+}
+
 void ReportSystemError() {
-    const DWORD error = GetLastError();
-    ReportServiceEvent(EventSource, EVENT_SYSTEM_ERROR, SystemString, nullptr,
-                       static_cast<WORD>(LiveLogLevel()), error);
+    LogEventError(EVENT_SYSTEM_ERROR, GetLastError());
 }
 
 int ReportMalformedEntry(const char* sectionName) {
-    ReportServiceEvent(EventSource, EVENT_MALFORMED_ENTRY, OneString, sectionName,
-                       static_cast<WORD>(LiveLogLevel()), 0);
+    LogEventText(EVENT_MALFORMED_ENTRY, sectionName);
     return 1;
 }

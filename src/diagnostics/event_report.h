@@ -18,13 +18,23 @@ inline constexpr int SystemString = -1;  // the system's text for the error numb
 // The event type that the top two bits of a number stand for; the same bit of a LogLevel lets it through.
 WORD EventType(DWORD number);
 
-// Answers 1 if the event was reported or filtered out, 0 if it could not be reported. `systemError` is
+// Returns 1 if the event was reported or filtered out, 0 if it could not be reported. `systemError` is
 // GetLastError() of the caller, read before anything else could change it.
 int ReportServiceEvent(const char* source, DWORD number, int stringCount, const char* text, WORD logLevel,
                        DWORD systemError);
 
-// The catch-all: the text of GetLastError(), under the live record's LogLevel.
+// The LogLevel of the record that is installed; 0 before the first. Whoever installs a record sets it.
+void InstallEventMask(DWORD logLevel);
+DWORD InstalledEventMask();
+
+// One event of the service: without an insertion, with a text, or with the system's text for an error number.
+// `mask` is a LogLevel, of which 16 bits count.
+void LogEvent(DWORD number, DWORD mask = InstalledEventMask());
+void LogEventText(DWORD number, const char* text, DWORD mask = InstalledEventMask());
+void LogEventError(DWORD number, DWORD systemError, DWORD mask = InstalledEventMask());
+
+// The catch-all: the text of GetLastError(), under the installed mask.
 void ReportSystemError();
 
-// A section of the database that can't be used, under the live record's LogLevel. Answers 1.
+// A section of the database that can't be used, under the installed mask. Returns 1.
 int ReportMalformedEntry(const char* sectionName);

@@ -1,6 +1,6 @@
 // The Windows operations that the service is written against: the layer's only face.
 //
-// On Windows they are the system's own. Elsewhere they are the layer's in posix/, with the same names,
+// On Windows they are the system's own. Elsewhere they are the layer's in linux/, with the same names,
 // signatures, constants and error numbers, and with just the operations that the service uses.
 #pragma once
 
@@ -13,19 +13,19 @@
 #include <time.h>
 #include <windows.h>
 #else
-#include "platform/posix/event_log.h"
-#include "platform/posix/file.h"
-#include "platform/posix/handle.h"
-#include "platform/posix/heap.h"
-#include "platform/posix/ini_file.h"
-#include "platform/posix/ip_helper.h"
-#include "platform/posix/library.h"
-#include "platform/posix/message_queue.h"
-#include "platform/posix/registry.h"
-#include "platform/posix/service_manager.h"
-#include "platform/posix/socket.h"
-#include "platform/posix/text.h"
-#include "platform/posix/thread.h"
-#include "platform/posix/types.h"
-#include "platform/posix/wait.h"
+#include "platform/linux/faces/event_log.h"
+#include "platform/linux/faces/file.h"
+#include "platform/linux/faces/handle.h"
+#include "platform/linux/faces/heap.h"
+#include "platform/linux/faces/ini_file.h"
+#include "platform/linux/faces/ip_helper.h"
+#include "platform/linux/faces/library.h"
+#include "platform/linux/faces/message_queue.h"
+#include "platform/linux/faces/registry.h"
+#include "platform/linux/faces/service_manager.h"
+#include "platform/linux/faces/socket.h"
+#include "platform/linux/faces/text.h"
+#include "platform/linux/faces/thread.h"
+#include "platform/linux/faces/types.h"
+#include "platform/linux/faces/wait.h"
 #endif

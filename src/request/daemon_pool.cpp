@@ -2,7 +2,7 @@
 
 #include "diagnostics/messages.h"
 
-#include "database/find_client.h"
+#include "database/lookup/find_client.h"
 #include "diagnostics/event_report.h"
 #include "platform/arrivals.h"
 #include "request/interfaces.h"
@@ -11,8 +11,6 @@
 #include "request/reload.h"
 #include "service/generation.h"
 #include "service/server_parameters.h"
-#include "service/service_lifetime.h"
-#include "service/service_status.h"
 
 namespace {
 
@@ -21,29 +19,24 @@ constexpr DWORD NoMemoryPause = 50;
 
 // What a thread of the pool has of its own.
 struct Daemon {
-    HANDLE self = nullptr;
+    PoolThread thread;
     DWORD lastTrip = GetTickCount();
-    AddressWatch watch = {};
-    BoundSocketsCopy bound;
-    fd_set readable;
+    BoundSocketsCopy bound = {};
+    fd_set readable = {};
 };
 
 enum class Turn {
-    Passed,  // the role is given up
-    Kept,    // still the listener
-    Ended,   // the service ends
+    Passed,   // the role is given up
+    Kept,     // still the listener
+    Stopped,  // the stop has closed the sockets; still the listener
+    Failed,   // the sockets can't be watched; still the listener
 };
-
-void Report(DWORD event, int stringCount, DWORD error) {
-    ReportServiceEvent(EventSource, event, stringCount, nullptr, static_cast<WORD>(LiveParameters.LogLevel),
-                       error);
-}
 
 // False if the wait timed out, or the service ends: the thread has no business here any more. An abandoned
 // mutex counts as taken.
 bool TakeRole() {
     const DWORD waited = WaitForSingleObject(ListenerMutex, RoleTimeoutMilliseconds());
-    return waited != WAIT_TIMEOUT && !IsServiceEnding();
+    return waited != WAIT_TIMEOUT && !IsPoolEnding();
 }
 
 void AnnounceListener(HANDLE self) {
@@ -55,9 +48,9 @@ void AnnounceListener(HANDLE self) {
 // Waits until a datagram is there, or the sockets fail. Looks after the addresses at least once a second.
 int WaitForDatagram(Daemon* daemon) {
     for (;;) {
-        if (AddressChanged(&daemon->watch.overlapped)) {
+        if (AddressChanged(&daemon->thread.watch->overlapped)) {
             BindAllInterfaces();
-            ArmAddressChange(&daemon->watch.overlapped, &daemon->watch.handle);
+            ArmAddressChange(&daemon->thread.watch->overlapped, &daemon->thread.watch->handle);
         }
         RefreshBoundSockets(&daemon->bound);
         FD_ZERO(&daemon->readable);
@@ -71,10 +64,10 @@ int WaitForDatagram(Daemon* daemon) {
 }
 
 // A thread that can't be started costs its place in the count.
-void StartFurtherThread() {
+void StartFurtherThread(LPTHREAD_START_ROUTINE body) {
     const PoolLock hold(ThreadCountMutex, INFINITE);
     if (LiveParameters.MaxDaemonThreads == 0) return;
-    const HANDLE thread = CreateThread(nullptr, 0, DaemonThread, nullptr, 0, nullptr);
+    const HANDLE thread = CreateThread(nullptr, 0, body, nullptr, 0, nullptr);
     if (thread != nullptr) CloseHandle(thread);
     --LiveParameters.MaxDaemonThreads;
 }
@@ -82,7 +75,8 @@ void StartFurtherThread() {
 void CheckRate(Daemon* daemon) {
     const DWORD now = GetTickCount();
     if (++PacketCount != LiveParameters.PacketTripRate) return;
-    if (IsRateHigh(now, daemon->lastTrip, LiveParameters.DaemonSensitivity)) StartFurtherThread();
+    if (IsRateHigh(now, daemon->lastTrip, LiveParameters.DaemonSensitivity))
+        StartFurtherThread(daemon->thread.body);
     PacketCount = 0;
     daemon->lastTrip = now;
 }
@@ -98,7 +92,7 @@ bool FindReadable(Daemon* daemon, RequestContext* context) {
 }
 
 // A zero-filled block for one datagram, with a use of the generation that owns its heap.
-bool AllocateBlock(RequestContext* context) {
+bool AllocateDatagramBlock(RequestContext* context) {
     Generation* const generation = PinAsListener();
     const ServerParameters& record = RecordOf(generation);
     context->packet =
@@ -133,7 +127,7 @@ Received ReceiveDatagram(RequestContext* context) {
         context->length = static_cast<LONG>(size);
         return Received::Datagram;
     }
-    Report(EVENT_RECEIVE_FAILED, SystemString, static_cast<DWORD>(error));
+    LogEventError(EVENT_RECEIVE_FAILED, static_cast<DWORD>(error));
     return Received::Nothing;
 }
 
@@ -145,36 +139,28 @@ void ServeDatagram(RequestContext* context) {
     ProcessBootRequest(context);
 }
 
-// The stop has closed the sockets.
-Turn EndInOrder() {
-    ServiceExitCode = NO_ERROR;
-    ReportServiceStatus(SERVICE_STOP_PENDING, NO_ERROR, 2, 3000);
-    return Turn::Ended;
-}
-
 // One datagram, from waiting for it to its reply. The caller is the listener.
 Turn TakeTurn(Daemon* daemon) {
-    AnnounceListener(daemon->self);
+    AnnounceListener(daemon->thread.self);
     const int ready = WaitForDatagram(daemon);
     const auto error = static_cast<DWORD>(WSAGetLastError());
     CheckRate(daemon);
     if (ready == SOCKET_ERROR) {
-        if (IsReceptionStopped())
-            return EndInOrder();  // the sockets were closed before this thread watched them
-        Report(EVENT_SELECT_FAILED, SystemString, error);
-        return Turn::Ended;
+        if (IsReceptionStopped()) return Turn::Stopped;  // closed before this thread watched them
+        LogEventError(EVENT_SELECT_FAILED, error);
+        return Turn::Failed;
     }
     RequestContext context = {};
     if (!FindReadable(daemon, &context)) return Turn::Kept;
-    if (!AllocateBlock(&context)) {
-        Report(EVENT_REQUEST_NO_MEMORY, NoString, 0);
+    if (!AllocateDatagramBlock(&context)) {
+        LogEvent(EVENT_REQUEST_NO_MEMORY);
         Sleep(NoMemoryPause);  // the datagram waits in its socket; so does this thread, or it would spin
         return Turn::Kept;
     }
     switch (ReceiveDatagram(&context)) {
         case Received::SocketClosed:
             ReleaseRequest(&context);
-            return EndInOrder();
+            return Turn::Stopped;
         case Received::Nothing:
             ReleaseRequest(&context);
             ReleaseMutex(ListenerMutex);
@@ -189,17 +175,6 @@ Turn TakeTurn(Daemon* daemon) {
         ServeDatagram(&context);
     }
     return Turn::Passed;
-}
-
-// Takes turns until this thread can't get the role any more (false), or has it when the service ends (true).
-bool TakeTurns(Daemon* daemon) {
-    Turn turn = Turn::Passed;
-    while (turn != Turn::Ended) {
-        // The mutex is recursive: a listener that kept the role must not take it a second time.
-        if (turn == Turn::Passed && !TakeRole()) return false;
-        turn = TakeTurn(daemon);
-    }
-    return true;
 }
 
 void GiveBackPlace() {
@@ -218,18 +193,16 @@ LONG RaisePacketLength(LONG length, DWORD minimum, DWORD blockSize) {
     return raised ? static_cast<LONG>(minimum) : length;
 }
 
-DWORD WINAPI DaemonThread(LPVOID first) {
-    Daemon daemon;
-    daemon.watch.overlapped.hEvent = UnarmedEvent();
-    if (first != nullptr && !StartService(&daemon.watch)) {
-        TearDownService();
-        return 0;
+LoopEnd RunDaemonLoop(const PoolThread& thread) {
+    Daemon daemon = {.thread = thread};
+    Turn turn = Turn::Passed;
+    while (turn == Turn::Passed || turn == Turn::Kept) {
+        // The mutex is recursive: a listener that kept the role must not take it a second time.
+        if (turn == Turn::Passed && !TakeRole()) {
+            GiveBackPlace();
+            return LoopEnd::RoleLost;
+        }
+        turn = TakeTurn(&daemon);
     }
-    daemon.self = DuplicateOwnHandle(GetCurrentThread());  // a real one, which other threads can use
-    if (TakeTurns(&daemon))
-        TearDownService();
-    else
-        GiveBackPlace();
-    CloseHandle(daemon.self);
-    return 0;
+    return turn == Turn::Stopped ? LoopEnd::Stopped : LoopEnd::Failed;
 }

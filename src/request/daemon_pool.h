@@ -7,13 +7,27 @@
 #pragma once
 
 #include "platform/windows_api.h"
+#include "request/interfaces.h"
 
-// The body of every thread of the pool. `first` is non-null for the one thread that starts the service;
-// whichever thread has the role when the service ends tears it down. Answers 0.
-DWORD WINAPI DaemonThread(LPVOID first);
+// What a thread of the pool brings along. All of it outlives the loop and the end of the service.
+struct PoolThread {
+    HANDLE self;                  // a real handle of the thread, which other threads can use
+    AddressWatch* watch;          // armed for the thread that started the service, else unarmed
+    LPTHREAD_START_ROUTINE body;  // what a further thread runs, with a null parameter
+};
 
-// Whether `count` datagrams came fast enough that a further thread is worth its start: fewer than
-// `sensitivity` milliseconds since the last check, across the wrap of the tick count.
+enum class LoopEnd {
+    RoleLost,  // the role couldn't be had in time, or the service is ending; the place in the pool is given
+               // back
+    Stopped,   // a stop has closed the sockets; the caller has the role and ends the service
+    Failed,    // the sockets can't be watched, which has been reported; the caller has the role, as above
+};
+
+// Takes turns at the sockets until one of these ends comes.
+LoopEnd RunDaemonLoop(const PoolThread& thread);
+
+// Whether datagrams came fast enough that a further thread is worth its start: fewer than `sensitivity`
+// milliseconds have passed since the last check, across the wrap of the tick count.
 bool IsRateHigh(DWORD now, DWORD lastTrip, DWORD sensitivity);
 
 // The packet length of a datagram: raised to `minimum` if the block has room for that.

@@ -51,10 +51,6 @@ void CloseTable() {
         closesocket(BoundSockets[i]);
 }
 
-void ReportWithSystemText(DWORD event, DWORD error) {
-    ReportServiceEvent(EventSource, event, SystemString, nullptr, static_cast<WORD>(LiveLogLevel()), error);
-}
-
 void LookUpPort() {
     if (const auto* service = getservbyname("bootp", "udp"))
         ActivePort = ntohs(static_cast<WORD>(service->s_port));
@@ -198,7 +194,7 @@ DWORD BindAllInterfaces() {
         SocketCount = 0;
         ++BindingNumber;
         if (!EnumerateLocalAddresses(&count, addresses)) {
-            ReportWithSystemText(EVENT_ADDRESS_LIST_FAILED, GetLastError());
+            LogEventError(EVENT_ADDRESS_LIST_FAILED, GetLastError());
             return BindEnumerateFailed;
         }
         LookUpPort();
@@ -209,11 +205,11 @@ DWORD BindAllInterfaces() {
         ++BindingNumber;
     }
     if (result == BindBroadcastFailed) {
-        ReportWithSystemText(EVENT_SOCKET_OPTION_FAILED, static_cast<DWORD>(error));
+        LogEventError(EVENT_SOCKET_OPTION_FAILED, static_cast<DWORD>(error));
     } else if (BoundCount.load() != 0) {
         WriteBindingLine(text.get());
     } else {
-        ReportWithSystemText(EVENT_SOCKET_FAILED, static_cast<DWORD>(error));
+        LogEventError(EVENT_SOCKET_FAILED, static_cast<DWORD>(error));
         WriteBindingLine("Could not bind to an address\r\n.");
     }
     return result;

@@ -62,6 +62,10 @@ void RefreshBoundSockets(BoundSocketsCopy* copy);
 inline HANDLE UnarmedEvent() {
     return INVALID_HANDLE_VALUE;
 }
+struct AddressWatch {
+    OVERLAPPED overlapped;
+    HANDLE handle;
+};
 void ArmAddressChange(OVERLAPPED* overlapped, HANDLE* handle);
 int AddressChanged(OVERLAPPED* overlapped);
 

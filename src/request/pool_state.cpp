@@ -8,6 +8,20 @@ std::atomic<HANDLE> ListenerThread;
 std::atomic<HANDLE> PausedThread;
 DWORD PacketCount;
 
+namespace {
+
+std::atomic<bool> Ending{false};
+
+}  // namespace
+
+bool BeginPoolEnd() {
+    return !Ending.exchange(true);
+}
+
+bool IsPoolEnding() {
+    return Ending.load();
+}
+
 void MakePoolMutexes() {
     for (std::atomic<HANDLE>* mutex :
          {&ListenerMutex, &ThreadCountMutex, &ListenerHandleMutex, &ClientListMutex})

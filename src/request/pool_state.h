@@ -25,6 +25,10 @@ extern std::atomic<HANDLE> PausedThread;
 // Datagrams since the last check of the rate; the listener's alone.
 extern DWORD PacketCount;
 
+// The end of the pool: the first caller gets true, and from then on no thread takes the role.
+bool BeginPoolEnd();
+bool IsPoolEnding();
+
 // The handles keep their values when the tear-down closes them: a thread that asks for one then is refused.
 void MakePoolMutexes();
 

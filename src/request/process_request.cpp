@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "database/find_client.h"
+#include "database/lookup/find_client.h"
 #include "diagnostics/activity_log.h"
 #include "diagnostics/event_report.h"
 #include "request/interfaces.h"
@@ -23,7 +23,7 @@ constexpr std::size_t ArpMacTextSize = 100;
 
 // One request on its way. The generation's record never changes, so a pinned one serves as the request's own
 // copy of the parameters.
-struct Request {
+struct RequestInHand {
     RequestContext context;
     PinnedGeneration generation;
     RequestTrace trace;
@@ -32,7 +32,7 @@ struct Request {
     char arpMacText[ArpMacTextSize] = {};
     char betterInterface[128];
 
-    explicit Request(const RequestContext& given) : context(given), generation(given.blockOwner) {}
+    explicit RequestInHand(const RequestContext& given) : context(given), generation(given.blockOwner) {}
     const ServerParameters& parameters() const { return generation.record(); }
     BootPacket* packet() const { return context.packet; }
 };
@@ -59,7 +59,7 @@ constexpr StatusRow StatusTable[] = {
 constexpr int UndefinedStatus = 8;
 constexpr int LastStatusWithReply = 3;
 
-void ReadRequest(Request* request) {
+void ReadRequest(RequestInHand* request) {
     RequestTrace& trace = request->trace;
     BootPacket* const packet = request->packet();
     trace.decoded = true;
@@ -84,7 +84,7 @@ bool IsThisServer(const char* serverName) {
     return *serverName == '\0' || _strnicmp(serverName, HostName, compared) == 0;
 }
 
-int LookUpClient(Request* request) {
+int LookUpClient(RequestInHand* request) {
     const ServerParameters& parameters = request->parameters();
     BootPacket* const packet = request->packet();
     DWORD unread = 0;
@@ -94,7 +94,7 @@ int LookUpClient(Request* request) {
                       ClientListMutex, parameters.ExpireHits, request->arpMacText);
 }
 
-void ReportFinding(const Request& request, const StatusRow& row, DWORD error) {
+void ReportFinding(const RequestInHand& request, const StatusRow& row, DWORD error) {
     char hardwareText[HardwareTextSize];
     HardwareAddressText(*request.packet(), hardwareText);
     ReportServiceEvent(EventSource, row.event, row.stringCount, hardwareText,
@@ -102,7 +102,7 @@ void ReportFinding(const Request& request, const StatusRow& row, DWORD error) {
 }
 
 // Turns the packet into its reply, if there is to be one, and notes what the lookup said.
-bool FindReply(Request* request) {
+bool FindReply(RequestInHand* request) {
     int status = LookUpClient(request);
     // A reload came between: the list isn't to be entered any more, the next one is there already.
     while (status == FindListRetired) {
@@ -119,7 +119,7 @@ bool FindReply(Request* request) {
 }
 
 // On a host with several interfaces the one on the client's subnet answers.
-bool IsLeftToAnotherInterface(Request* request) {
+bool IsLeftToAnotherInterface(RequestInHand* request) {
     RequestContext& context = request->context;
     if (BoundCount.load() <= 1 || !IsBetterInterface(&context.interfaceIndex, context.packet, context.length))
         return false;
@@ -138,7 +138,7 @@ void NameServer(BootPacket* packet) {
     packet->sname[length] = '\0';
 }
 
-void SendFoundReply(Request* request) {
+void SendFoundReply(RequestInHand* request) {
     BootPacket* const packet = request->packet();
     RequestTrace& trace = request->trace;
     trace.replied = true;
@@ -151,7 +151,7 @@ void SendFoundReply(Request* request) {
     trace.replyStatus = ReplyStatusText(DeliverReply(delivery));
 }
 
-void AnswerRequest(Request* request) {
+void DecideAndReply(RequestInHand* request) {
     RequestTrace& trace = request->trace;
     if (trace.opcode != BootRequestOpcode) {
         trace.findStatus = "Invalid opcode";
@@ -168,7 +168,7 @@ void AnswerRequest(Request* request) {
     }
 }
 
-void WriteTrace(Request* request) {
+void WriteTrace(RequestInHand* request) {
     if (!request->generation || request->parameters().LogHandle == nullptr) return;
     request->trace.arpMacText = request->arpMacText;
     char text[TraceSize + 1];
@@ -179,10 +179,10 @@ void WriteTrace(Request* request) {
 }  // namespace
 
 void ProcessBootRequest(const RequestContext* context) {
-    Request request(*context);
+    RequestInHand request(*context);
     request.trace.opcode = request.packet()->op;
     if (request.generation) {  // none is left while the service ends
-        AnswerRequest(&request);
+        DecideAndReply(&request);
         WriteTrace(&request);
     }
     ReleaseRequest(&request.context);

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "database/client_list.h"
+#include "database/lookup/client_index.h"
 #include "diagnostics/event_report.h"
 #include "request/pool_state.h"
 #include "service/generation.h"
@@ -53,10 +53,6 @@ void Answer(const RequestContext& context, const char (&text)[N]) {
            static_cast<int>(sizeof context.from));
 }
 
-void ReportOutcome(DWORD event) {
-    ReportServiceEvent(EventSource, event, NoString, nullptr, static_cast<WORD>(LiveParameters.LogLevel), 0);
-}
-
 }  // namespace
 
 bool IsReloadRequest(const BootPacket* packet) {
@@ -67,10 +63,10 @@ void ReloadParameters(RequestContext* context) {
     Generation* const generation = LoadGeneration();
     if (generation == nullptr) {
         Answer(*context, ReloadRefused);
-        ReportOutcome(EVENT_RELOAD_FAILED);
+        LogEvent(EVENT_RELOAD_FAILED);
     } else {
         Answer(*context, ReloadAcknowledged);
-        ReportOutcome(EVENT_RELOADED);
+        LogEvent(EVENT_RELOADED);
         ReleaseGeneration(Swap(generation));
     }
     ReleaseRequest(context);

@@ -21,8 +21,7 @@ void ReportArpFailure(const Delivery& delivery, const char* clientText, const ch
     char text[256];
     std::snprintf(text, sizeof text, "Arp entry for net address %s with media address %s failed.", clientText,
                   hardwareText);
-    ReportServiceEvent(EventSource, EVENT_ERROR_TEXT, OneString, text,
-                       static_cast<WORD>(delivery.parameters->LogLevel), 0);
+    LogEventText(EVENT_ERROR_TEXT, text, delivery.parameters->LogLevel);
 }
 
 // Answers what the helper answered.
@@ -83,9 +82,7 @@ int SendReply(SOCKET socket, const BootPacket* packet, LONG length, const sockad
         sendto(socket, reinterpret_cast<const char*>(packet), static_cast<int>(length), 0,
                reinterpret_cast<const sockaddr*>(&destination), static_cast<int>(sizeof destination));
     if (sent != SOCKET_ERROR) return 1;
-    const auto error = static_cast<DWORD>(WSAGetLastError());
-    ReportServiceEvent(EventSource, EVENT_SEND_FAILED, SystemString, nullptr,
-                       static_cast<WORD>(LiveLogLevel()), error);
+    LogEventError(EVENT_SEND_FAILED, static_cast<DWORD>(WSAGetLastError()));
     return 0;
 }
 

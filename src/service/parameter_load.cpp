@@ -6,7 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "database/client_list.h"
+#include "database/database_result.h"
+#include "database/load/client_list.h"
 #include "database/option_catalogue.h"
 #include "diagnostics/activity_log.h"
 #include "diagnostics/event_report.h"
@@ -17,40 +18,36 @@ namespace {
 
 constexpr DWORD LogHandOverWait = 1000;
 
-// One failure of the load: its event, and what the event says. `text` null with OneString means nothing to
-// insert.
+// One failure of the load and its event.
 struct FailureReport {
-    DWORD answer;  // of the database operation
+    DWORD answer;  // the result of the database operation
     LoadResult result;
     DWORD event;
-    bool namesDatabase;
+    bool namesDatabase;  // the event inserts the path
 };
 
 constexpr FailureReport CatalogueFailures[] = {
-    {8, LoadReaderNoMemory, EVENT_START_NO_MEMORY, false},
-    {11, LoadCatalogueCorrupt, EVENT_DATABASE_CORRUPT, true},
-    {998, LoadReaderReleaseFailed, EVENT_RELEASE_FAILED, false},
-    {2, LoadDatabaseMissing, EVENT_DATABASE_MISSING, true},
+    {OutOfMemory, LoadReaderNoMemory, EVENT_START_NO_MEMORY, false},
+    {DatabaseCorrupt, LoadCatalogueCorrupt, EVENT_DATABASE_CORRUPT, true},
+    {BlockNotReleased, LoadReaderReleaseFailed, EVENT_RELEASE_FAILED, false},
+    {DatabaseMissing, LoadDatabaseMissing, EVENT_DATABASE_MISSING, true},
 };
 
 constexpr FailureReport ListFailures[] = {
-    {8, LoadListNoMemory, EVENT_CACHE_NO_MEMORY, false},
-    {11, LoadListCorrupt, EVENT_DATABASE_CORRUPT, true},
-    {998, LoadListReleaseFailed, EVENT_RELEASE_FAILED, false},
+    {OutOfMemory, LoadListNoMemory, EVENT_CACHE_NO_MEMORY, false},
+    {DatabaseCorrupt, LoadListCorrupt, EVENT_DATABASE_CORRUPT, true},
+    {BlockNotReleased, LoadListReleaseFailed, EVENT_RELEASE_FAILED, false},
 };
-
-void Report(const ServerParameters* record, DWORD event, int stringCount, const char* text) {
-    const DWORD error = GetLastError();
-    ReportServiceEvent(EventSource, event, stringCount, text, static_cast<WORD>(record->LogLevel), error);
-}
 
 template <std::size_t N>
 LoadResult ReportFailure(const ServerParameters* record, const FailureReport (&table)[N], DWORD answer,
                          LoadResult otherwise) {
     for (const FailureReport& row : table) {
         if (row.answer != answer) continue;
-        Report(record, row.event, row.namesDatabase ? OneString : NoString,
-               row.namesDatabase ? record->DatabasePath : nullptr);
+        if (row.namesDatabase)
+            LogEventText(row.event, record->DatabasePath, record->LogLevel);
+        else
+            LogEvent(row.event, record->LogLevel);
         return row.result;
     }
     SetLastError(answer);
@@ -71,12 +68,13 @@ void CloseCarriedLog(ServerParameters* record) {
 
 LoadResult ReadRegistry(ServerParameters* record) {
     char name[ParameterTextSize] = {};
-    if (ReadRegistryParameters(HKEY_LOCAL_MACHINE, record, name, ServiceKey, ParametersKey, AgentKey) ==
-        RegistryReadOk)
-        return LoadOk;
+    const DWORD result =
+        ReadRegistryParameters(HKEY_LOCAL_MACHINE, record, name, ServiceKey, ParametersKey, AgentKey);
+    if (record == &LiveParameters) InstallEventMask(record->LogLevel);
+    if (result == RegistryReadOk) return LoadOk;
     char text[2 * ParameterTextSize];
     std::snprintf(text, sizeof text, "Error accessing the registry key setting for '%s'", name);
-    ReportServiceEvent(EventSource, EVENT_ERROR_TEXT, OneString, text, AllEvents, 0);
+    LogEventText(EVENT_ERROR_TEXT, text, AllEvents);
     return LoadRegistryFailed;
 }
 
@@ -94,7 +92,7 @@ LoadResult OpenLog(ServerParameters* record) {
     const HANDLE file = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                     OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
-        Report(record, EVENT_LOG_FILE_FAILED, SystemString, nullptr);
+        LogEventError(EVENT_LOG_FILE_FAILED, GetLastError(), record->LogLevel);
         return LoadLogFailed;
     }
     if (GetLastError() == ERROR_ALREADY_EXISTS) SetFilePointer(file, 0, nullptr, FILE_END);
@@ -107,10 +105,10 @@ void DecideBroadcastOnly(ServerParameters* record) {
     OSVERSIONINFOA version = {};
     version.dwOSVersionInfoSize = sizeof version;
     if (!GetVersionExA(&version)) {
-        Report(record, EVENT_VERSION_UNKNOWN, SystemString, nullptr);
+        LogEventError(EVENT_VERSION_UNKNOWN, GetLastError(), record->LogLevel);
         record->ForceBroadcast = 1;
     } else if (IsBroadcastOnlySystem(version.dwMajorVersion, version.dwMinorVersion, version.szCSDVersion)) {
-        Report(record, EVENT_BROADCAST_ONLY, NoString, nullptr);
+        LogEvent(EVENT_BROADCAST_ONLY, record->LogLevel);
         record->ForceBroadcast = 1;
     }
 }
@@ -121,7 +119,7 @@ LoadResult MakeHeap(ServerParameters* record) {
     if (record->ClientHeap != nullptr) return LoadOk;
     char text[16];
     std::snprintf(text, sizeof text, "%u", static_cast<unsigned>(size));
-    Report(record, EVENT_HEAP_FAILED, OneString, text);
+    LogEventText(EVENT_HEAP_FAILED, text, record->LogLevel);
     return LoadHeapFailed;
 }
 
@@ -133,7 +131,7 @@ LoadResult ReadCatalogue(ServerParameters* record) {
             void* const tooSmall = record->OptionCatalogue;
             record->OptionCatalogue = nullptr;
             if (!HeapFree(record->ClientHeap, 0, tooSmall)) {
-                Report(record, EVENT_START_NO_MEMORY, NoString, nullptr);
+                LogEvent(EVENT_START_NO_MEMORY, record->LogLevel);
                 return LoadCatalogueReleaseFailed;
             }
         }
@@ -141,13 +139,13 @@ LoadResult ReadCatalogue(ServerParameters* record) {
         record->OptionCatalogue =
             static_cast<OptionDefinition*>(HeapAlloc(record->ClientHeap, HEAP_ZERO_MEMORY, size));
         if (record->OptionCatalogue == nullptr) {
-            Report(record, EVENT_START_NO_MEMORY, NoString, nullptr);
+            LogEvent(EVENT_START_NO_MEMORY, record->LogLevel);
             return LoadCatalogueNoMemory;
         }
         const DWORD answer =
             ReadOptionCatalogue(record->ClientHeap, record->DatabasePath, capacity, record->OptionCatalogue);
-        if (answer == 0) return LoadOk;
-        if (answer != ERROR_INSUFFICIENT_BUFFER)
+        if (answer == DatabaseOk) return LoadOk;
+        if (answer != CatalogueTooSmall)
             return ReportFailure(record, CatalogueFailures, answer, LoadCatalogueFailed);
     }
 }
@@ -156,7 +154,7 @@ LoadResult LoadClients(ServerParameters* record) {
     const DWORD answer = LoadClientDatabase(
         record->TerminateStrings, record->ClientHeap, record->DatabasePath, &TotalCacheBytes,
         &record->ClientList, &record->CacheSize, record->OptionCatalogue, ReportMalformedEntry);
-    return answer == 0 ? LoadOk : ReportFailure(record, ListFailures, answer, LoadListFailed);
+    return answer == DatabaseOk ? LoadOk : ReportFailure(record, ListFailures, answer, LoadListFailed);
 }
 
 template <typename Function>
@@ -168,13 +166,13 @@ LoadResult BindHelper(ServerParameters* record) {
     if (record->HelperLibrary != nullptr) return LoadOk;
     record->HelperLibrary = LoadLibraryA(record->HelperDLL);
     if (record->HelperLibrary == nullptr) {
-        ReportServiceEvent(EventSource, EVENT_HELPER_MISSING, NoString, nullptr, AllEvents, GetLastError());
+        LogEvent(EVENT_HELPER_MISSING, AllEvents);
         return LoadHelperMissing;
     }
     record->ArpAdd = EntryPoint<ArpAddFunction>(record->HelperLibrary, "ArpAdd");
     record->ArpRemove = EntryPoint<ArpRemoveFunction>(record->HelperLibrary, "ArpRemove");
     if (record->ArpAdd != nullptr && record->ArpRemove != nullptr) return LoadOk;
-    ReportServiceEvent(EventSource, EVENT_HELPER_ENTRY_MISSING, NoString, nullptr, AllEvents, GetLastError());
+    LogEvent(EVENT_HELPER_ENTRY_MISSING, AllEvents);
     return LoadHelperEntryMissing;
 }
 

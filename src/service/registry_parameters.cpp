@@ -1,7 +1,8 @@
-// The only code that knows the names of the registry values.
+// The way between the registry and a record.
 #include <algorithm>
 #include <cstring>
 
+#include "service/parameter_table.h"
 #include "service/server_parameters.h"
 
 namespace {
@@ -31,15 +32,16 @@ bool IsText(DWORD type) {
     return type == REG_SZ || type == REG_EXPAND_SZ;
 }
 
-// Leaves `text` as it was if the value is missing, isn't a text or doesn't fit.
-bool ReadText(HKEY key, const char* name, char (&text)[ParameterTextSize]) {
+// `text` has ParameterTextSize bytes; it is left as it was if the value is missing,
+// isn't a text or doesn't fit.
+bool ReadText(HKEY key, const char* name, char* text) {
     char value[ParameterTextSize] = {};
     DWORD type = REG_NONE;
     DWORD size = sizeof value - 1;  // a stored text needn't end in a NUL
     if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(value), &size) != 0 ||
         !IsText(type))
         return false;
-    std::memcpy(text, value, sizeof text);
+    std::memcpy(text, value, sizeof value);
     return true;
 }
 
@@ -55,11 +57,11 @@ bool ReadNumber(HKEY key, const char* name, DWORD* number) {
 }
 
 // A text whose expansion doesn't fit counts as unreadable.
-bool Expand(char (&text)[ParameterTextSize]) {
+bool Expand(char* text) {
     char expanded[ParameterTextSize] = {};
     const DWORD needed = ExpandEnvironmentStringsA(text, expanded, sizeof expanded);
     if (needed == 0 || needed > sizeof expanded) return false;
-    std::memcpy(text, expanded, sizeof text);
+    std::memcpy(text, expanded, sizeof expanded);
     return true;
 }
 
@@ -69,57 +71,18 @@ void ReadAgentPath(HKEY root, const char* agentKey, ServerParameters* record) {
         std::strcpy(record->SnmpAgentPath, "inetmib1.dll");
 }
 
-struct TextValue {
-    const char* name;
-    char (ServerParameters::*field)[ParameterTextSize];
-};
-
-struct NumberValue {
-    const char* name;
-    DWORD ServerParameters::*field;
-    bool required;
-    DWORD fallback;
-    DWORD scale = 1;  // from the registry's unit to the record's
-};
-
-constexpr TextValue ExpandedTexts[] = {
-    {"DatabasePath", &ServerParameters::DatabasePath},
-    {"LogFile", &ServerParameters::LogFile},
-    {"HelperDLL", &ServerParameters::HelperDLL},
-};
-
-// In the order of reading; SecondDaemonThreadTimeout is signed and stands apart.
-constexpr NumberValue NumbersBeforeTimeout[] = {
-    {"EnableLogging", &ServerParameters::EnableLogging, true, 0},
-    {"LogLevel", &ServerParameters::LogLevel, true, 0},
-    {"ForceBroadcast", &ServerParameters::ForceBroadcast, false, 0},
-    {"UseClientSrcPort", &ServerParameters::UseClientSrcPort, false, 0},
-    {"TerminateStrings", &ServerParameters::TerminateStrings, false, 0},
-    {"StaticArpTimeout", &ServerParameters::StaticArpTimeout, false, 60, 1000},
-    {"CacheSize", &ServerParameters::CacheSize, true, 0},
-    {"ExpireSeconds", &ServerParameters::ExpireSeconds, true, 0},
-    {"ExpireHits", &ServerParameters::ExpireHits, true, 0},
-    {"DaemonSensitivity", &ServerParameters::DaemonSensitivity, true, 0},
-    {"PacketTripRate", &ServerParameters::PacketTripRate, true, 0},
-    {"Daemonblksize", &ServerParameters::Daemonblksize, true, 0},
-    {"MaxDaemonThreads", &ServerParameters::MaxDaemonThreads, true, 0},
-};
-
-// Answers the name of the required value that is missing, or null.
+// Returns the name of the required value that is missing, or null.
 const char* ReadValues(HKEY key, ServerParameters* record) {
-    for (const TextValue& value : ExpandedTexts)
-        if (!ReadText(key, value.name, record->*value.field) || !Expand(record->*value.field))
-            return value.name;
-    ReadText(key, "LocalAddrs", record->LocalAddrs);
-    for (const NumberValue& value : NumbersBeforeTimeout) {
-        DWORD number = value.fallback;
-        if (!ReadNumber(key, value.name, &number) && value.required) return value.name;
-        record->*value.field = std::min<DWORD>(number, 0xFFFFFFFFu / value.scale) * value.scale;
+    for (const TextParameter& row : TextParameters()) {
+        char* const text = TextOf(record, row);
+        const bool isRead = ReadText(key, row.name, text) && (!row.expanded || Expand(text));
+        if (!isRead && row.required) return row.name;
     }
-    DWORD timeout = 0;
-    if (!ReadNumber(key, "SecondDaemonThreadTimeout", &timeout)) return "SecondDaemonThreadTimeout";
-    record->SecondDaemonThreadTimeout = static_cast<LONG>(timeout);
-    if (!ReadNumber(key, "MinResponseSize", &record->MinResponseSize)) record->MinResponseSize = 0;
+    for (const NumberParameter& row : NumberParameters()) {
+        DWORD number = row.fallback;
+        if (!ReadNumber(key, row.name, &number) && row.required) return row.name;
+        NumberOf(record, row) = std::min<DWORD>(number, 0xFFFFFFFFu / row.scale) * row.scale;
+    }
     return nullptr;
 }
 
@@ -133,29 +96,23 @@ bool WriteNumber(HKEY key, const char* name, DWORD number) {
            0;
 }
 
-constexpr NumberValue InstalledNumbers[] = {
-    {"EnableLogging", &ServerParameters::EnableLogging, true, 0},
-    {"ForceBroadcast", &ServerParameters::ForceBroadcast, true, 0},
-    {"LogLevel", &ServerParameters::LogLevel, true, 0},
-    {"CacheSize", &ServerParameters::CacheSize, true, 0},
-    {"ExpireSeconds", &ServerParameters::ExpireSeconds, true, 0},
-    {"ExpireHits", &ServerParameters::ExpireHits, true, 0},
-    {"DaemonSensitivity", &ServerParameters::DaemonSensitivity, true, 0},
-    {"PacketTripRate", &ServerParameters::PacketTripRate, true, 0},
-    {"Daemonblksize", &ServerParameters::Daemonblksize, true, 0},
-    {"MaxDaemonThreads", &ServerParameters::MaxDaemonThreads, true, 0},
-};
+const NumberParameter* InstalledAt(int place) {
+    for (const NumberParameter& row : NumberParameters())
+        if (row.installPlace == place) return &row;
+    return nullptr;
+}
 
-// Answers the name of the first value that can't be written, or null.
-const char* WriteValues(HKEY key, const ServerParameters* record) {
-    const char* helper = record->HelperDLL[0] != '\0' ? record->HelperDLL : "arpadd.dll";
-    if (!WriteText(key, "DatabasePath", record->DatabasePath)) return "DatabasePath";
-    if (!WriteText(key, "LogFile", record->LogFile)) return "LogFile";
-    if (!WriteText(key, "HelperDLL", helper)) return "HelperDLL";
-    for (const NumberValue& value : InstalledNumbers)
-        if (!WriteNumber(key, value.name, record->*value.field)) return value.name;
-    if (!WriteNumber(key, "SecondDaemonThreadTimeout", static_cast<DWORD>(record->SecondDaemonThreadTimeout)))
-        return "SecondDaemonThreadTimeout";
+// Returns the name of the first value that can't be written, or null. The helper has its install value also
+// where the record has none.
+const char* WriteValues(HKEY key, ServerParameters* record) {
+    for (const TextParameter& row : TextParameters()) {
+        if (row.installed == nullptr) continue;
+        const char* text = TextOf(record, row);
+        if (text == record->HelperDLL && *text == '\0') text = row.installed;
+        if (!WriteText(key, row.name, text)) return row.name;
+    }
+    for (int place = NotInstalled + 1; const NumberParameter* row = InstalledAt(place); ++place)
+        if (!WriteNumber(key, row->name, NumberOf(record, *row))) return row->name;
     return nullptr;
 }
 
@@ -186,5 +143,6 @@ DWORD WriteRegistryParameters(HKEY root, const ServerParameters* record, char* n
     name[0] = '\0';
     const OpenKey key(root, parametersKey);
     if (!key) return MissingKeyResult(root);
-    return ValueResult(WriteValues(key.get(), record), name);
+    ServerParameters written = *record;
+    return ValueResult(WriteValues(key.get(), &written), name);
 }

@@ -49,17 +49,14 @@ struct ServerParameters {
     Generation* Owner;  // counts the users of what hangs on this record; null while it is being loaded
 };
 
-// The record that the listener works with. Only the owner of the listening role writes it, under
-// LiveParametersLock; other threads read it through the functions below. MaxDaemonThreads in it is guarded by
-// ThreadCountMutex besides.
+// The record that the listener works with. Only the owner of the listening role writes and reads it, but for
+// MaxDaemonThreads, which ThreadCountMutex guards.
 extern ServerParameters LiveParameters;
 
-DWORD LiveLogLevel();
-DWORD RoleTimeoutMilliseconds();  // SecondDaemonThreadTimeout of this moment, as a wait takes it
+// SecondDaemonThreadTimeout of this moment, as a wait takes it. Any thread may call.
+DWORD RoleTimeoutMilliseconds();
 
-ArpRemoveFunction LiveArpRemove();
-
-// Copies `record` over the live one.
+// Copies `record` over the live one; its LogLevel is the mask of events from then on.
 void StoreLiveParameters(const ServerParameters& record);
 
 // Results of the registry operations.

@@ -16,8 +16,8 @@ JOBS = 2
 COMPILER = "x86_64-w64-mingw32-g++-posix"
 OPTIONS = ["-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Werror"]
 
-WINDOWS_HALVES = ["arrivals.cpp", "ini_series.cpp", "prefetch.cpp"]
-LOGIC = ["arp", "database", "diagnostics", "request", "service"]
+WINDOWS_HALVES = ["arrivals.cpp", "held_ini_file.cpp", "prefetch.cpp"]
+LOGIC = ["arp", "database", "database/load", "database/lookup", "diagnostics", "request", "service", "service/host"]
 LIBRARY = "class_a/standard"
 # They stand on ACE, whose headers are configured for this machine.
 NEED_ACE = {"CNRMutex.cpp", "directory_listing.cpp", "mutex_type_windows.cpp", "ownership_block.cpp"}

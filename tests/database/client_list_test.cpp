@@ -1,10 +1,10 @@
-#include "database/client_list.h"
+#include "database/load/client_list.h"
 
 #include <cstring>
 #include <fstream>
 
-#include "database/client_index.h"
 #include "database/database_result.h"
+#include "database/lookup/client_index.h"
 #include "database_fixture.h"
 
 namespace {

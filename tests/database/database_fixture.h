@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "database/client_entry.h"
-#include "database/client_list.h"
-#include "database/find_client.h"
+#include "database/load/client_list.h"
+#include "database/lookup/find_client.h"
 #include "platform/windows_api.h"
 
 using Bytes = std::vector<BYTE>;

@@ -1,10 +1,10 @@
-#include "database/dhcp_reply.h"
+#include "database/lookup/vendor_area.h"
 
 #include <random>
 
 #include "database/database_result.h"
-#include "database/option_list.h"
-#include "database/vendor_fitting.h"
+#include "database/lookup/option_list.h"
+#include "database/lookup/vendor_area.h"
 #include "database_fixture.h"
 
 namespace {

@@ -1,9 +1,10 @@
-#include "database/find_client.h"
+#include "database/lookup/find_client.h"
 
 #include <cstring>
 #include <thread>
 
 #include "database/database_result.h"
+#include "database/lookup/client_index.h"
 #include "database_fixture.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <random>
 
-#include "database/client_index.h"
+#include "database/lookup/client_index.h"
 #include "database_fixture.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "database/option_encoding.h"
+#include "database/load/option_encoding.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "database/pseudo_tags.h"
+#include "database/load/pseudo_tags.h"
+#include "database/load/value_reading.h"
 
 namespace {
 

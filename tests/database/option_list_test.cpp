@@ -1,4 +1,4 @@
-#include "database/option_list.h"
+#include "database/lookup/option_list.h"
 
 #include <gtest/gtest.h>
 

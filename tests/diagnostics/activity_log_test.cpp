@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "diagnostics/event_report.h"
-#include "service/server_parameters.h"
 #include "service/temporary_home.h"
 
 namespace {
@@ -68,7 +67,7 @@ TEST(EventFilter, LetsTypesThroughByTheirBit) {
 
 TEST(EventText, ComesFromTheSystemOrNamesTheCode) {
     const TemporaryHome home;
-    LiveParameters.LogLevel = 31;
+    InstallEventMask(31);
     ReportServiceEvent(EventSource, 0xC0000019, SystemString, nullptr, AllEvents, 123456789);
     ReportServiceEvent(EventSource, 0xC0000019, SystemString, nullptr, AllEvents, ERROR_ACCESS_DENIED);
     SetLastError(ERROR_FILE_NOT_FOUND);

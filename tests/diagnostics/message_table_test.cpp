@@ -6,7 +6,7 @@
 
 #include "diagnostics/message_compiler/message_file.h"
 #include "diagnostics/messages.h"
-#include "platform/posix/message_table.h"
+#include "platform/linux/events/message_table.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/posix/control_server.h"
-#include "platform/posix/control_socket.h"
+#include "platform/linux/instance/control_socket.h"
+#include "platform/linux/manager/control_server.h"
 #include "platform/service_fixture.h"
 
 namespace {

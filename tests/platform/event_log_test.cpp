@@ -1,4 +1,4 @@
-#include "platform/posix/event_log.h"
+#include "platform/linux/faces/event_log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/posix/event_writer.h"
+#include "platform/linux/events/event_writer.h"
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 

@@ -1,4 +1,4 @@
-#include "platform/posix/file.h"
+#include "platform/linux/faces/file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

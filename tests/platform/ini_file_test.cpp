@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/ini_series.h"
-#include "platform/posix/whole_file.h"
+#include "platform/held_ini_file.h"
+#include "platform/linux/system/whole_file.h"
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 
@@ -104,7 +104,7 @@ TEST(IniFile, ReadsValues) {
     for (const auto& row : rows) {
         const std::string path = home.Write("x.ini", row.text);
         EXPECT_EQ(Value(path, row.section, row.key), row.value) << row.rule;
-        const IniSeries series;
+        const HeldIniFile series;
         EXPECT_EQ(Value(path, row.section, row.key), row.value) << row.rule << ", in a series";
     }
 }
@@ -120,7 +120,7 @@ TEST(IniFile, ListsNames) {
     EXPECT_THAT(Keys(path, "None"), IsEmpty());
     EXPECT_THAT(Keys(path, nullptr), ElementsAre("Two", "One", "two", "Empty"));
     {
-        const IniSeries series;
+        const HeldIniFile series;
         EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
         EXPECT_THAT(Keys(path, "Empty"), IsEmpty());
         EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
@@ -212,7 +212,7 @@ TEST(IniFile, ALargeSectionReadsLikeASmallOne) {
     EXPECT_EQ(Value(path, "Large", "last"), "1");
     EXPECT_EQ(Value(path, "Large", "key"), Missing);
     EXPECT_EQ(Value(path, "Small", "key1"), "small");
-    const IniSeries series;
+    const HeldIniFile series;
     for (const char* key : {"key1", "KEY7", "key19999"}) {
         EXPECT_EQ(Value(path, "Large", key), "v" + std::string(key).substr(3));
         EXPECT_EQ(Value(path, "Small", "key1"), "small");

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/posix/descriptor.h"
+#include "platform/linux/system/descriptor.h"
 
 class NetworkNamespace {
   public:

@@ -1,5 +1,5 @@
 // What the layer promises beyond what Windows does.
-#include "platform/posix/object.h"
+#include "platform/linux/objects/object.h"
 
 #include <pthread.h>
 #include <sched.h>
@@ -9,7 +9,7 @@
 #include <deque>
 #include <set>
 
-#include "platform/posix/system_error.h"
+#include "platform/linux/system/system_error.h"
 #include "platform/test_thread.h"
 
 namespace {

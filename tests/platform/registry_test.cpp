@@ -1,4 +1,4 @@
-#include "platform/posix/registry.h"
+#include "platform/linux/faces/registry.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/posix/registry_edit.h"
-#include "platform/posix/registry_text.h"
+#include "platform/linux/registry/registry_edit.h"
+#include "platform/linux/registry/registry_text.h"
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 

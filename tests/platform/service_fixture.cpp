@@ -10,7 +10,7 @@
 #include <sstream>
 #include <thread>
 
-#include "platform/posix/control_socket.h"
+#include "platform/linux/instance/control_socket.h"
 
 // A service that is built with ThreadSanitizer and shares its core with other tests takes its time.
 constexpr int NotificationMilliseconds = 30000;

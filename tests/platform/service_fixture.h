@@ -10,8 +10,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/posix/control_client.h"
-#include "platform/posix/descriptor.h"
+#include "platform/linux/instance/control_client.h"
+#include "platform/linux/system/descriptor.h"
 #include "temporary_folder.h"
 
 // Receives what the service notifies.

@@ -1,4 +1,4 @@
-#include "platform/posix/service_manager.h"
+#include "platform/linux/faces/service_manager.h"
 
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -8,7 +8,7 @@
 #include <sstream>
 #include <thread>
 
-#include "platform/posix/registry.h"
+#include "platform/linux/faces/registry.h"
 #include "platform/service_fixture.h"
 
 namespace {

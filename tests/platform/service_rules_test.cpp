@@ -1,4 +1,4 @@
-#include "platform/posix/service_rules.h"
+#include "platform/linux/manager/service_rules.h"
 
 #include <gtest/gtest.h>
 

@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/linux/net/bound_descriptors.h"
 #include "platform/network_namespace.h"
-#include "platform/posix/bound_descriptors.h"
 #include "platform/winsock_fixture.h"
 
 namespace {

@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "platform/arrivals.h"
-#include "platform/posix/bound_descriptors.h"
-#include "platform/posix/datagram_socket.h"
-#include "platform/posix/home.h"
-#include "platform/posix/service_names.h"
+#include "platform/linux/instance/home.h"
+#include "platform/linux/instance/service_names.h"
+#include "platform/linux/net/bound_descriptors.h"
+#include "platform/linux/net/datagram_socket.h"
 #include "platform/test_home.h"
 #include "platform/winsock_fixture.h"
 

@@ -1,4 +1,4 @@
-#include "platform/posix/systemd_unit.h"
+#include "platform/linux/instance/systemd_unit.h"
 
 #include <gmock/gmock.h>
 #include <sys/wait.h>

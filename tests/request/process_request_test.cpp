@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "database/client_list.h"
+#include "database/lookup/client_index.h"
 #include "request/daemon_pool.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"

@@ -1,4 +1,5 @@
 #include "request/reply_delivery.h"
+#include "diagnostics/event_report.h"
 
 #include <gmock/gmock.h>
 
@@ -107,7 +108,7 @@ class DeliveryOnLoopback : public testing::Test {
         parameters.LogLevel = 31;
         std::strcpy(parameters.SnmpAgentPath, "agent");
         parameters.ArpAdd = FakeArpAdd;
-        LiveParameters.LogLevel = 31;
+        InstallEventMask(31);
         HelperArguments.clear();
     }
     void TearDown() override {

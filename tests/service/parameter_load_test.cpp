@@ -1,4 +1,5 @@
 #include "service/parameter_load.h"
+#include "diagnostics/event_report.h"
 
 #include <gmock/gmock.h>
 
@@ -30,7 +31,7 @@ class ParameterLoad : public testing::Test {
         home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\""});
         home.WriteDatabase();
         LiveParameters = {};
-        LiveParameters.LogLevel = 31;
+        InstallEventMask(31);
     }
     TemporaryHome home;
 };

@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "platform/posix/control_client.h"
-#include "platform/posix/home.h"
-#include "platform/posix/system_text.h"
+#include "platform/linux/events/system_text.h"
+#include "platform/linux/instance/control_client.h"
+#include "platform/linux/instance/home.h"
 #include "quillonctl/complaint.h"
 #include "quillonctl/json_writer.h"
 

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "platform/posix/home.h"
+#include "platform/linux/instance/home.h"
 
 namespace quillonctl {
 namespace {

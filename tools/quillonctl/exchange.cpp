@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/posix/descriptor.h"
+#include "platform/linux/system/descriptor.h"
 
 namespace quillonctl {
 namespace {

@@ -9,7 +9,7 @@
 #include <memory>
 #include <sstream>
 
-#include "platform/posix/registry.h"
+#include "platform/linux/faces/registry.h"
 #include "quillonctl/request_builder.h"
 
 namespace quillonctl {

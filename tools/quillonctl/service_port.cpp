@@ -1,6 +1,6 @@
 #include "quillonctl/service_port.h"
 
-#include "platform/posix/service_names.h"
+#include "platform/linux/instance/service_names.h"
 
 namespace quillonctl {
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "platform/posix/systemd_unit.h"
+#include "platform/linux/instance/systemd_unit.h"
 #include "quillonctl/complaint.h"
 
 namespace quillonctl {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "platform/posix/interface_table.h"
+#include "platform/linux/net/interface_table.h"
 
 std::optional<LocalInterface> LocalInterfaces::Read(std::uint32_t local) {
     std::vector<AddressRow> addresses;

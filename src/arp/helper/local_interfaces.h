@@ -10,7 +10,7 @@
 #include <optional>
 #include <unordered_map>
 
-#include "platform/posix/netlink.h"
+#include "platform/linux/net/netlink.h"
 
 struct LocalInterface {
     std::uint32_t index = 0;

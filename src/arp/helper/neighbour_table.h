@@ -10,7 +10,7 @@
 
 #include "arp/helper/hardware_address.h"
 #include "arp/helper/neighbour_policy.h"
-#include "platform/posix/netlink.h"
+#include "platform/linux/net/netlink.h"
 
 // One place in the table.
 struct NeighbourKey {

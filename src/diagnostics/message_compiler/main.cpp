@@ -59,7 +59,7 @@ std::string Header(const std::vector<MessageDefinition>& messages) {
 std::string Table(const std::vector<MessageDefinition>& messages) {
     std::string table =
         "// The texts of all events. Made from the message file.\n"
-        "#include \"platform/posix/message_table.h\"\n\nconst MessageTableRow MessageTable[] = {\n";
+        "#include \"platform/linux/events/message_table.h\"\n\nconst MessageTableRow MessageTable[] = {\n";
     for (const MessageDefinition& message : messages) {
         table += "    {" + Hexadecimal(message.number) + "u, " + Literal(message.text) + "},\n";
     }

@@ -1,4 +1,4 @@
 #include "platform/prefetch.h"
 
 // Where a mutex lies is the system's affair.
-void PrefetchMutex(HANDLE) {}
+void PrefetchMutex(void*) {}

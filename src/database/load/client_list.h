@@ -1,0 +1,20 @@
+// The client list: the clients whose replies were built when the database was loaded.
+#pragma once
+
+#include "database/client_entry.h"
+
+// Builds the list of the file's clients in file order, with their mutexes, and its index. All blocks are
+// `heap`'s; the mutexes are the caller's to close, also after a failure. `total` is raised by the size of
+// each block.
+//
+// `cacheSize` counts down by one for each client, but for the two sample clients, and the load stops when it
+// gets to 0; 0xFFFFFFFF is not counted, and is where a start at 0 leads. `report` is called with the name of
+// each section that can't be used. Answers
+//   DatabaseOk        the list is built
+//   MutexNotCreated
+//   OutOfMemory       for the section names or the index
+//   DatabaseCorrupt   no usable client, or a section that is none and has no hyphen
+//   BlockNotReleased
+DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total,
+                         ClientEntry** listHead, DWORD* cacheSize, const OptionDefinition* catalogue,
+                         int (*report)(const char* sectionName));

@@ -1,0 +1,66 @@
+#include "database/load/value_reading.h"
+
+#include <charconv>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+// Four decimal numbers as people write them; nothing for any other form that `inet_addr` may know.
+std::optional<IpAddress> ReadPlainAddress(const char* text) {
+    IpAddress address;
+    for (BYTE& byte : address.bytes) {
+        if (&byte != address.bytes && *text++ != '.') return std::nullopt;
+        const char* const start = text;
+        unsigned number = 0;
+        while (*text >= '0' && *text <= '9' && text - start < 3)
+            number = number * 10 + static_cast<unsigned>(*text++ - '0');
+        const bool hasLeadingZero = *start == '0' && text - start > 1;
+        if (text == start || hasLeadingZero || number > 255) return std::nullopt;
+        byte = static_cast<BYTE>(number);
+    }
+    if (*text != '\0') return std::nullopt;
+    return address;
+}
+
+// Unsigned digits after any blanks to the first other character, reduced to 32 bits.
+DWORD ReadDigits(const char* text) {
+    DWORD number = 0;
+    for (text += std::strspn(text, " \t"); *text >= '0' && *text <= '9'; ++text) {
+        number = number * 10 + static_cast<DWORD>(*text - '0');
+    }
+    return number;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> ReadDecimal(const char* text) {
+    text += std::strspn(text, " \t\n\v\f\r");
+    if (text[0] == '+' && text[1] != '-') ++text;
+    std::int64_t number = 0;
+    const auto parsed = std::from_chars(text, text + std::strlen(text), number);
+    if (parsed.ec == std::errc::result_out_of_range) return std::nullopt;
+    if (number < std::numeric_limits<std::int32_t>::min() ||
+        number > std::numeric_limits<std::uint32_t>::max()) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+IpAddress ReadAddress(const char* text) {
+    if (const auto plain = ReadPlainAddress(text)) return *plain;
+    const DWORD wire = inet_addr(text);
+    IpAddress address;
+    static_assert(sizeof(address) == sizeof(wire));
+    std::memcpy(&address, &wire, sizeof(address));
+    return address;
+}
+
+std::optional<DWORD> ReadTime(const char* text) {
+    text += std::strspn(text, " \t");
+    if (_stricmp(text, "Infinite") == 0) return 0xFFFFFFFFu;
+    const char* minutes = std::strchr(text, ':');
+    const char* seconds = minutes == nullptr ? nullptr : std::strchr(minutes + 1, ':');
+    if (seconds == nullptr) return std::nullopt;
+    return ReadDigits(text) * 3600 + ReadDigits(minutes + 1) * 60 + ReadDigits(seconds + 1);
+}

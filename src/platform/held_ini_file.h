@@ -1,0 +1,15 @@
+// A series of INI operations that one thread makes in a row: a dozen for a client, and so many for each
+// client in a load. A look at the file costs many times as much as all the rest of an operation.
+#pragma once
+
+// While one of them lives, the INI operations of its thread may take the content of the file from a look that
+// is some milliseconds old, where each of them would have to look at the file itself; the first one looks
+// anew. An edit thus shows within that time in the midst of the series, and at once behind its end. Other
+// threads aren't concerned. One within another adds nothing.
+class HeldIniFile {
+  public:
+    HeldIniFile();
+    ~HeldIniFile();
+    HeldIniFile(const HeldIniFile&) = delete;
+    HeldIniFile& operator=(const HeldIniFile&) = delete;
+};

@@ -1,0 +1,57 @@
+// Files, paths, local time and the system's version.
+#pragma once
+
+#include "platform/linux/faces/types.h"
+
+inline constexpr DWORD GENERIC_READ = 0x80000000u;
+inline constexpr DWORD GENERIC_WRITE = 0x40000000u;
+inline constexpr DWORD FILE_SHARE_READ = 1;
+inline constexpr DWORD FILE_SHARE_WRITE = 2;
+inline constexpr DWORD CREATE_NEW = 1;
+inline constexpr DWORD CREATE_ALWAYS = 2;
+inline constexpr DWORD OPEN_EXISTING = 3;
+inline constexpr DWORD OPEN_ALWAYS = 4;
+inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+inline constexpr DWORD FILE_BEGIN = 0;
+inline constexpr DWORD FILE_CURRENT = 1;
+inline constexpr DWORD FILE_END = 2;
+inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFFu;
+
+// OPEN_ALWAYS on a file that exists succeeds and leaves ERROR_ALREADY_EXISTS; on a new one 0. Either slash
+// separates. 2 for a missing file, 3 for a missing folder, 5 for a folder. The share mode isn't enforced:
+// anybody may open the file. INVALID_HANDLE_VALUE on failure.
+HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
+                          DWORD disposition, DWORD flags, HANDLE templateFile);
+
+// Writes all or fails, with what was written until then in `written`. On a new file, and after a move to the
+// end, each write goes to the end of that moment: two writers of one file don't overwrite each other. Not
+// overlapped.
+BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED overlapped);
+
+// Answers the low 32 bits of the new place. Without `distanceHigh` a place beyond them is reached all the
+// same, and its upper bits aren't told.
+DWORD WINAPI SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method);
+
+// Makes a path absolute, without `.` and `..`. Answers the length without the NUL, or the size needed with
+// it; 0 on failure.
+DWORD WINAPI GetFullPathNameA(LPCSTR path, DWORD size, LPSTR buffer, LPSTR* filePart);
+
+// The path of the program, for a null module, or of a loaded library. Answers its length; a path that doesn't
+// fit is cut, and the answer is `size` with ERROR_INSUFFICIENT_BUFFER.
+DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size);
+
+void WINAPI GetLocalTime(LPSYSTEMTIME time);
+
+struct OSVERSIONINFOA {
+    DWORD dwOSVersionInfoSize;  // 148
+    DWORD dwMajorVersion;
+    DWORD dwMinorVersion;
+    DWORD dwBuildNumber;
+    DWORD dwPlatformId;
+    CHAR szCSDVersion[128];
+};
+using LPOSVERSIONINFOA = OSVERSIONINFOA*;
+
+// 10.0 with no service pack, unless `CurrentVersion` ("3.51") and `CSDVersion` ("Service Pack 3") under
+// SOFTWARE\Microsoft\Windows NT\CurrentVersion in the registry say otherwise. Fails if they can't be read.
+BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA information);

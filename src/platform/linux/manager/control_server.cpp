@@ -1,0 +1,122 @@
+#include "platform/linux/manager/control_server.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "platform/linux/instance/control_socket.h"
+#include "platform/linux/system/system_error.h"
+
+namespace {
+
+constexpr std::size_t MostClients = 16;
+constexpr std::chrono::milliseconds ClientPatience{2000};
+
+// New clients taken in at one call, so that a flood of them doesn't keep the thread from its other work.
+constexpr int MostAtOnce = 64;
+
+bool MayControl(const Descriptor& connection) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (::getsockopt(connection.Get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
+    return peer.uid == 0 || peer.uid == ::geteuid();
+}
+
+void Send(const Descriptor& connection, const ControlReply& reply) {
+    // A client that doesn't take its answer goes without.
+    static_cast<void>(::send(connection.Get(), &reply, sizeof reply, MSG_DONTWAIT | MSG_NOSIGNAL));
+}
+
+// Whether somebody answers at the address, or what is there isn't a socket and not ours to remove.
+DWORD Occupation(const sockaddr_un& address) {
+    struct stat found {};
+    if (::lstat(address.sun_path, &found) == 0 && !S_ISSOCK(found.st_mode)) return ERROR_FILE_EXISTS;
+    const Descriptor probe(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!probe) return WindowsErrorFrom(errno);
+    const bool refused =
+        ::connect(probe.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 &&
+        (errno == ECONNREFUSED || errno == ENOENT);
+    return refused ? ERROR_SUCCESS : ERROR_SERVICE_ALREADY_RUNNING;
+}
+
+}  // namespace
+
+ControlServer::~ControlServer() {
+    if (listener_) ::unlink(path_.c_str());
+}
+
+DWORD ControlServer::Open(const std::string& path) {
+    if (!LocalSocketAddress(path)) return ERROR_FILENAME_EXCED_RANGE;
+    path_ = path;
+    if (const DWORD error = Lock(); error != ERROR_SUCCESS) return error;
+    return Listen();
+}
+
+// Of two processes that find the same abandoned socket only one may replace it. The lock goes with its
+// process.
+DWORD ControlServer::Lock() {
+    lock_.Reset(::open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!lock_) return WindowsErrorFrom(errno);
+    if (::flock(lock_.Get(), LOCK_EX | LOCK_NB) == 0) return ERROR_SUCCESS;
+    return errno == EWOULDBLOCK ? ERROR_SERVICE_ALREADY_RUNNING : WindowsErrorFrom(errno);
+}
+
+DWORD ControlServer::Listen() {
+    const auto address = LocalSocketAddress(path_);
+    if (const DWORD error = Occupation(*address); error != ERROR_SUCCESS) return error;
+    if (::unlink(path_.c_str()) != 0 && errno != ENOENT) return WindowsErrorFrom(errno);
+    Descriptor listener(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    // The mode of the socket is that of the file which bind makes, so nobody else gets in even at the first
+    // moment.
+    if (!listener || ::fchmod(listener.Get(), 0600) != 0 ||
+        ::bind(listener.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0)
+        return WindowsErrorFrom(errno);
+    listener_ = std::move(listener);
+    return ::listen(listener_.Get(), SOMAXCONN) == 0 ? ERROR_SUCCESS : WindowsErrorFrom(errno);
+}
+
+void ControlServer::AppendTo(std::vector<pollfd>& descriptors) const {
+    descriptors.push_back({listener_.Get(), POLLIN, 0});
+    for (const Client& client : clients_)
+        descriptors.push_back({client.connection.Get(), POLLIN, 0});
+}
+
+ControlServer::Clock::time_point ControlServer::NextDeadline() const {
+    return clients_.empty() ? Clock::time_point::max() : clients_.front().deadline;
+}
+
+void ControlServer::Serve(const Handler& handler) {
+    // A handler takes its time, so each client is read once more before its deadline counts.
+    std::erase_if(clients_, [&](const Client& client) {
+        return ServeClient(client, handler) || Clock::now() >= client.deadline;
+    });
+    TakeInClients(handler);
+}
+
+void ControlServer::TakeInClients(const Handler& handler) {
+    for (int count = 0; count < MostAtOnce; ++count) {
+        Client client{Descriptor(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)),
+                      Clock::now() + ClientPatience};
+        if (!client.connection) return;
+        if (ServeClient(client, handler)) continue;
+        if (clients_.size() == MostClients) clients_.pop_front();
+        clients_.push_back(std::move(client));
+    }
+}
+
+// True if there is nothing more to do for the client: it has its answer, or it has gone, or it talks
+// nonsense. Who may not control is told when asking, as everybody is: the kernel drops an answer that is
+// followed by the end of a connection in which a request waits unread.
+bool ControlServer::ServeClient(const Client& client, const Handler& handler) {
+    ControlRequest request;
+    const ssize_t received =
+        ::recv(client.connection.Get(), &request, sizeof request, MSG_DONTWAIT | MSG_TRUNC);
+    if (received < 0) return errno != EAGAIN && errno != EINTR;
+    if (received == sizeof request && request.mark == ControlMark)
+        Send(client.connection, MayControl(client.connection) ? handler(request.control)
+                                                              : ControlReply{.error = ERROR_ACCESS_DENIED});
+    return true;
+}

@@ -1,0 +1,59 @@
+// The answering end of the control socket. Within the layer.
+//
+// One thread owns it: it waits on the descriptors that AppendTo gives and then calls Serve, which never
+// blocks. Only the owner of the process and root are heard; others get ERROR_ACCESS_DENIED. A client that
+// stays silent is dropped after a while, and so is one that doesn't speak the protocol; there is a bounded
+// number of them at once.
+#pragma once
+
+#include <poll.h>
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/instance/control_protocol.h"
+#include "platform/linux/system/descriptor.h"
+
+class ControlServer {
+  public:
+    using Clock = std::chrono::steady_clock;
+    // Carries out one request of a client that may make it.
+    using Handler = std::function<ControlReply(DWORD control)>;
+
+    ControlServer() = default;
+    ControlServer(const ControlServer&) = delete;
+    ControlServer& operator=(const ControlServer&) = delete;
+    ~ControlServer();  // takes the socket's file away
+
+    // Listens at `path`. The file of a process that is gone is replaced. Answers 0,
+    // ERROR_SERVICE_ALREADY_RUNNING if a process listens there already, ERROR_FILENAME_EXCED_RANGE for a path
+    // that is too long, or the error.
+    DWORD Open(const std::string& path);
+
+    void AppendTo(std::vector<pollfd>& descriptors) const;
+
+    // When Serve has to be called although no descriptor is ready; the far future if there is no client.
+    Clock::time_point NextDeadline() const;
+
+    // Takes in new clients, answers those that have asked, drops those that have had their time.
+    void Serve(const Handler& handler);
+
+  private:
+    struct Client {
+        Descriptor connection;
+        Clock::time_point deadline;
+    };
+
+    DWORD Lock();
+    DWORD Listen();
+    void TakeInClients(const Handler& handler);
+    static bool ServeClient(const Client& client, const Handler& handler);
+
+    std::string path_;
+    Descriptor lock_;
+    Descriptor listener_;
+    std::deque<Client> clients_;  // the oldest first
+};

@@ -1,0 +1,250 @@
+#include "platform/linux/manager/service_dispatcher.h"
+
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+
+#include "platform/linux/events/system_text.h"
+#include "platform/linux/faces/handle.h"
+#include "platform/linux/faces/thread.h"
+#include "platform/linux/instance/home.h"
+#include "platform/linux/manager/service_rules.h"
+#include "platform/linux/system/system_error.h"
+
+namespace {
+
+// How long the dispatcher stays for a service that has reported STOPPED and still has its tear-down ahead of
+// it. Its last report tells how it ended, and the control socket goes on answering meanwhile. A stop in the
+// middle of a load takes effect behind it, so it is longer than a large load takes, and shorter than what the
+// unit gives a stop.
+constexpr std::chrono::seconds TearDownPatience{20};
+
+constexpr DWORD ErrorProcessAborted = 1067;  // the service's main function returned without a last report
+
+std::uint64_t MonotonicMicroseconds() {
+    // The clock of the service manager, which is that of the steady clock.
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+}
+
+sigset_t StopSignals() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGTERM);
+    ::sigaddset(&signals, SIGINT);
+    return signals;
+}
+
+// The folder of the system's own instance doesn't outlast a restart of the machine.
+DWORD OpenControl(ControlServer& control, const std::string& path) {
+    std::error_code ignored;
+    if (!HasOwnHome()) std::filesystem::create_directory(std::filesystem::path(path).parent_path(), ignored);
+    return control.Open(path);
+}
+
+int MillisecondsUntil(ControlServer::Clock::time_point when) {
+    using namespace std::chrono;
+    const auto now = steady_clock::now();
+    if (when <= now) return 0;
+    return static_cast<int>(std::min<nanoseconds::rep>(ceil<milliseconds>(when - now).count(), 3600'000));
+}
+
+}  // namespace
+
+ServiceDispatcher& ServiceDispatcher::Instance() {
+    static auto* const dispatcher = new ServiceDispatcher;
+    return *dispatcher;
+}
+
+DWORD ServiceDispatcher::Run(const SERVICE_TABLE_ENTRYA& service) {
+    if (const DWORD error = Connect(); error != ERROR_SUCCESS) return error;
+    ControlServer control;
+    DWORD error = Prepare(control);
+    if (error == ERROR_SUCCESS) {
+        control_ = &control;
+        error = StartServiceThread(service);
+    }
+    if (error == ERROR_SUCCESS) {
+        Dispatch();
+        error = Verdict();
+    }
+    control_ = nullptr;
+    Disconnect();
+    return error;
+}
+
+DWORD ServiceDispatcher::Connect() {
+    const std::lock_guard guard(lock_);
+    if (isConnected_) return ERROR_SERVICE_ALREADY_RUNNING;
+    if (!manager_.Open()) return ERROR_FAILED_SERVICE_CONTROLLER_CONNECT;
+    // Kept from run to run: a thread of an earlier service may still write to it.
+    if (!wake_) wake_.Reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    // Every thread that starts from here on has the signals blocked as well, and they stay blocked: one more
+    // of them must not end the process in the middle of its tear-down.
+    const sigset_t stop = StopSignals();
+    ::pthread_sigmask(SIG_BLOCK, &stop, nullptr);
+    signals_.Reset(::signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!wake_ || !signals_) return WindowsErrorFrom(errno);
+    isConnected_ = true;
+    hasMainReturned_ = false;
+    handler_ = nullptr;
+    status_ = {};
+    lastNotification_.clear();
+    isStopAsked_ = wasStopDelivered_ = false;
+    return ERROR_SUCCESS;
+}
+
+// What a service needs around it: its home to work in, and a way for controls to come in.
+DWORD ServiceDispatcher::Prepare(ControlServer& control) {
+    const std::string home = PathOf(HomePlace::Folder);
+    if (::chdir(home.c_str()) != 0) return Complain("No home at " + home, WindowsErrorFrom(errno));
+    const std::string path = PathOf(HomePlace::ControlSocket);
+    const DWORD error = OpenControl(control, path);
+    return error == ERROR_SUCCESS ? error : Complain("No control socket at " + path, error);
+}
+
+// To the manager and to whoever started the process by hand: there is no service yet that could report it.
+DWORD ServiceDispatcher::Complain(const std::string& what, DWORD error) {
+    const std::string complaint = what + ", error " + std::to_string(error) + ": " + SystemText(error);
+    std::fprintf(stderr, "%s\n", complaint.c_str());
+    const std::lock_guard guard(lock_);
+    Notify("STATUS=" + complaint);
+    return error;
+}
+
+DWORD ServiceDispatcher::StartServiceThread(const SERVICE_TABLE_ENTRYA& service) {
+    service_ = service;
+    const HANDLE thread = CreateThread(nullptr, 0, RunServiceMain, this, 0, nullptr);
+    if (thread == nullptr) return GetLastError();
+    CloseHandle(thread);
+    return ERROR_SUCCESS;
+}
+
+DWORD WINAPI ServiceDispatcher::RunServiceMain(LPVOID dispatcher) {
+    auto& self = *static_cast<ServiceDispatcher*>(dispatcher);
+    char* arguments[] = {self.service_.lpServiceName, nullptr};
+    self.service_.lpServiceProc(1, arguments);
+    {
+        const std::lock_guard guard(self.lock_);
+        self.hasMainReturned_ = true;
+    }
+    self.Wake();
+    return 0;
+}
+
+void ServiceDispatcher::Dispatch() {
+    while (!HasEnded()) {
+        std::vector<pollfd> ready = {{signals_.Get(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}};
+        control_->AppendTo(ready);
+        const auto next = std::min(NextLook(), control_->NextDeadline());
+        if (::poll(ready.data(), ready.size(), MillisecondsUntil(next)) < 0 && errno != EINTR) return;
+        std::uint64_t count = 0;
+        [[maybe_unused]] const ssize_t ignored = ::read(wake_.Get(), &count, sizeof count);
+        TakeSignals();
+        StopIfAsked();
+        control_->Serve([this](DWORD control) { return Carry(control); });
+    }
+}
+
+void ServiceDispatcher::TakeSignals() {
+    signalfd_siginfo signal;
+    while (::read(signals_.Get(), &signal, sizeof signal) == sizeof signal)
+        isStopAsked_ = true;
+}
+
+// A signal has no sender to refuse it to: while the service is still starting, the stop waits until it is
+// taken.
+void ServiceDispatcher::StopIfAsked() {
+    if (!isStopAsked_ || wasStopDelivered_) return;
+    Carry(SERVICE_CONTROL_STOP);
+}
+
+ControlReply ServiceDispatcher::Carry(DWORD control) {
+    ControlReply reply;
+    std::unique_lock guard(lock_);
+    if (control != ControlQuery) {
+        reply.error = WhyControlRefused(status_, control);
+        if (reply.error == ERROR_SUCCESS && handler_ == nullptr)
+            reply.error = ERROR_SERVICE_CANNOT_ACCEPT_CTRL;
+        if (reply.error == ERROR_SUCCESS) {
+            const LPHANDLER_FUNCTION handler = handler_;
+            guard.unlock();
+            wasStopDelivered_ |= control == SERVICE_CONTROL_STOP;
+            handler(control);
+            guard.lock();
+        }
+    }
+    reply.status = status_;
+    if (reply.status.dwCurrentState == 0) {
+        reply.status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
+        reply.status.dwCurrentState = SERVICE_START_PENDING;
+    }
+    return reply;
+}
+
+bool ServiceDispatcher::HasEnded() {
+    const std::lock_guard guard(lock_);
+    // A main function may return and leave a running service to its other threads, but not one that is on its
+    // way.
+    if (hasMainReturned_)
+        return status_.dwCurrentState != SERVICE_RUNNING && status_.dwCurrentState != SERVICE_PAUSED;
+    return status_.dwCurrentState == SERVICE_STOPPED && Clock::now() >= stoppedAt_ + TearDownPatience;
+}
+
+ServiceDispatcher::Clock::time_point ServiceDispatcher::NextLook() {
+    const std::lock_guard guard(lock_);
+    return status_.dwCurrentState == SERVICE_STOPPED ? stoppedAt_ + TearDownPatience
+                                                     : Clock::time_point::max();
+}
+
+// A service that was told to stop has ended as it should, whatever its exit code. One that ended by itself
+// and says why has failed, and a manager that restarts what fails has to be able to see it.
+DWORD ServiceDispatcher::Verdict() {
+    const std::lock_guard guard(lock_);
+    if (wasStopDelivered_) return ERROR_SUCCESS;
+    return status_.dwCurrentState == SERVICE_STOPPED ? status_.dwWin32ExitCode : ErrorProcessAborted;
+}
+
+DWORD ServiceDispatcher::SetHandler(LPHANDLER_FUNCTION handler) {
+    const std::lock_guard guard(lock_);
+    if (!isConnected_) return ERROR_FAILED_SERVICE_CONTROLLER_CONNECT;
+    handler_ = handler;
+    return ERROR_SUCCESS;
+}
+
+DWORD ServiceDispatcher::Report(const SERVICE_STATUS& status) {
+    {
+        const std::lock_guard guard(lock_);
+        if (status.dwCurrentState == SERVICE_STOPPED && status_.dwCurrentState != SERVICE_STOPPED)
+            stoppedAt_ = Clock::now();
+        const std::string notification = NotificationOf(status_, status, MonotonicMicroseconds());
+        status_ = status;
+        if (isConnected_) Notify(notification);
+    }
+    Wake();
+    return ERROR_SUCCESS;
+}
+
+// A manager that can't be reached doesn't stop a service that runs. The same words are not said twice: an
+// interrogation changes nothing.
+void ServiceDispatcher::Notify(const std::string& notification) {
+    if (notification == lastNotification_) return;
+    if (manager_.Notify(notification)) lastNotification_ = notification;
+}
+
+void ServiceDispatcher::Wake() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t ignored = ::write(wake_.Get(), &one, sizeof one);
+}
+
+// The descriptors stay open: a thread of the service may still report, and must not write to another's.
+void ServiceDispatcher::Disconnect() {
+    const std::lock_guard guard(lock_);
+    isConnected_ = false;
+}

@@ -1,0 +1,152 @@
+#include "platform/linux/net/datagram_socket.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/linux/net/bound_descriptors.h"
+#include "platform/linux/net/watch_set.h"
+
+namespace {
+
+constexpr unsigned kOwn = 0;
+constexpr std::uint32_t kClosed = 0x80000000;
+constexpr int kSendWaitMilliseconds = 20;
+constexpr int kSendAttempts = 8;
+
+}  // namespace
+
+DatagramSocket::DatagramSocket(Descriptor own) : Object(kType) {
+    for (auto& descriptor : descriptors_)
+        descriptor.store(-1, std::memory_order_relaxed);
+    descriptors_[kOwn].store(own.Release(), std::memory_order_relaxed);
+}
+
+DatagramSocket::~DatagramSocket() {
+    CloseDescriptors();
+}
+
+bool DatagramSocket::Enter() {
+    if ((stays_.fetch_add(1, std::memory_order_acquire) & kClosed) == 0) return true;
+    Leave();
+    return false;
+}
+
+void DatagramSocket::Leave() {
+    if (stays_.fetch_sub(1, std::memory_order_acq_rel) == (kClosed | 1)) stays_.notify_all();
+}
+
+bool DatagramSocket::IsClosed() const {
+    return (stays_.load(std::memory_order_relaxed) & kClosed) != 0;
+}
+
+void DatagramSocket::OnLastHandleClosed() {
+    std::uint32_t stays = stays_.fetch_or(kClosed, std::memory_order_acq_rel) | kClosed;
+    RetireWatchSets(*this);
+    for (; stays != kClosed; stays = stays_.load(std::memory_order_acquire))
+        stays_.wait(stays, std::memory_order_acquire);
+    CloseDescriptors();
+}
+
+void DatagramSocket::CloseDescriptors() {
+    for (auto& descriptor : descriptors_)
+        Descriptor(descriptor.exchange(-1, std::memory_order_acq_rel));
+}
+
+int DatagramSocket::SetOption(Option option, bool on) {
+    const Stay stay(*this);
+    if (!stay) return ENOTSOCK;
+    const int native = option == Option::Broadcast ? SO_BROADCAST : SO_REUSEADDR;
+    const int value = on ? 1 : 0;
+    return setsockopt(DescriptorAt(kOwn), SOL_SOCKET, native, &value, sizeof value) == 0 ? 0 : errno;
+}
+
+int DatagramSocket::Bind(const sockaddr_in& address) {
+    {
+        const Stay stay(*this);
+        if (!stay) return ENOTSOCK;
+        const std::lock_guard<std::mutex> lock(binding_);
+        if (hasPort_.load(std::memory_order_relaxed)) return EINVAL;
+
+        sockaddr_in own = address;
+        socklen_t ownLength = sizeof own;
+        auto* generic = reinterpret_cast<sockaddr*>(&own);
+        if (bind(DescriptorAt(kOwn), generic, sizeof own) != 0) return errno;
+        hasPort_.store(true, std::memory_order_release);
+        if (getsockname(DescriptorAt(kOwn), generic, &ownLength) != 0) return errno;
+
+        BroadcastDescriptors broadcasts;
+        if (const int error = OpenBroadcastDescriptors(own, broadcasts); error != 0) return error;
+        descriptors_[1].store(broadcasts.limited.Release(), std::memory_order_release);
+        descriptors_[2].store(broadcasts.directed.Release(), std::memory_order_release);
+    }
+    // Who waits on the socket already has to look at the new descriptors too.
+    RetireWatchSets(*this);
+    return 0;
+}
+
+// The caller holds receiving_.
+int DatagramSocket::Fill(unsigned index) {
+    readable_.fetch_and(~(1u << index), std::memory_order_relaxed);
+    const Stay stay(*this);
+    if (!stay) return ENOTSOCK;
+    const int descriptor = DescriptorAt(index);
+    return descriptor < 0 ? EAGAIN : ahead_[index].Fill(descriptor);
+}
+
+// The caller holds receiving_.
+int DatagramSocket::FindDatagram(unsigned& from) {
+    const unsigned readable = readable_.load(std::memory_order_relaxed);
+    for (const bool isLikely : {true, false}) {
+        for (unsigned step = 0; step < kDescriptors; ++step) {
+            from = (turn_ + step) % kDescriptors;
+            if (!ahead_[from].IsEmpty()) return 0;
+            if (((readable >> from & 1) != 0) != isLikely) continue;
+            if (const int error = Fill(from); error != EAGAIN) return error;
+        }
+    }
+    return EAGAIN;
+}
+
+int DatagramSocket::TryReceive(void* buffer, std::size_t size, sockaddr_in& from, std::size_t& length) {
+    const std::lock_guard<std::mutex> lock(receiving_);
+    if (IsClosed()) return ENOTSOCK;
+    if (!hasPort_.load(std::memory_order_acquire)) return EINVAL;
+
+    unsigned index = 0;
+    if (const int error = FindDatagram(index); error != 0) return error;
+    length = ahead_[index].Take(buffer, size, from);
+    turn_ = (index + 1) % kDescriptors;
+    NoteReadAhead(!std::ranges::all_of(ahead_, &ReadAhead::IsEmpty));
+    return 0;
+}
+
+// The kernel wakes nobody for a datagram that it has handed over.
+void DatagramSocket::NoteReadAhead(bool isThere) {
+    if (isThere == HasReadAhead()) return;
+    hasReadAhead_.store(isThere);
+    if (isThere) WakeWaiters(*this);
+}
+
+int DatagramSocket::Send(const void* data, std::size_t size, const sockaddr_in& to) {
+    const Stay stay(*this);
+    if (!stay) return ENOTSOCK;
+    const int descriptor = DescriptorAt(kOwn);
+    for (int attempt = 0; !IsClosed();) {
+        const ssize_t sent = sendto(descriptor, data, size, MSG_DONTWAIT | MSG_NOSIGNAL,
+                                    reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        if (sent >= 0) {
+            if (!hasPort_.load(std::memory_order_relaxed)) hasPort_.store(true, std::memory_order_release);
+            return 0;
+        }
+        if (errno == EAGAIN) {
+            pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
+            poll(&room, 1, kSendWaitMilliseconds);
+        } else if ((errno != EINTR && errno != ECONNREFUSED) || ++attempt == kSendAttempts) {
+            return errno;
+        }
+    }
+    return ENOTSOCK;
+}

@@ -1,0 +1,111 @@
+#include "platform/linux/net/netlink.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+constexpr int kAnswerSeconds = 2;
+constexpr std::size_t kAnswerSize = 16384;
+
+int HandOver(const nlmsghdr* message, void* onMessage) {
+    (*static_cast<const NetlinkSocket::OnMessage*>(onMessage))(*message);
+    return MNL_CB_OK;
+}
+
+void* AsUserData(const NetlinkSocket::OnMessage& onMessage) {
+    return const_cast<NetlinkSocket::OnMessage*>(&onMessage);
+}
+
+ssize_t ReceiveUninterrupted(mnl_socket* handle, void* buffer, std::size_t size) {
+    for (;;) {
+        const ssize_t length = mnl_socket_recvfrom(handle, buffer, size);
+        if (length >= 0 || errno != EINTR) return length;
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<NetlinkSocket> NetlinkSocket::Open(unsigned groups) {
+    mnl_socket* handle = mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC);
+    if (handle == nullptr) return nullptr;
+    std::unique_ptr<NetlinkSocket> opened(new NetlinkSocket(handle));
+    if (mnl_socket_bind(handle, groups, MNL_SOCKET_AUTOPID) < 0) return nullptr;
+    if (groups == 0) {
+        const timeval limit{.tv_sec = kAnswerSeconds, .tv_usec = 0};
+        setsockopt(mnl_socket_get_fd(handle), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    }
+    return opened;
+}
+
+NetlinkSocket::~NetlinkSocket() {
+    const int kept = errno;
+    mnl_socket_close(handle_);
+    errno = kept;
+}
+
+int NetlinkSocket::Exchange(nlmsghdr* request, const OnMessage& onMessage) {
+    const bool isLong = (request->nlmsg_flags & (NLM_F_ACK | NLM_F_DUMP)) != 0;
+    request->nlmsg_seq = ++sequence_;
+    if (mnl_socket_sendto(handle_, request, request->nlmsg_len) < 0) return errno;
+
+    alignas(nlmsghdr) std::array<char, kAnswerSize> buffer;
+    for (;;) {
+        const ssize_t length = ReceiveUninterrupted(handle_, buffer.data(), buffer.size());
+        if (length <= 0) {
+            usable_ = false;
+            return length < 0 && errno != EAGAIN ? errno : ETIMEDOUT;
+        }
+        const int outcome = mnl_cb_run(buffer.data(), static_cast<std::size_t>(length), sequence_,
+                                       mnl_socket_get_portid(handle_), HandOver, AsUserData(onMessage));
+        if (outcome == MNL_CB_STOP) return 0;
+        if (outcome > 0 && !isLong) return 0;
+        if (outcome < 0) {
+            // EINTR: the table changed while it was read, and the rest of the old answer may still come.
+            usable_ = errno != EINTR && errno != EPROTO && errno != ESRCH;
+            return errno;
+        }
+    }
+}
+
+int NetlinkSocket::Receive(const OnMessage& onMessage) {
+    alignas(nlmsghdr) std::array<char, kAnswerSize> buffer;
+    const ssize_t length = ReceiveUninterrupted(handle_, buffer.data(), buffer.size());
+    if (length < 0) return errno;
+    const int outcome =
+        mnl_cb_run(buffer.data(), static_cast<std::size_t>(length), 0, 0, HandOver, AsUserData(onMessage));
+    return outcome < 0 ? errno : 0;
+}
+
+bool NetlinkSocket::Discard() {
+    std::array<char, kAnswerSize> buffer;
+    bool found = false;
+    for (;;) {
+        // An overrun is told as an error, and is news like any other.
+        const ssize_t length = recv(mnl_socket_get_fd(handle_), buffer.data(), buffer.size(), MSG_DONTWAIT);
+        if (length < 0 && errno == EAGAIN) return found;
+        if (length < 0 && errno != ENOBUFS && errno != EINTR) return true;
+        found = true;
+    }
+}
+
+NetlinkRequest::NetlinkRequest(std::uint16_t type, std::uint16_t flags)
+    : header_(mnl_nlmsg_put_header(storage_.data())) {
+    header_->nlmsg_type = type;
+    header_->nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | flags);
+}
+
+void NetlinkRequest::AddAttribute(std::uint16_t type, const void* value, std::size_t length) {
+    mnl_attr_put_check(header_, storage_.size(), type, length, value);
+}
+
+std::uint32_t AttributeWord(const nlattr* attribute) {
+    std::uint32_t word = 0;
+    if (attribute != nullptr && mnl_attr_get_payload_len(attribute) >= sizeof word) {
+        std::memcpy(&word, mnl_attr_get_payload(attribute), sizeof word);
+    }
+    return word;
+}

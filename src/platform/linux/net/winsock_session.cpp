@@ -1,0 +1,94 @@
+#include "platform/linux/net/winsock_session.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/faces/socket.h"
+#include "platform/linux/objects/object.h"
+
+namespace {
+
+constexpr WORD kOffered = MAKEWORD(1, 1);
+constexpr unsigned short kMostSockets = 32767;
+constexpr unsigned short kLongestDatagram = 65507;
+
+struct Session {
+    std::atomic<unsigned> starts{0};
+    std::mutex mutex;
+    std::vector<SOCKET> open;
+};
+
+// Daemon threads may still run when the process ends, so it is never destroyed.
+Session& TheSession() {
+    static auto& session = *new Session;
+    return session;
+}
+
+bool IsBelow(WORD version, WORD other) {
+    return std::pair(LOBYTE(version), HIBYTE(version)) < std::pair(LOBYTE(other), HIBYTE(other));
+}
+
+}  // namespace
+
+bool IsWinsockStarted() {
+    if (TheSession().starts.load(std::memory_order_acquire) != 0) return true;
+    WSASetLastError(WSANOTINITIALISED);
+    return false;
+}
+
+void NoteOpenSocket(UINT_PTR socket) {
+    const std::lock_guard<std::mutex> lock(TheSession().mutex);
+    TheSession().open.push_back(socket);
+}
+
+void NoteClosedSocket(UINT_PTR socket) {
+    const std::lock_guard<std::mutex> lock(TheSession().mutex);
+    std::erase(TheSession().open, socket);
+}
+
+int WINAPI WSAStartup(WORD version, LPWSADATA data) {
+    if (data == nullptr) return WSAEFAULT;
+    if (IsBelow(version, kOffered)) return WSAVERNOTSUPPORTED;
+    *data = {};
+    data->wVersion = kOffered;
+    data->wHighVersion = kOffered;
+    data->iMaxSockets = kMostSockets;
+    data->iMaxUdpDg = kLongestDatagram;
+    std::snprintf(data->szDescription, sizeof data->szDescription, "UDP over IPv4");
+    std::snprintf(data->szSystemStatus, sizeof data->szSystemStatus, "Running");
+    TheSession().starts.fetch_add(1, std::memory_order_acq_rel);
+    return 0;
+}
+
+int WINAPI WSACleanup() {
+    auto& session = TheSession();
+    unsigned starts = session.starts.load(std::memory_order_acquire);
+    do {
+        if (starts == 0) {
+            WSASetLastError(WSANOTINITIALISED);
+            return SOCKET_ERROR;
+        }
+    } while (!session.starts.compare_exchange_weak(starts, starts - 1, std::memory_order_acq_rel));
+    if (starts > 1) return 0;
+
+    std::vector<SOCKET> open;
+    {
+        const std::lock_guard<std::mutex> lock(session.mutex);
+        open.swap(session.open);
+    }
+    for (const SOCKET left : open)
+        CloseObjectHandle(reinterpret_cast<HANDLE>(left), ObjectType::Socket);
+    return 0;
+}
+
+int WINAPI WSAGetLastError() {
+    return static_cast<int>(GetLastError());
+}
+
+void WINAPI WSASetLastError(int error) {
+    SetLastError(static_cast<DWORD>(error));
+}

@@ -1,0 +1,91 @@
+#include "platform/linux/system/atomic_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr auto LockPatience = std::chrono::seconds(5);
+constexpr auto LockPause = std::chrono::milliseconds(1);
+
+int WriteAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR) return errno;
+        if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return 0;
+}
+
+// Who may not give the file away keeps it.
+int TakeOverOwnerAndMode(int descriptor, const std::string& former) {
+    struct stat status {};
+    if (stat(former.c_str(), &status) != 0) return errno == ENOENT ? 0 : errno;
+    if (fchown(descriptor, status.st_uid, status.st_gid) != 0 && errno != EPERM) return errno;
+    return fchmod(descriptor, status.st_mode & 07777) == 0 ? 0 : errno;
+}
+
+int SyncFolder(const fs::path& folder) {
+    const Descriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return descriptor && fsync(descriptor.Get()) == 0 ? 0 : errno;
+}
+
+int WriteNew(const std::string& path, const std::string& former, std::string_view bytes) {
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644));
+    if (!file) return errno;
+    if (const int error = WriteAll(file.Get(), bytes); error != 0) return error;
+    if (const int error = TakeOverOwnerAndMode(file.Get(), former); error != 0) return error;
+    return fsync(file.Get()) == 0 ? 0 : errno;
+}
+
+fs::path FolderOf(const fs::path& path) {
+    return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+}  // namespace
+
+int ReplaceFile(const std::string& path, std::string_view bytes) {
+    std::error_code missing;
+    const fs::path resolved = fs::canonical(path, missing);
+    const std::string target = missing ? path : resolved.string();
+    const std::string temporary = target + ".new";
+    if (const int error = WriteNew(temporary, target, bytes); error != 0) {
+        unlink(temporary.c_str());
+        return error;
+    }
+    if (std::rename(temporary.c_str(), target.c_str()) != 0) return errno;
+    return SyncFolder(FolderOf(target));
+}
+
+Descriptor LockForWriting(const std::string& path, int& error) {
+    std::error_code failure;
+    fs::create_directories(FolderOf(path), failure);
+    Descriptor lock(open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644));
+    if (!lock) {
+        error = errno;
+        return {};
+    }
+    error = LockFile(lock.Get(), LockPatience);
+    return error == 0 ? std::move(lock) : Descriptor();
+}
+
+int LockFile(int descriptor, std::chrono::milliseconds patience) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) return errno;
+        if (std::chrono::steady_clock::now() >= deadline) return ETIMEDOUT;
+        std::this_thread::sleep_for(LockPause);
+    }
+    return 0;
+}

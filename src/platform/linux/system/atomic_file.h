@@ -1,0 +1,22 @@
+// Replaces a file as a whole, and keeps its writers apart. Within the layer only.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+#include "platform/linux/system/descriptor.h"
+
+// Makes `path` a file with these bytes, on disk when it returns: a crash at any moment leaves the old or the
+// new one. The new file gets the owner and the mode of the old one. A link is followed. Answers 0 or an
+// errno.
+int ReplaceFile(const std::string& path, std::string_view bytes);
+
+// Takes the lock of `path`'s writers, a file beside it; it is released with the descriptor, at the latest by
+// the end of the process. Makes missing folders. On failure no descriptor and `error` set; ETIMEDOUT after
+// five seconds.
+Descriptor LockForWriting(const std::string& path, int& error);
+
+// Takes the lock of an open file, which its descriptor holds until it is closed. Answers 0, or an errno:
+// ETIMEDOUT after `patience`.
+int LockFile(int descriptor, std::chrono::milliseconds patience);

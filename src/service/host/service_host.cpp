@@ -1,0 +1,167 @@
+#include "service/host/service_host.h"
+
+#include "build_revision.h"
+
+#include <cstdio>
+
+#include "request/pool_state.h"
+#include "service/host/daemon_thread.h"
+#include "service/host/service_install.h"
+#include "service/host/service_status.h"
+
+namespace {
+
+constexpr DWORD ListenerHandleWait = 5000;
+
+// A thread that has just given up the role may still be the one that is named as the listener: then freezing
+// it stops nobody, and its successor announces itself within this time.
+constexpr DWORD SuccessorWait = 50;
+constexpr int MostPauseAttempts = 20;
+
+// How long the process stays for a tear-down in order after the manager has let go of it.
+constexpr DWORD EndWait = 30000;
+
+// Set when ServiceMain has made its final report; made before the dispatcher starts it.
+HANDLE HostEnded;
+
+void* const FirstThread = &HostEnded;  // any value but null marks the first thread
+
+// Answers false if another thread has taken the role meanwhile; the frozen one goes on then.
+bool FreezeListener() {
+    {
+        const PoolLock hold(ListenerHandleMutex, ListenerHandleWait);
+        PausedThread = ListenerThread.load();
+    }
+    SuspendThread(PausedThread);
+    Sleep(SuccessorWait);
+    if (ListenerThread.load() == PausedThread.load()) return true;
+    ResumeThread(PausedThread);
+    return false;
+}
+
+void PauseListener() {
+    for (int attempt = 0; attempt < MostPauseAttempts; ++attempt)
+        if (FreezeListener()) break;
+    // A service that has come to its end meanwhile must not be held up in it.
+    if (CurrentServiceState() == SERVICE_RUNNING)
+        ReportServiceStatus(SERVICE_PAUSED, NO_ERROR, 0, 0);
+    else
+        ResumeThread(PausedThread);
+}
+
+void ContinueListener() {
+    ResumeThread(PausedThread);
+    ReportServiceStatus(SERVICE_RUNNING, NO_ERROR, 0, 0);
+}
+
+// Answers the handle of the first daemon thread, or null if a step failed, with the manager told or not to be
+// told.
+HANDLE BeginService() {
+    if (!ReportServiceStatus(SERVICE_START_PENDING, NO_ERROR, 1, 3000)) return nullptr;
+    StopEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    if (StopEvent == nullptr) return nullptr;
+    if (!ReportServiceStatus(SERVICE_START_PENDING, NO_ERROR, 2, 3000)) return nullptr;
+    const HANDLE thread = CreateThread(nullptr, 0, DaemonThread, FirstThread, 0, nullptr);
+    // The thread may have announced itself already: then its own handle stays.
+    HANDLE none = nullptr;
+    ListenerThread.compare_exchange_strong(none, thread);
+    return thread;
+}
+
+void RunService() {
+    const HANDLE thread = BeginService();
+    if (thread != nullptr && ReportServiceStatus(SERVICE_RUNNING, NO_ERROR, 0, 0)) {
+        WaitForSingleObject(StopEvent, INFINITE);
+        ReportServiceStatus(SERVICE_STOPPED, ServiceExitCode, 0, 0);
+    }
+    if (StopEvent != nullptr) CloseHandle(StopEvent);
+    if (thread != nullptr) CloseHandle(thread);
+}
+
+int RunUnderManager() {
+    HostEnded = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    char name[] = "Quillon";
+    const SERVICE_TABLE_ENTRYA table[] = {{name, ServiceMain}, {nullptr, nullptr}};
+    if (!StartServiceCtrlDispatcherA(table)) return 1;
+    // The stop control reports STOPPED before the tear-down has run.
+    WaitForSingleObject(HostEnded, EndWait);
+    return 0;
+}
+
+int RunInConsole() {
+    StopEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    if (StopEvent == nullptr) return -1;
+    DaemonThread(FirstThread);
+    WaitForSingleObject(StopEvent, INFINITE);
+    return 0;
+}
+
+int Install() {
+    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+    const int installed = InstallService(manager);
+    if (manager != nullptr) CloseServiceHandle(manager);
+    std::printf("%s", installed ? "Quillon service successfully installed\r\n"
+                                : "Error installing the Quillon service\n");
+    return installed ? 0 : 1;
+}
+
+int Remove() {
+    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+    const char* message = "Quillon service successfully removed\r\n";
+    const int removed = RemoveService(manager, &message);
+    if (manager != nullptr) CloseServiceHandle(manager);
+    std::printf("%s", message);
+    return removed ? 0 : 1;
+}
+
+int PrintVersion() {
+    std::printf("\nQuillon version 2.0\r\n");
+    std::printf("Build sha: %s\r\n", BuildRevision);
+    std::printf("Release build\r\n");
+    return 0;
+}
+
+int PrintUsage() {
+    std::printf("\nQuillon command line switches:\n\n-install\n-remove\n-version\n");
+    return 0;
+}
+
+struct Switch {
+    const char* text;
+    int (*action)();
+};
+
+constexpr Switch Switches[] = {
+    {"-install", Install},
+    {"-remove", Remove},
+    {"-version", PrintVersion},
+    {"-debug", RunInConsole},
+};
+
+}  // namespace
+
+void WINAPI ServiceControlHandler(DWORD control) {
+    const DWORD state = CurrentServiceState();
+    if (control == SERVICE_CONTROL_STOP)
+        StopService();
+    else if (control == SERVICE_CONTROL_PAUSE && state == SERVICE_RUNNING)
+        PauseListener();
+    else if (control == SERVICE_CONTROL_CONTINUE && state == SERVICE_PAUSED)
+        ContinueListener();
+    else
+        ReportServiceStatus(state, NO_ERROR, 0, 0);
+}
+
+void WINAPI ServiceMain(DWORD, LPSTR*) {
+    ServiceStatusHandle = RegisterServiceCtrlHandlerA(ServiceName, ServiceControlHandler);
+    ServiceSpecificCode = 0;
+    RunService();
+    SetEvent(HostEnded);
+}
+
+int ProgramMain(int argc, char* argv[]) {
+    if (argc < 2) return RunUnderManager();
+    for (const Switch& row : Switches)
+        if (_stricmp(argv[1], row.text) == 0) return row.action();
+    return PrintUsage();
+}

@@ -1,0 +1,2 @@
+// An include that leads up, on purpose: floors.py has to find it.
+#include "service/generation.h"

@@ -1,0 +1,116 @@
+#include "platform/held_ini_file.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "platform/test_home.h"
+#include "platform/windows_api.h"
+
+namespace {
+
+constexpr char Missing[] = "(default)";
+constexpr useconds_t SeveralTicks = 25'000;  // of the slowest kernel clock
+
+class IniSeriesTest : public ::testing::Test {
+  protected:
+    // Files of the same size throughout.
+    void Edit(int number) { home.Write("x.ini", "[S]\nother=0\nk=" + std::to_string(number) + "\n"); }
+
+    std::string Value(const char* file = "x.ini", const char* section = "S") const {
+        char buffer[32];
+        GetPrivateProfileStringA(section, "k", Missing, buffer, sizeof(buffer), home.Path(file).c_str());
+        return buffer;
+    }
+
+    const TestHome home;
+};
+
+TEST_F(IniSeriesTest, AnEditShowsAtTheBeginningAndBehindTheEndAtOnce) {
+    for (int number = 1000; number < 1600; number += 2) {
+        Edit(number);
+        {
+            const HeldIniFile series;
+            ASSERT_EQ(Value(), std::to_string(number));
+            Edit(number + 1);
+        }
+        ASSERT_EQ(Value(), std::to_string(number + 1));
+    }
+}
+
+TEST_F(IniSeriesTest, AnEditInItsMidstShowsSoon) {
+    Edit(1000);
+    const HeldIniFile series;
+    ASSERT_EQ(Value(), "1000");
+    Edit(1001);
+    usleep(SeveralTicks);
+    EXPECT_EQ(Value(), "1001");
+    std::filesystem::rename(home.Write("new.ini", "[Before]\nk=1\n[S]\nk=1002\n"), home.Path("x.ini"));
+    usleep(SeveralTicks);
+    EXPECT_EQ(Value(), "1002");
+    EXPECT_EQ(Value("x.ini", "Before"), "1");
+    std::filesystem::remove(home.Path("x.ini"));
+    usleep(SeveralTicks);
+    EXPECT_EQ(Value(), Missing);
+    Edit(1003);
+    EXPECT_EQ(Value(), "1003");  // what isn't there is looked for each time
+}
+
+TEST_F(IniSeriesTest, OneWithinAnotherEndsNothing) {
+    Edit(1000);
+    {
+        const HeldIniFile outer;
+        { const HeldIniFile inner; }
+        EXPECT_EQ(Value(), "1000");
+        Edit(1001);
+        usleep(SeveralTicks);
+        EXPECT_EQ(Value(), "1001");
+        Edit(1002);
+    }
+    EXPECT_EQ(Value(), "1002");
+}
+
+TEST_F(IniSeriesTest, FilesAndSectionsInTurn) {
+    home.Write("x.ini", "[S]\nk=1\n[T]\nk=2\n[s]\nk=3\n");
+    home.Write("y.ini", "[T]\nk=4\n[S]\nk=5\n");
+    const HeldIniFile series;
+    const struct {
+        const char* file;
+        const char* section;
+        const char* value;
+    } rows[] = {
+        {"x.ini", "S", "1"},     {"x.ini", "T", "2"},     {"y.ini", "T", "4"},  {"y.ini", "S", "5"},
+        {"x.ini", "S", "1"},     {"x.ini", "s", "1"},     {"x.ini", " T", "2"}, {"x.ini", "U", Missing},
+        {"z.ini", "U", Missing}, {"z.ini", "S", Missing}, {"y.ini", "S", "5"},
+    };
+    for (int round = 0; round < 3; ++round) {
+        for (const auto& row : rows)
+            ASSERT_EQ(Value(row.file, row.section), row.value) << row.file << " [" << row.section << "]";
+    }
+}
+
+TEST_F(IniSeriesTest, OtherThreadsAreNotConcerned) {
+    Edit(1000);
+    std::atomic<bool> isOpen{false};
+    std::atomic<bool> done{false};
+    std::thread reader([&] {
+        const HeldIniFile series;
+        while (!done) {
+            EXPECT_NE(Value(), Missing);
+            isOpen = true;
+        }
+    });
+    while (!isOpen)
+        std::this_thread::yield();
+    const std::string path = home.Path("x.ini");
+    for (int number = 1001; number < 1300; ++number) {
+        std::filesystem::rename(home.Write("new.ini", "[S]\nk=" + std::to_string(number) + "\n"), path);
+        EXPECT_EQ(Value(), std::to_string(number));
+    }
+    done = true;
+    reader.join();
+}
+
+}  // namespace
