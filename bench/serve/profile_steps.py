@@ -14,7 +14,7 @@ SHOWN = 25  # instructions a reply below which a step isn't listed
 SECONDS = 120
 
 # The functions whose callees are listed, each below the one that calls it.
-OPENED = ("DaemonThread", "ProcessBootRequest", "FindClient", "AnswerFromEntry", "DeliverReply")
+OPENED = ("DaemonThread", "RunDaemonLoop", "ProcessBootRequest", "FindClient", "AnswerFromEntry", "DeliverReply")
 
 _LINE = re.compile(r"^\s*([\d,]+) \([^)]*\)\s+([<*>])\s+(.*)$")
 

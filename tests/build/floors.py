@@ -1,8 +1,10 @@
-"""Looks at the includes: a source may name its own floor and those below it, and of the layer nothing but its face.
+"""Looks at the includes: a source may name its own floor and those below it, and of the layer nothing but its face. A folder
+has 25 units at most.
 
 Argument: the folder of the sources. The build keeps upward includes from compiling as well, as far as libraries go.
 """
 
+import collections
 import pathlib
 import re
 import sys
@@ -22,6 +24,7 @@ FLOORS = [
 ORDER = ["main", "host", "request", "record", "database", "diagnostics", "helper", "arp", "ground"]
 SEES_THE_LAYER = {"ground", "helper"}
 LIBRARY = "class_a/"
+MOST_UNITS = 25
 INCLUDE = re.compile(r'^#include "([^"]+/[^"]+)"', re.MULTILINE)
 
 
@@ -45,7 +48,17 @@ def faults(root):
                     yield f"{name} includes {included}: the layer's inside"
 
 
+def crowded(root):
+    units = collections.defaultdict(set)
+    for path in root.rglob("*"):
+        if path.suffix in {".cpp", ".h"}:
+            units[path.parent].add(path.stem)
+    for folder, names in sorted(units.items()):
+        if len(names) > MOST_UNITS:
+            yield f"{folder.relative_to(root)} has {len(names)} units, {MOST_UNITS} at most"
+
+
 if __name__ == "__main__":
-    found = list(faults(pathlib.Path(sys.argv[1])))
-    print("\n".join(found) or "every include leads down")
+    found = [*faults(pathlib.Path(sys.argv[1])), *crowded(pathlib.Path(sys.argv[1]))]
+    print("\n".join(found) or "every include leads down, and no folder is crowded")
     sys.exit(1 if found else 0)
