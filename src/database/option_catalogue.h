@@ -30,13 +30,14 @@ struct OptionDefinition {
 static_assert(sizeof(OptionDefinition) == 268);
 
 // Reads the catalogue of the file into `rows`, a zero-filled block of `capacity` rows; one of them ends the
-// catalogue, so `capacity` - 1 names fit. `heap` gives the work buffer. Answers
-//   DatabaseOk          also for an absent or empty section, with an empty catalogue
-//   a system error      the file can't be opened for reading
-//   OutOfMemory         no work buffer
-//   DatabaseCorrupt     a value without a comma or with a tag beyond 32 bits, or a name of OptionNameSize and
-//   more CatalogueTooSmall   ask again with more rows BlockNotReleased    the heap didn't take a work buffer
-//   back
+// catalogue, so `capacity` - 1 names fit. `heap` gives the work buffer. Returns
+//
+// - DatabaseOk, also for an absent or empty section, with an empty catalogue;
+// - a system error if the file can't be opened for reading;
+// - OutOfMemory if there is no work buffer, and BlockNotReleased if the heap doesn't take it back;
+// - DatabaseCorrupt for a value without a comma or with a tag beyond 32 bits, or a name of OptionNameSize
+//   bytes and more;
+// - CatalogueTooSmall if the caller has to ask again with more rows.
 DWORD ReadOptionCatalogue(HANDLE heap, const char* path, DWORD capacity, OptionDefinition* rows);
 
 // The first row with that name, in whatever case; null if there is none, and for an empty name.

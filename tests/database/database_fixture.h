@@ -14,7 +14,7 @@
 
 using Bytes = std::vector<BYTE>;
 
-// The catalogue and the client of the worked example, with a template and an alias.
+// A catalogue and a client of every kind of key, with a template and an alias.
 extern const char ExampleBootptab[];
 extern const BYTE ExampleAddress[HardwareAddressSize];
 
