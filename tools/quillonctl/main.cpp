@@ -6,6 +6,7 @@
 #include <string>
 
 #include "quillonctl/ask_command.h"
+#include "quillonctl/check/check_command.h"
 #include "quillonctl/complaint.h"
 #include "quillonctl/control_command.h"
 #include "quillonctl/reload_command.h"
@@ -22,6 +23,7 @@ int main(int argc, char** argv) {
         app.footer("\"quillonctl COMMAND --help\" tells more about each command, with examples.");
         std::function<int()> run;
         quillonctl::AddAskCommand(app, run);
+        quillonctl::AddCheckCommand(app, run);
         quillonctl::AddReloadCommand(app, run);
         quillonctl::AddControlCommands(app, run);
         quillonctl::AddUnitCommand(app, run);

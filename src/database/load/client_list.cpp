@@ -15,7 +15,7 @@ constexpr DWORD Unlimited = 0xFFFFFFFFu;
 // The samples that a database is handed out with take no client's place.
 constexpr const char* ExemptSections[] = {"11-11-11-11-11-11", "22-22-22-22-22-22"};
 
-constexpr const char* OtherSections[] = {"Template:", "File Aliases", "Options"};
+constexpr const char* SpecialSections[] = {"Template:", "File Aliases", "Options"};
 
 struct Load {
     DWORD terminateStrings;
@@ -28,13 +28,6 @@ struct Load {
     int (*report)(const char* sectionName);
     SharedSections shared;
 };
-
-bool IsOtherSection(const char* name) {
-    for (const char* prefix : OtherSections) {
-        if (std::strncmp(name, prefix, std::strlen(prefix)) == 0) return true;
-    }
-    return false;
-}
 
 bool IsExempt(const char* name) {
     for (const char* exempt : ExemptSections) {
@@ -73,7 +66,7 @@ bool AppendEntry(Load* load, ClientEntry* entry) {
 
 DWORD LoadSections(Load* load, NameList sections) {
     while (char* section = NextName(&sections)) {
-        if (IsOtherSection(section)) continue;
+        if (IsSpecialSection(section)) continue;
         if (std::strchr(section, '-') == nullptr) return DatabaseCorrupt;
         ClientEntry* entry = BuildEntry(load, section);
         if (entry == nullptr) continue;
@@ -85,6 +78,13 @@ DWORD LoadSections(Load* load, NameList sections) {
 }
 
 }  // namespace
+
+bool IsSpecialSection(const char* name) {
+    for (const char* prefix : SpecialSections) {
+        if (std::strncmp(name, prefix, std::strlen(prefix)) == 0) return true;
+    }
+    return false;
+}
 
 DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total,
                          ClientEntry** listHead, DWORD* cacheSize, const OptionDefinition* catalogue,
