@@ -9,6 +9,7 @@
 #include "quillonctl/check/check_command.h"
 #include "quillonctl/complaint.h"
 #include "quillonctl/control_command.h"
+#include "quillonctl/explain/explain_command.h"
 #include "quillonctl/reload_command.h"
 #include "quillonctl/unit_command.h"
 
@@ -24,6 +25,7 @@ int main(int argc, char** argv) {
         std::function<int()> run;
         quillonctl::AddAskCommand(app, run);
         quillonctl::AddCheckCommand(app, run);
+        quillonctl::AddExplainCommand(app, run);
         quillonctl::AddReloadCommand(app, run);
         quillonctl::AddControlCommands(app, run);
         quillonctl::AddUnitCommand(app, run);
