@@ -1,12 +1,19 @@
-# shellcheck shell=bash disable=SC2034
+# shellcheck shell=bash disable=SC2034,SC2016
 # For the set-up scripts, which source it: the packages of Debian 12 they need, and how the missing ones are installed.
 
-# What the build stands on.
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libace-dev libsystemd-dev libmnl-dev libutfcpp-dev libcli11-dev
+# What the build needs, and what makes the next one short.
+BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libace-dev libsystemd-dev libmnl-dev libutfcpp-dev libcli11-dev
                 libgtest-dev libgmock-dev libbenchmark-dev python3)
 
-# What the tests use beside that: the clients that ask, what is asked about units and packages, and the compiler for Windows.
-TEST_PACKAGES=(locales udhcpc isc-dhcp-client bootpc iproute2 systemd nftables dpkg-dev lintian g++-mingw-w64-x86-64-posix)
+# What packages are tried with: the tools that build and check one, and a Debian to install it in.
+PACKAGE_PACKAGES=(dpkg-dev lintian mmdebstrap iproute2)
+
+# What else the tests use: the clients that ask, the checker of units, and the compiler for Windows.
+TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" locales udhcpc isc-dhcp-client bootpc systemd nftables
+               g++-mingw-w64-x86-64-posix)
+
+# Another apt-get may be at work: for how long its locks are waited for.
+LOCK_SECONDS=300
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
@@ -19,8 +26,26 @@ as_root() {
     fi
 }
 
+apt_get() {
+    as_root env DEBIAN_FRONTEND=noninteractive LC_ALL=C apt-get -qq -o DPkg::Lock::Timeout=$LOCK_SECONDS "$@" </dev/null
+}
+
 apt_install() {
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >/dev/null
+    apt_get install -y --no-install-recommends "$@" >/dev/null
+}
+
+# apt-get itself doesn't wait for the lock of the lists. A list that can't be fetched may be one we don't need, so what
+# needs them decides.
+fetch_lists() {
+    local output deadline=$((SECONDS + LOCK_SECONDS))
+    echo "Fetching the package lists."
+    until output=$(apt_get update 2>&1); do
+        if [[ $output != *"Could not get lock"* ]] || [ $SECONDS -gt $deadline ]; then
+            echo "$output" >&2
+            return 0
+        fi
+        sleep 1
+    done
 }
 
 is_installed() {
@@ -40,6 +65,11 @@ install_missing() {
     fi
     echo "Installing with apt-get: ${missing[*]}"
     apt-cache show "${missing[@]}" >/dev/null 2>&1 && apt_install "${missing[@]}" && return 0
-    echo "Fetching the package lists first."
-    as_root apt-get update -qq && apt_install "${missing[@]}"
+    fetch_lists
+    apt_install "${missing[@]}"
+}
+
+# The tests of the package fetch a Debian of their own through these lists.
+fetch_missing_lists() {
+    [ -n "$(apt-get indextargets --format '$(FILENAME)' 'Identifier: Packages')" ] || fetch_lists
 }

@@ -1,5 +1,6 @@
 """The package from its first installation to its purge, with systemd and without."""
 
+import sys
 import unittest
 
 from machine import Machine, obstacle, package, skip_if
@@ -18,7 +19,7 @@ find /run -xdev -iname '*quillon*' -not -path '/run/systemd/*' -not -path '/run/
 grep -i quillon /etc/passwd /etc/group || true
 """
 
-# As a service manager does it: waits for READY=1, asks, stops, and wants an end in order.
+# As a service manager does it: waits for READY=1, asks, stops, and expects an end in order.
 UNDER_NOTIFICATION = r"""
 import os, socket, subprocess, sys
 manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
@@ -29,7 +30,7 @@ try:
     while b"READY=1" not in manager.recv(4096):
         pass
     ask = lambda *words: subprocess.run(["quillonctl", *words], text=True, stdout=subprocess.PIPE).stdout
-    # The start isn't over yet: the answer comes when it is.
+    # A reload is only acknowledged when the start is over.
     reload = ask("reload", "127.0.0.1")
     while "Reload" not in reload and service.poll() is None:
         reload = ask("reload", "127.0.0.1")
@@ -92,7 +93,7 @@ class LifeCycle(unittest.TestCase):
         machine.run("for second in $(seq 60); do journalctl -t Quillon | grep 'has started' && exit; sleep 1; done; exit 1")
         self.assertIn("RUNNING", machine.run("quillonctl query")[1])
         machine.run("systemctl reload quillon")
-        # Nobody is answered whom the operator hasn't entered.
+        # A client that the operator hasn't entered gets no reply.
         code, output = machine.run("quillonctl ask 02-00-5e-10-00-15 --server 127.0.0.1 --broadcast --timeout 2", check=False)
         self.assertEqual((code, output.strip()), (1, "quillonctl: no reply"))
 
@@ -115,5 +116,5 @@ class LifeCycle(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    skip_if(obstacle("systemctl", "python3"))
+    skip_if(obstacle(manager="test_under_systemd" in " ".join(sys.argv)))
     unittest.main(verbosity=2)

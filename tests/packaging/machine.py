@@ -1,4 +1,4 @@
-"""A Debian machine for one test: this system's own files, with every change going to memory, in namespaces of its own.
+"""A Debian machine for one test: the files that debian_root.py made, with every change going to memory, in namespaces of its own.
 
 Its network has nothing but its loopback interface and what a test adds. It ends with the test, whatever is left running
 in it, and leaves nothing behind.
@@ -13,8 +13,8 @@ import tempfile
 import time
 
 SKIPPED = 77  # ctest shows this exit code as skipped
+TOOL_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
-PROGRAM = "quillon"
 BOOT_SECONDS = 60
 COMMAND_SECONDS = 120
 
@@ -22,16 +22,17 @@ COMMAND_SECONDS = 120
 _CONTROL_GROUPS = ("/sys/fs/cgroup", "/sys/fs/cgroup/unified")
 
 # In its control group, before it has a view of its own of them. $1 is the group, what follows is the command.
-_ENTER = 'echo 0 >"$1/cgroup.procs"; shift; exec "$@"'
+_ENTER = '[ -z "$1" ] || echo 0 >"$1/cgroup.procs"; shift; exec "$@"'
 
-# As root of namespaces of its own. $1 is an empty folder, what follows is the first process. Only the one tree of control
-# groups is there: the first process would make groups of its own in any other.
+# As root of namespaces of its own. $1 is an empty folder, $2 the machine's files, $3 its control group or nothing; what
+# follows is the first process. Only the one tree of control groups is there: the first process would make groups of its
+# own in any other.
 _BOOT = r"""
 set -e
-base=$1; shift
+base=$1 files=$2 group=$3; shift 3
 mount -t tmpfs tmpfs "$base"
 mkdir "$base/upper" "$base/work" "$base/root"
-mount -t overlay overlay -o "lowerdir=/,upperdir=$base/upper,workdir=$base/work" "$base/root"
+mount -t overlay overlay -o "lowerdir=$files,upperdir=$base/upper,workdir=$base/work" "$base/root"
 cd "$base/root"
 mount -t proc proc proc
 mount -t sysfs -o ro sysfs sys
@@ -43,9 +44,7 @@ for device in null zero full random urandom tty; do
     touch dev/$device
     mount --bind /dev/$device dev/$device
 done
-mount -t cgroup2 cgroup2 sys/fs/cgroup
-# Images of containers keep packages from starting services.
-rm -f usr/sbin/policy-rc.d
+[ -z "$group" ] || mount -t cgroup2 cgroup2 sys/fs/cgroup
 # What isn't the machine's own is the kernel's.
 mount --bind proc/sys proc/sys
 mount -o remount,bind,ro proc/sys
@@ -57,10 +56,10 @@ exec env -i container=docker PATH=/usr/sbin:/usr/bin:/sbin:/bin chroot . "$@"
 _INIT = ["/lib/systemd/systemd", "--unit=basic.target", "--show-status=0", "--log-target=journal"]
 
 
-def _make_control_group():
+def _control_groups():
     for tree in _CONTROL_GROUPS:
         if os.path.exists(os.path.join(tree, "cgroup.procs")) and os.path.exists(os.path.join(tree, "cgroup.controllers")):
-            return tempfile.mkdtemp(prefix="quillon-machine-", dir=tree)
+            return tree
     raise OSError("there are no control groups of version 2")
 
 
@@ -69,19 +68,37 @@ def _remove_groups(top):
         os.rmdir(folder)
 
 
+class _Place:
+    """Where a machine stands: an empty folder, and a control group of its own if it needs one."""
+
+    def __init__(self, with_group):
+        self.group = tempfile.mkdtemp(prefix="quillon-machine-", dir=_control_groups()) if with_group else ""
+        self.base = tempfile.mkdtemp(prefix="quillon-machine-")
+
+    def command(self, init):
+        return ["setpriv", "--pdeathsig", "KILL", "sh", "-euc", _ENTER, "sh", self.group,
+                "unshare", "--mount", "--net", "--pid", "--fork", "--ipc", "--uts", "--cgroup", "--kill-child",
+                "sh", "-c", _BOOT, "sh", self.base, root_folder(), self.group, *init]
+
+    def remove(self):
+        # Both are free with the machine's last process, which may take a moment.
+        deadline = time.monotonic() + 10
+        for remove, folder in ((os.rmdir, self.base), (_remove_groups, self.group)):
+            while os.path.isdir(folder) and time.monotonic() < deadline:
+                try:
+                    remove(folder)
+                except OSError:
+                    time.sleep(0.05)
+
+
 class Machine:
     """`manager`: whether systemd runs in it."""
 
     def __init__(self, manager=True):
-        self._group = _make_control_group()
-        self._base = tempfile.mkdtemp(prefix="quillon-machine-")
-        init = _INIT if manager else ["sleep", "infinity"]
+        self._place = _Place(with_group=manager)
         self._output = tempfile.TemporaryFile()
-        self._outer = subprocess.Popen(
-            ["setpriv", "--pdeathsig", "KILL", "sh", "-euc", _ENTER, "sh", self._group,
-             "unshare", "--mount", "--net", "--pid", "--fork", "--ipc", "--uts", "--cgroup", "--kill-child",
-             "sh", "-c", _BOOT, "sh", self._base, *init],
-            stdin=subprocess.DEVNULL, stdout=self._output, stderr=subprocess.STDOUT)
+        self._outer = subprocess.Popen(self._place.command(_INIT if manager else ["sleep", "infinity"]),
+                                       stdin=subprocess.DEVNULL, stdout=self._output, stderr=subprocess.STDOUT)
         try:
             self._await_boot("systemctl is-system-running | grep -qE 'running|degraded'" if manager else "true")
         except BaseException:
@@ -92,14 +109,7 @@ class Machine:
         self._outer.kill()
         self._outer.wait()
         self._output.close()
-        # Its files and its group are free with its last process, which may take a moment.
-        deadline = time.monotonic() + 10
-        for remove, folder in ((os.rmdir, self._base), (_remove_groups, self._group)):
-            while os.path.isdir(folder) and time.monotonic() < deadline:
-                try:
-                    remove(folder)
-                except OSError:
-                    time.sleep(0.05)
+        self._place.remove()
 
     def _await_boot(self, probe):
         deadline = time.monotonic() + BOOT_SECONDS
@@ -121,9 +131,9 @@ class Machine:
             return ""
 
     def run(self, script, check=True, namespace=None):
-        """Runs a shell script; answers its exit status and its output. `namespace`: a network namespace made with ip."""
+        """Runs a shell script; returns its exit status and its output. `namespace`: a network namespace made with ip."""
         command = ["nsenter", "--target", self._first_process(), "--mount", "--uts", "--ipc", "--net", "--pid", "--root",
-                   "--wd", "env", "-i", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", "HOME=/root", "LC_ALL=C.UTF-8",
+                   "--wd", "env", "-i", f"PATH={TOOL_PATH}", "HOME=/root", "LC_ALL=C.UTF-8",
                    "DEBIAN_FRONTEND=noninteractive"]
         if namespace is not None:
             command += ["ip", "netns", "exec", namespace]
@@ -142,30 +152,56 @@ class Machine:
             subprocess.run(command, check=True, stdin=file)
 
 
+def root_folder():
+    """The machines' files."""
+    return os.environ["QUILLON_ROOT"]
+
+
 def package():
     """The package that the build made."""
-    found = glob.glob(os.path.join(os.environ.get("QUILLON_PACKAGES", ""), "quillon_*.deb"))
+    found = glob.glob(os.path.join(os.environ["QUILLON_PACKAGES"], "quillon_*.deb"))
     if len(found) != 1:
         sys.exit(f"QUILLON_PACKAGES has to name a folder with one package: {found}")
     return found[0]
 
 
-def obstacle(*tools):
-    """Why there can be no machine with these commands here; None if there can."""
+def missing_tool(*tools):
+    """Why something can't be had that needs these commands; None if they are all here."""
+    for tool in tools:
+        if shutil.which(tool, path=TOOL_PATH) is None:
+            return f"the command {tool} is not installed"
+    return None
+
+
+def obstacle(manager=True):
+    """Why there can be no machine here, or none with systemd; None if there can.
+
+    What can't be had is seen before systemd starts. From there on it has to work.
+    """
     if os.geteuid() != 0:
         return "a machine of its own needs root"
-    for tool in ("dpkg", "dpkg-shlibdeps", "unshare", "nsenter", "setpriv", "ip", *tools):
-        if shutil.which(tool, path="/usr/sbin:/usr/bin:/sbin:/bin") is None:
-            return f"the command {tool} is not installed"
-    if subprocess.run(["dpkg-query", "-W", PROGRAM], check=False, capture_output=True).returncode == 0:
-        return "the package is installed on this system"
-    if os.environ.get("QUILLON_PREFIX") != "/usr":
-        return "this build is not for the prefix /usr (tools/package makes one that is)"
+    reason = package_obstacle() or missing_tool("unshare", "nsenter", "setpriv", "ip")
+    if reason is not None:
+        return reason
     try:
-        Machine(manager="systemctl" in tools).close()
+        place = _Place(with_group=manager)
     except OSError as error:
         return f"this system gives no machine: {error}"
-    return None
+    try:
+        tried = subprocess.run(place.command(["true"]), check=False, text=True, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=COMMAND_SECONDS)
+    finally:
+        place.remove()
+    return None if tried.returncode == 0 else f"this system gives no machine: {tried.stdout.strip()}"
+
+
+def package_obstacle():
+    """Why there is no package to look at."""
+    if os.environ["QUILLON_PREFIX"] != "/usr":
+        return "this build is not for the prefix /usr (tools/package makes one that is)"
+    if not os.path.exists(root_folder() + ".made-of"):
+        return "there is no Debian to install it in, see packaging.debian_root"
+    return missing_tool("dpkg", "dpkg-shlibdeps")
 
 
 def skip_if(reason):

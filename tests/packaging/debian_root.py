@@ -1,0 +1,82 @@
+"""Makes the files of the machines on which the package is tested: a small Debian of its own, fetched as apt fetches here.
+
+It stays in the build folder. The next run makes it anew when it would become a different one: after another list of
+packages, or after `apt-get update` brought news.
+"""
+
+import os
+import shutil
+import subprocess
+import sys
+
+from machine import TOOL_PATH, missing_tool, root_folder, skip_if
+
+LIMIT_SECONDS = 420
+
+# What the package depends on, and what the tests and the guide use in a machine.
+PACKAGES = ["libace-7.0.8", "libmnl0", "libsystemd0", "apt", "systemd", "python3-minimal", "libpython3-stdlib", "iproute2",
+            "nftables", "udhcpc"]
+
+# How apt reaches the registry.
+ACQUIRE = ["Acquire::http", "Acquire::https", "Acquire::Check-Valid-Until", "Acquire::Check-Date"]
+
+
+def lines_of(*command):
+    return subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE).stdout.splitlines()
+
+
+def indexes(form):
+    """Of Debian's lists of packages that apt has here, what `form` asks for. Other registries have nothing we need."""
+    return lines_of("apt-get", "indextargets", "--format", form, "Origin: Debian", "Identifier: Packages")
+
+
+def code_name():
+    with open("/etc/os-release", encoding="utf-8") as file:
+        return dict(line.rstrip().split("=", 1) for line in file if "=" in line)["VERSION_CODENAME"]
+
+
+def obstacle():
+    if os.geteuid() != 0:
+        return "a Debian of its own needs root"
+    return missing_tool("mmdebstrap", "apt-get", "unshare", "setpriv")
+
+
+def make(folder, sources, options):
+    # Namespaces of its own: whatever becomes of it, no mount of its stays on this system.
+    command = ["setpriv", "--pdeathsig", "KILL", "unshare", "--mount", "--pid", "--fork", "--kill-child",
+               "mmdebstrap", "--mode=root", "--format=directory", "--variant=essential", f"--include={','.join(PACKAGES)}",
+               *(f"--aptopt={option}" for option in options), code_name(), folder, "-"]
+    subprocess.run(command, check=True, env={"PATH": TOOL_PATH, "LC_ALL": "C.UTF-8", **proxies()}, text=True,
+                   input="\n".join(sources) + "\n", timeout=LIMIT_SECONDS)
+
+
+def proxies():
+    return {name: value for name, value in os.environ.items() if name.lower().endswith("_proxy")}
+
+
+def main():
+    skip_if(obstacle())
+    sources = indexes("deb $(REPO_URI) $(RELEASE) $(COMPONENT)")
+    if not sources:
+        sys.exit("apt has no lists of Debian's packages here; apt-get update fetches them")
+    options = ['Acquire::Languages "none"', 'Acquire::http::Timeout "30"', 'Acquire::Retries "2"',
+               *lines_of("apt-config", "dump", "--format", '%F "%v"%n', *ACQUIRE)]
+    times = [os.stat(name).st_mtime for name in indexes("$(FILENAME)")]
+    recipe = repr((PACKAGES, sources, options, times))
+
+    folder = root_folder()
+    mark = folder + ".made-of"
+    if os.path.exists(mark):
+        with open(mark, encoding="utf-8") as file:
+            if file.read() == recipe:
+                print("The one of an earlier run serves.")
+                return
+        os.remove(mark)
+    shutil.rmtree(folder, ignore_errors=True)
+    make(folder, sources, options)
+    with open(mark, "w", encoding="utf-8") as file:
+        file.write(recipe)
+
+
+if __name__ == "__main__":
+    main()
