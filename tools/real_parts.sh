@@ -1,0 +1,7 @@
+# shellcheck shell=bash disable=SC2034
+# What `tools/test real` runs, in this order. A part is a line "NAME: PACKAGE... -- COMMAND":
+#   - the packages are installed before it;
+#   - the command is run from the top folder, without standard input: a script of ours, or `run_label LABEL` for the tests
+#     of the release build that have this label and the label "real", which keeps them out of the other runs;
+#   - it ends with 0 if it has passed, and with 77 if it couldn't run here and has said why.
+REAL_PARTS=()
