@@ -1,4 +1,4 @@
-# What an installation of the server consists of beside its programs, and the Debian package made of it. Everything here is
+# What else an installation of the server consists of, and the Debian package made of it. Everything here is
 # the component "quillon"; ksl has a component of its own, which isn't in the package.
 set(QUILLON_UNIT_DIR "lib/systemd/system")
 set(QUILLON_DATA_DIR "${CMAKE_INSTALL_DATADIR}/quillon")
@@ -27,6 +27,7 @@ foreach(page IN ITEMS quillonctl.1 bootptab.5 quillon-registry.5 quillon.8)
   install_compressed("${packaging}/man/${page}" "${page}" "${CMAKE_INSTALL_MANDIR}/man${section}")
 endforeach()
 install_compressed("${packaging}/debian/changelog" changelog "${CMAKE_INSTALL_DOCDIR}")
+install_compressed("${CMAKE_SOURCE_DIR}/CHANGELOG.md" CHANGELOG.md "${CMAKE_INSTALL_DOCDIR}")
 
 install(FILES "${packaging}/debian/copyright" "${CMAKE_SOURCE_DIR}/docs/operating.md"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT quillon)
@@ -34,6 +35,7 @@ install(FILES "${packaging}/bootptab.sample" DESTINATION "${CMAKE_INSTALL_DOCDIR
 install(FILES "${packaging}/bootptab.initial" DESTINATION "${QUILLON_DATA_DIR}" COMPONENT quillon)
 
 set(CPACK_GENERATOR DEB)
+set(CPACK_RESOURCE_FILE_LICENSE "${CMAKE_SOURCE_DIR}/LICENSE")
 set(CPACK_PACKAGE_VENDOR "Quillon")
 set(CPACK_PACKAGE_CONTACT "Quillon maintainers <maintainers@quillon.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX "${CMAKE_INSTALL_PREFIX}")
@@ -54,7 +56,7 @@ hardware address in a text file and sends the reply that the file says, as
 BOOTP or as DHCP, directed, by broadcast or through a relay agent. There are
 no leases and no address pools.
 .
-The package installs a service that answers nobody until the file has clients.")
+The package installs a service that sends no reply until the file has clients.")
 set(CPACK_DEBIAN_QUILLON_PACKAGE_CONTROL_EXTRA
   "${packaging}/debian/postinst;${packaging}/debian/prerm;${packaging}/debian/postrm")
 include(CPack)

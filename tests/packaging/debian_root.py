@@ -25,9 +25,11 @@ def lines_of(*command):
     return subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE).stdout.splitlines()
 
 
-def indexes(form):
-    """Of Debian's lists of packages that apt has here, what `form` asks for. Other registries have nothing we need."""
-    return lines_of("apt-get", "indextargets", "--format", form, "Origin: Debian", "Identifier: Packages")
+def debian_lists():
+    """The files of Debian's package lists that apt has here, and their lines for sources.list. We need no other registry."""
+    rows = lines_of("apt-get", "indextargets", "--format", "$(FILENAME) deb $(REPO_URI) $(RELEASE) $(COMPONENT)",
+                    "Origin: Debian", "Identifier: Packages")
+    return [row.split(" ", 1) for row in rows]
 
 
 def code_name():
@@ -56,13 +58,13 @@ def proxies():
 
 def main():
     skip_if(obstacle())
-    sources = indexes("deb $(REPO_URI) $(RELEASE) $(COMPONENT)")
-    if not sources:
+    lists = debian_lists()
+    if not lists:
         sys.exit("apt has no lists of Debian's packages here; apt-get update fetches them")
     options = ['Acquire::Languages "none"', 'Acquire::http::Timeout "30"', 'Acquire::Retries "2"',
                *lines_of("apt-config", "dump", "--format", '%F "%v"%n', *ACQUIRE)]
-    times = [os.stat(name).st_mtime for name in indexes("$(FILENAME)")]
-    recipe = repr((PACKAGES, sources, options, times))
+    sources = [line for _, line in lists]
+    recipe = repr((PACKAGES, sources, options, [os.stat(name).st_mtime for name, _ in lists]))
 
     folder = root_folder()
     mark = folder + ".made-of"
