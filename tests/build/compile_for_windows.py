@@ -19,8 +19,9 @@ OPTIONS = ["-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Werror"]
 WINDOWS_HALVES = ["arrivals.cpp", "held_ini_file.cpp", "prefetch.cpp"]
 LOGIC = ["arp", "database", "database/load", "database/lookup", "diagnostics", "request", "service", "service/host"]
 LIBRARY = "class_a/standard"
+LIBRARY_PARTS = [".", "detail", "windows"]
 # They stand on ACE, whose headers are configured for this machine.
-NEED_ACE = {"CNRMutex.cpp", "directory_listing.cpp", "mutex_type_windows.cpp", "ownership_block.cpp"}
+NEED_ACE = {"CNRMutex.cpp", "directory_listing.cpp", "mutex_type.cpp", "ownership_block.cpp"}
 
 PLATFORM_CHOICE = re.compile(
     r"^[ \t]*#[ \t]*(?:if|ifdef|ifndef|elif)\b.*(?:_WIN32|_WIN64|\bWIN32|_MSC_VER|__MINGW|__linux|__unix|_POSIX|__APPLE__)",
@@ -34,17 +35,15 @@ def sources(root):
         yield root / "platform/windows" / name, []
     for folder in LOGIC:
         yield from ((path, []) for path in sorted((root / folder).glob("*.cpp")))
-    library = root / LIBRARY
-    missing = NEED_ACE - {path.name for path in library.glob("*.cpp")}
+    library = [path for folder in LIBRARY_PARTS for path in sorted((root / LIBRARY / folder).glob("*.cpp"))]
+    missing = NEED_ACE - {path.name for path in library}
     if missing:
         sys.exit(f"no longer there, so no longer to be left out: {', '.join(sorted(missing))}")
-    for path in sorted(library.glob("*.cpp")):
-        if not path.stem.endswith("_posix") and path.name not in NEED_ACE:
-            yield path, [library / "windows"]
+    yield from ((path, [root / LIBRARY / "windows"]) for path in library if path.name not in NEED_ACE)
 
 
 def platform_choices(root):
-    for folder in [".", *LOGIC, LIBRARY]:
+    for folder in [".", *LOGIC, *(f"{LIBRARY}/{part}" for part in LIBRARY_PARTS)]:
         for path in sorted((root / folder).glob("*.[hc]*")):
             if path.is_file() and PLATFORM_CHOICE.search(path.read_text(encoding="utf-8")):
                 yield path

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "class_a/standard/CArgBufferErrors.h"
-#include "class_a/standard/number_text.h"
+#include "class_a/standard/detail/number_text.h"
 
 namespace ksl {
 

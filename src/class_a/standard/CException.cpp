@@ -4,9 +4,9 @@
 #include <ctime>
 #include <new>
 
+#include "class_a/standard/detail/system_error.h"
 #include "class_a/standard/ksl_text.h"
 #include "class_a/standard/ksl_throw.h"
-#include "class_a/standard/system_error.h"
 
 namespace ksl {
 

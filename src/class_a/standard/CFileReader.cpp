@@ -2,10 +2,10 @@
 
 #include <fstream>
 
+#include "class_a/standard/detail/system_error.h"
+#include "class_a/standard/detail/system_files.h"
 #include "class_a/standard/ksl_text.h"
 #include "class_a/standard/ksl_throw.h"
-#include "class_a/standard/system_error.h"
-#include "class_a/standard/system_files.h"
 
 using ksl::CMessage;
 using ksl::throw_exception;

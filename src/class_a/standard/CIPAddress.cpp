@@ -1,11 +1,12 @@
 #include "class_a/standard/CIPAddress.h"
 
-#include <algorithm>
+#include <bit>
 #include <cstring>
 
-#include "class_a/standard/ksl_text.h"
+#include "class_a/standard/detail/address_number.h"
+#include "class_a/standard/detail/address_text.h"
+#include "class_a/standard/detail/system_address.h"
 #include "class_a/standard/ksl_throw.h"
-#include "class_a/standard/system_address.h"
 
 namespace ksl {
 
@@ -13,30 +14,9 @@ namespace {
 
 constexpr std::size_t kV4Length = 4;
 constexpr std::size_t kV6Length = 16;
-// "255.255.255.255", and the text of fixed width.
-constexpr std::size_t kLongestV4Text = 15;
 
 constexpr unsigned char kLoopbackV4[kV4Length] = {127, 0, 0, 1};
 constexpr unsigned char kLoopbackV6[kV6Length] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
-
-bool parse_octet(const std::string& part, unsigned char& octet) {
-    if (part.empty() || part.size() > 3) return false;
-    unsigned value = 0;
-    for (const char c : part) {
-        if (c < '0' || c > '9') return false;
-        value = value * 10 + static_cast<unsigned>(c - '0');
-    }
-    if (value > 255) return false;
-    octet = static_cast<unsigned char>(value);
-    return true;
-}
-
-std::string padded(unsigned value, unsigned base, std::size_t width) {
-    std::string text(width, '0');
-    for (std::size_t i = width; i-- > 0; value /= base)
-        text[i] = "0123456789abcdef"[value % base];
-    return text;
-}
 
 }  // namespace
 
@@ -95,18 +75,9 @@ bool CIPAddress::_parse(const char* text) {
 }
 
 CIPAddress::Type CIPAddress::_setV4(const std::string& text) {
-    if (text.size() > kLongestV4Text) return unknown;
-    unsigned char octets[kV4Length];
-    std::size_t count = 0;
-    for (std::size_t begin = 0;; ++count) {
-        const std::size_t end = std::min(text.find('.', begin), text.size());
-        if (count == kV4Length || !parse_octet(text.substr(begin, end - begin), octets[count]))
-            return unknown;
-        if (end == text.size()) break;
-        begin = end + 1;
-    }
-    if (count + 1 != kV4Length) return unknown;
-    std::memcpy(&_v4, octets, kV4Length);
+    unsigned char bytes[kV4Length];
+    if (!parse_ipv4(text, bytes)) return unknown;
+    std::memcpy(&_v4, bytes, kV4Length);
     return ipv4;
 }
 
@@ -207,16 +178,7 @@ std::string CIPAddress::fat_string() const {
     if (!isKnown())
         throw_exception(KSL_SITE("CIPAddress::fat_string"), CMessage("Illegal operation."),
                         CMessage("Unknown address types cannot be serialized."));
-    const unsigned char* const bytes = raw_addr();
-    std::string text;
-    if (_type == ipv4) {
-        for (std::size_t i = 0; i < kV4Length; ++i)
-            text += (i == 0 ? "" : ".") + padded(bytes[i], 10, 3);
-    } else {
-        for (std::size_t i = 0; i < kV6Length; i += 2)
-            text += (i == 0 ? "" : ":") + padded(bytes[i] * 256U + bytes[i + 1], 16, 4);
-    }
-    return text;
+    return fixed_width_text(raw_addr(), size());
 }
 
 bool CIPAddress::operator==(const CIPAddress& other) const {
@@ -234,6 +196,70 @@ bool CIPAddress::operator>(const CIPAddress& other) const {
 
 bool CIPAddress::operator<(const CIPAddress& other) const {
     return *this == other ? false : !(*this > other);
+}
+
+CIPAddress& CIPAddress::operator+=(const CIPAddress& other) {
+    if (_type != other._type)
+        throw_exception(KSL_SITE("CIPAddress::operator+="), CMessage("Illegal operation."),
+                        CMessage("Type mismatch between ip addresses."));
+    const CIPAddress addend(other);
+    add_bytes(_raw(), addend.raw_addr(), size());
+    return *this;
+}
+
+CIPAddress& CIPAddress::operator-=(const CIPAddress& other) {
+    if (_type != other._type)
+        throw_exception(KSL_SITE("CIPAddress::operator-="), CMessage("Illegal operation."),
+                        CMessage("Type mismatch between ip addresses."));
+    CIPAddress complement(other);
+    ~complement;
+    return *this += ++complement;
+}
+
+CIPAddress CIPAddress::createPrefix(unsigned bits) const {
+    CIPAddress prefix(*this);
+    const unsigned total = static_cast<unsigned>(size()) * 8;
+    if (bits > total)
+        throw_exception(KSL_SITE("CIPAddress::createPrefix"),
+                        CMessage("Cannot create prefix from ip address."),
+                        CMessage("Address contains less than %1 bits.") << bits);
+    const long dropped = static_cast<long>(total - bits);
+    prefix >>= dropped;
+    prefix <<= dropped;
+    return prefix;
+}
+
+int CIPAddress::prefixLenFromMask(const CIPAddress& mask) {
+    const auto refuse = [] {
+        throw_exception(KSL_STATIC_SITE("CIPAddress::prefixLenFromMask"),
+                        CMessage("Cannot calculate prefix length from subnet mask."),
+                        CMessage("Subnet mask is invalid."));
+    };
+    const Category category = mask.category();
+    if (category == broadcast || category == any) refuse();
+    const auto bits = static_cast<std::uint32_t>(number_of_bytes(mask.raw_addr(), 4));
+    const int ones = std::popcount(bits);
+    if (ones != std::countl_one(bits)) refuse();
+    return ones;
+}
+
+void CIPAddress::mapTo(Type type) {
+    if (_type == type) return;
+    if (type == ipv6) {
+        unsigned char bytes[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
+        std::memcpy(bytes + 12, &_v4, 4);
+        std::memcpy(&_v6, bytes, sizeof bytes);
+    } else if (type == ipv4) {
+        if (!isV6MappedV4())
+            throw_exception(KSL_SITE("CIPAddress::mapTo"),
+                            CMessage("Cannot map address %1 to ipv4.") << string(),
+                            CMessage("Address is not a v6-mapped-v4 address."));
+        std::memcpy(&_v4, _v6bytes() + 12, 4);
+    } else {
+        throw_exception(KSL_SITE("CIPAddress::mapTo"), CMessage("Illegal operation."),
+                        CMessage("Unknown address type cannot be mapped to another type."));
+    }
+    _type = type;
 }
 
 }  // namespace ksl

@@ -1,6 +1,6 @@
 #include "class_a/standard/CNRMutex.h"
 
-#include "class_a/standard/mutex_type.h"
+#include "class_a/standard/detail/mutex_type.h"
 
 namespace ksl {
 

@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "class_a/standard/CNumberConversionException.h"
+#include "class_a/standard/detail/number_parser.h"
+#include "class_a/standard/detail/number_text.h"
 #include "class_a/standard/ksl_text.h"
 #include "class_a/standard/ksl_throw.h"
-#include "class_a/standard/number_parser.h"
-#include "class_a/standard/number_text.h"
 
 namespace ksl {
 

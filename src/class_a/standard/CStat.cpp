@@ -1,9 +1,9 @@
 #include "class_a/standard/CStat.h"
 
+#include "class_a/standard/detail/system_error.h"
+#include "class_a/standard/detail/system_files.h"
 #include "class_a/standard/ksl_text.h"
 #include "class_a/standard/ksl_throw.h"
-#include "class_a/standard/system_error.h"
-#include "class_a/standard/system_files.h"
 
 namespace ksl {
 

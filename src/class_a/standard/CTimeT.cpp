@@ -7,9 +7,9 @@
 #include <limits>
 
 #include "class_a/standard/CStringMap.h"
+#include "class_a/standard/detail/system_time.h"
 #include "class_a/standard/ksl_text.h"
 #include "class_a/standard/ksl_throw.h"
-#include "class_a/standard/system_time.h"
 
 namespace ksl {
 

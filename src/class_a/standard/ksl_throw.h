@@ -3,6 +3,7 @@
 #include <typeinfo>
 
 #include "class_a/standard/CException.h"
+#include "class_a/standard/detail/system_error.h"  // last_system_error
 
 // How the library throws. A throw site names itself, what could not be done and why:
 //

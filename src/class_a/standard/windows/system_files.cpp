@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 #include <windows.h>
 
-#include "class_a/standard/system_files.h"
+#include "class_a/standard/detail/system_files.h"
 
 namespace ksl {
 

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "class_a/standard/system_error.h"
+#include "class_a/standard/detail/system_error.h"
 
 namespace ksl {
 

@@ -1,7 +1,7 @@
 #include <limits>
 #include <mutex>
 
-#include "class_a/standard/system_time.h"
+#include "class_a/standard/detail/system_time.h"
 
 namespace ksl {
 

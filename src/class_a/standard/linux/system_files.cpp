@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "class_a/standard/system_files.h"
+#include "class_a/standard/detail/system_files.h"
 
 namespace ksl {
 

@@ -1,9 +1,9 @@
-#include "class_a/standard/number_parser.h"
+#include "class_a/standard/detail/number_parser.h"
 
 #include <cerrno>
 #include <cstdlib>
 
-#include "class_a/standard/system_error.h"
+#include "class_a/standard/detail/system_error.h"
 
 namespace ksl {
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "class_a/standard/system_files.h"
+#include "class_a/standard/detail/system_files.h"
 
 namespace ksl {
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
+#include "class_a/standard/detail/system_address.h"
 #include "class_a/standard/ksl_text.h"
-#include "class_a/standard/system_address.h"
 
 namespace ksl {
 

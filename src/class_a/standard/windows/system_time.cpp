@@ -1,4 +1,4 @@
-#include "class_a/standard/system_time.h"
+#include "class_a/standard/detail/system_time.h"
 
 namespace ksl {
 

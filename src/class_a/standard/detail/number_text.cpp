@@ -1,4 +1,4 @@
-#include "class_a/standard/number_text.h"
+#include "class_a/standard/detail/number_text.h"
 
 #include <array>
 #include <charconv>

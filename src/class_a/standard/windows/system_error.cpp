@@ -2,8 +2,8 @@
 
 #include <memory>
 
+#include "class_a/standard/detail/system_error.h"
 #include "class_a/standard/ksl_text.h"
-#include "class_a/standard/system_error.h"
 
 namespace ksl {
 

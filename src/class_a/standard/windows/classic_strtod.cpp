@@ -1,7 +1,7 @@
 #include <locale.h>
 #include <stdlib.h>
 
-#include "class_a/standard/number_parser.h"
+#include "class_a/standard/detail/number_parser.h"
 
 namespace ksl {
 

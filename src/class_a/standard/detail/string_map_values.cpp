@@ -5,8 +5,8 @@
 
 #include "class_a/standard/CNumberConversion.h"
 #include "class_a/standard/CStringMap.h"
-#include "class_a/standard/number_parser.h"
-#include "class_a/standard/number_text.h"
+#include "class_a/standard/detail/number_parser.h"
+#include "class_a/standard/detail/number_text.h"
 
 namespace ksl {
 

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "class_a/standard/system_address.h"
+#include "class_a/standard/detail/system_address.h"
 
 namespace ksl {
 

@@ -1,10 +1,8 @@
-// What kind of address it is: its category and scope, and the mapping between the families.
+// What kind of address it is: its category and scope.
 
 #include <algorithm>
-#include <cstring>
 
 #include "class_a/standard/CIPAddress.h"
-#include "class_a/standard/ksl_throw.h"
 
 namespace ksl {
 
@@ -50,25 +48,6 @@ bool all_bytes_are(unsigned char value, const unsigned char* bytes, std::size_t 
 }
 
 }  // namespace
-
-void CIPAddress::mapTo(Type type) {
-    if (_type == type) return;
-    if (type == ipv6) {
-        unsigned char bytes[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
-        std::memcpy(bytes + 12, &_v4, 4);
-        std::memcpy(&_v6, bytes, sizeof bytes);
-    } else if (type == ipv4) {
-        if (!isV6MappedV4())
-            throw_exception(KSL_SITE("CIPAddress::mapTo"),
-                            CMessage("Cannot map address %1 to ipv4.") << string(),
-                            CMessage("Address is not a v6-mapped-v4 address."));
-        std::memcpy(&_v4, _v6bytes() + 12, 4);
-    } else {
-        throw_exception(KSL_SITE("CIPAddress::mapTo"), CMessage("Illegal operation."),
-                        CMessage("Unknown address type cannot be mapped to another type."));
-    }
-    _type = type;
-}
 
 bool CIPAddress::isV6MappedV4() const {
     return _type == ipv6 && createPrefix(kMappedPrefixBits) == known_addresses().mappedPrefix;
