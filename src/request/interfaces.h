@@ -70,5 +70,6 @@ void ArmAddressChange(OVERLAPPED* overlapped, HANDLE* handle);
 int AddressChanged(OVERLAPPED* overlapped);
 
 // Answers 1 if another local interface sits on the subnet of the finished reply's client, and stores its
-// index; 0 otherwise. Reads nothing behind `length`.
+// index; 0 otherwise. Reads nothing behind `length`: a mask that is cut there is none, so that every
+// interface that heard the request answers it.
 int IsBetterInterface(DWORD* interfaceIndex, const BootPacket* packet, LONG length);

@@ -22,20 +22,25 @@ constexpr std::uint8_t BroadcastBit = 0x80;
 constexpr std::size_t ArpMacTextSize = 100;
 
 // One request on its way. The generation's record never changes, so a pinned one serves as the request's own
-// copy of the parameters.
+// copy of the parameters: all that is read of a record for a request is read of this one.
 struct RequestInHand {
     RequestContext context;
-    PinnedGeneration generation;
+    const PinnedGeneration generation;
     RequestTrace trace;
     bool broadcast = false;
     bool relayed = false;
     char arpMacText[ArpMacTextSize] = {};
     char betterInterface[128];
 
-    explicit RequestInHand(const RequestContext& given) : context(given), generation(given.blockOwner) {}
+    explicit RequestInHand(const RequestContext& given) : context(given), generation(given.blockOwner) {
+        trace.opcode = packet()->op;
+    }
     const ServerParameters& parameters() const { return generation.record(); }
     BootPacket* packet() const { return context.packet; }
 };
+
+// Retired: a reload has replaced the list before the lookup got at it, and nothing has been done yet.
+enum class Decision { Done, Retired };
 
 struct StatusRow {
     const char* packetType;
@@ -101,15 +106,8 @@ void ReportFinding(const RequestInHand& request, const StatusRow& row, DWORD err
                        static_cast<WORD>(request.parameters().LogLevel), error);
 }
 
-// Turns the packet into its reply, if there is to be one, and notes what the lookup said.
-bool FindReply(RequestInHand* request) {
-    int status = LookUpClient(request);
-    // A reload came between: the list isn't to be entered any more, the next one is there already.
-    while (status == FindListRetired) {
-        request->generation.Renew();
-        if (!request->generation) return false;
-        status = LookUpClient(request);
-    }
+// Notes what the lookup said. True if the packet holds a reply now.
+bool NoteFinding(RequestInHand* request, int status) {
     const DWORD error = GetLastError();
     const StatusRow& row = StatusTable[status >= 0 && status < UndefinedStatus ? status : UndefinedStatus];
     if (row.packetType != nullptr) request->trace.packetType = row.packetType;
@@ -151,25 +149,29 @@ void SendFoundReply(RequestInHand* request) {
     trace.replyStatus = ReplyStatusText(DeliverReply(delivery));
 }
 
-void DecideAndReply(RequestInHand* request) {
+Decision DecideAndReply(RequestInHand* request) {
     RequestTrace& trace = request->trace;
     if (trace.opcode != BootRequestOpcode) {
         trace.findStatus = "Invalid opcode";
-        return;
+        return Decision::Done;
     }
     ReadRequest(request);
     if (!IsThisServer(trace.serverName)) {
         trace.findStatus = "Not this server";
-    } else if (FindReply(request)) {
-        if (request->packet()->yiaddr == IpAddress{})
-            trace.replyStatus = "No address defined. Reply skipped.";
-        else if (!IsLeftToAnotherInterface(request))
-            SendFoundReply(request);
+        return Decision::Done;
     }
+    const int status = LookUpClient(request);
+    if (status == FindListRetired) return Decision::Retired;
+    if (!NoteFinding(request, status)) return Decision::Done;
+    if (request->packet()->yiaddr == IpAddress{})
+        trace.replyStatus = "No address defined. Reply skipped.";
+    else if (!IsLeftToAnotherInterface(request))
+        SendFoundReply(request);
+    return Decision::Done;
 }
 
 void WriteTrace(RequestInHand* request) {
-    if (!request->generation || request->parameters().LogHandle == nullptr) return;
+    if (request->parameters().LogHandle == nullptr) return;
     request->trace.arpMacText = request->arpMacText;
     char text[TraceSize + 1];
     FormatTrace(request->trace, request->context, text);
@@ -179,11 +181,12 @@ void WriteTrace(RequestInHand* request) {
 }  // namespace
 
 void ProcessBootRequest(const RequestContext* context) {
-    RequestInHand request(*context);
-    request.trace.opcode = request.packet()->op;
-    if (request.generation) {  // none is left while the service ends
-        DecideAndReply(&request);
-        WriteTrace(&request);
+    for (Decision decision = Decision::Retired; decision == Decision::Retired;) {
+        RequestInHand request(*context);
+        if (!request.generation) break;  // none is left while the service ends
+        decision = DecideAndReply(&request);
+        if (decision == Decision::Done) WriteTrace(&request);
     }
-    ReleaseRequest(&request.context);
+    RequestContext finished = *context;
+    ReleaseRequest(&finished);
 }

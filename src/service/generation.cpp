@@ -102,12 +102,6 @@ PinnedGeneration::PinnedGeneration(Generation* held) {
     _generation = _counted ? PinCurrentGeneration() : held;
 }
 
-void PinnedGeneration::Renew() {
-    LetGo();
-    _generation = PinCurrentGeneration();
-    _counted = true;
-}
-
-void PinnedGeneration::LetGo() {
+PinnedGeneration::~PinnedGeneration() {
     if (_counted && _generation != nullptr) ReleaseGeneration(_generation);
 }

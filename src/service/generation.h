@@ -44,19 +44,14 @@ class PinnedGeneration {
     // `held` is a generation that the caller has a use of for longer than this scope, or null: if it is the
     // current one, that use serves.
     explicit PinnedGeneration(Generation* held);
-    ~PinnedGeneration() { LetGo(); }
+    ~PinnedGeneration();
     PinnedGeneration(const PinnedGeneration&) = delete;
     PinnedGeneration& operator=(const PinnedGeneration&) = delete;
 
     explicit operator bool() const { return _generation != nullptr; }  // false when none is installed
     const ServerParameters& record() const { return RecordOf(_generation); }
 
-    // Changes over to the generation that is current now.
-    void Renew();
-
   private:
-    void LetGo();
-
     Generation* _generation;
     bool _counted;  // a use of its own
 };

@@ -80,7 +80,7 @@ TEST(BetterInterface, IsTheLowestOneOnTheClientsSubnet) {
         {"no options at all", {{10, 0, 1, 9}}, {}, 0, 0},
         {"a tag without a length", {{10, 0, 1, 9}}, {3}, 0, 0},
         {"a length past the end", {{10, 0, 1, 9}}, {3, 200, 1}, 0, 0},
-        {"a mask cut by the end", {{10, 0, 1, 9}}, {1, 4, 255, 255, 255}, 0, 0},
+        {"a mask cut by the end", {{10, 0, 1, 1}}, {1, 4, 255, 255, 255}, 0, 0},
     };
     for (const Case& test : cases) {
         Reply reply(test.client, test.options);

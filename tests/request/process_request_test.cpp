@@ -3,10 +3,13 @@
 #include "request/process_request.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstring>
+#include <fstream>
+#include <thread>
 
-#include "database/lookup/client_index.h"
 #include "request/daemon_pool.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
@@ -158,11 +161,22 @@ TEST_F(WholeRequest, EachWayToNoReplyHasItsStatus) {
             EXPECT_EQ(home.EventNumbers().back(), test.event);
         }
     }
+    // A client without an address, and one behind the cache whose section is malformed.
+    home.WriteRegistry(
+        {"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1", "\"CacheSize\"=dword:1"});
     home.Write("bootptab",
-               "[Options]\nMask=1,ipaddress\nLease=51,time\n[00-a0-24-12-34-56]\nMask=255.0.0.0\n");
+               "[Options]\nLease=51,time\nMedia=-11,string\n[00-a0-24-12-34-56]\nMedia=02-00\n"
+               "[00-a0-24-12-34-57]\nLease=1:30\n");
     Install();
     EXPECT_TRUE(Ask(Request()).empty());
     EXPECT_EQ(Traced("Reply status"), "No address defined. Reply skipped.");
+    EXPECT_EQ(Traced("Hardware address"), "00-a0-24-12-34-56 MAC used for arp entry: 02-00");
+    std::vector<std::uint8_t> malformed = Request();
+    malformed[33] = 0x57;
+    EXPECT_TRUE(Ask(malformed).empty());
+    EXPECT_EQ(Traced("Find status"), "Error in client's database configuration. Check the event log.");
+    EXPECT_EQ(home.EventNumbers().back(), "0xC000001C");
+    EXPECT_THAT(home.Read("events.log"), HasSubstr("hardware address 00-a0-24-12-34-57 is malformed"));
 }
 
 TEST_F(WholeRequest, AServerMayBeNamedByAPrefixEitherWay) {
@@ -195,19 +209,55 @@ TEST_F(WholeRequest, ShortAndHostileDatagramsCostATraceAndNoMore) {
         }
 }
 
+// Of a thread of this process that has said who it is.
+void AwaitSleep(const std::atomic<pid_t>& thread) {
+    for (std::string state; state != "S"; Sleep(1)) {
+        if (thread == 0) continue;
+        std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+        std::string number, name;
+        stat >> number >> name >> state;
+    }
+}
+
+// A request waits for ClientListMutex while a reload replaces all that it would have found: from then on
+// everything is the new record's, and nothing the old one's.
 TEST_F(WholeRequest, ARequestOfTheOldGenerationLooksInTheNewList) {
-    const RequestContext context = Context(Request());
-    home.Write(
-        "bootptab",
-        "[Options]\nIP=-2,ipaddress\nFile=-1,string\n[00-a0-24-12-34-56]\nIP=127.0.0.1\nFile=new.img\n");
-    Generation* const old = PinCurrentGeneration();
+    const std::string helper = "\"HelperDLL\"=\"" HELPER_PATH "\"";
+    home.WriteRegistry({helper, "\"UseClientSrcPort\"=dword:1", "\"ForceBroadcast\"=dword:1"});
     Install();
-    RetireClientList(RecordOf(old).ClientList);
-    ReleaseGeneration(old);
-    ProcessBootRequest(&context);
+    const RequestContext context = Context(Request());
+    home.WriteRegistry({"\"HelperDLL\"=\"none\"", "\"UseClientSrcPort\"=dword:1", "\"EnableLogging\"=dword:1",
+                        "\"MaxDaemonThreads\"=dword:4"});
+    home.Write("bootptab",
+               "[Options]\nIP=-2,ipaddress\nFile=-1,string\n"
+               "[00-a0-24-12-34-56]\nIP=127.0.0.1\nFile=new.img\n");
+    const ServerParameters before = LiveParameters;
+    LiveParameters.MaxDaemonThreads -= 3;  // they run
+    RequestContext reload = Context(std::vector<std::uint8_t>(11));
+
+    std::atomic<pid_t> waiting{0};
+    WaitForSingleObject(ClientListMutex, INFINITE);
+    std::thread request([&] {
+        waiting = ::gettid();
+        ProcessBootRequest(&context);
+    });
+    AwaitSleep(waiting);
+    ReloadParameters(&reload);
+    const std::vector<std::uint8_t> answer = Received();
+    EXPECT_EQ(std::string(answer.begin(), answer.end()), std::string("RELOAD ACK", 11));
+    ReleaseMutex(ClientListMutex);
+    request.join();
+
     const std::vector<std::uint8_t> reply = Received();
-    ASSERT_FALSE(reply.empty());
+    ASSERT_FALSE(reply.empty()) << "a broadcast, as the old record has it, leaves by no socket of this test";
     EXPECT_STREQ(reinterpret_cast<const BootPacket*>(reply.data())->file, "new.img");
+    EXPECT_EQ(Traced("Reply status"), "*Default: DD;succeeded   *Status: Reply successfully sent");
+    EXPECT_EQ(Traced("Date").size(), 8u) << "the old record has no log";
+    // What a reload doesn't read anew, and the count that it does.
+    EXPECT_EQ(LiveParameters.HelperLibrary, before.HelperLibrary);
+    EXPECT_EQ(LiveParameters.ArpAdd, before.ArpAdd);
+    EXPECT_EQ(LiveParameters.ArpRemove, before.ArpRemove);
+    EXPECT_EQ(LiveParameters.MaxDaemonThreads, 4u);
 }
 
 TEST_F(WholeRequest, WithoutAGenerationTheBlockIsFreedAndNothingIsSent) {

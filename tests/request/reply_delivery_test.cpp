@@ -171,6 +171,9 @@ TEST_F(DeliveryOnLoopback, ARelayedReplyNeedsNoHelper) {
         << "reported after the flag, although it went to the relay agent";
     EXPECT_THAT(HelperArguments, ElementsAre());
     EXPECT_EQ(ReceivedOpcode(), -1) << "port 67, not the client's";
+    context.packet->op = NoBroadcast;
+    EXPECT_EQ(Deliver(true, true), "*Default: DD;succeeded   *Status: Reply successfully sent")
+        << "the entry's wish counts for the status here as well";
 }
 
 }  // namespace

@@ -13,8 +13,10 @@ enum class VendorFit {
 // with tag 53 is DHCP-shaped; every other has its vendor area covered with the entry's template, as far as
 // there is room.
 //
-// A packet that ends in front of its options has no room for any reply: it goes the DHCP way, which refuses
-// it.
+// What lies behind `end` counts as zeros. So a 53 that is the packet's last byte is a message type of 0,
+// which the DHCP way refuses; any other tag without a length, or with a value that is cut, ends the list. A
+// packet that ends in front of its options has no room for any reply, and goes the DHCP way to be refused
+// too.
 VendorFit FitVendorOptions(BYTE* options, const BYTE* end, const ClientEntry* entry);
 
 // Rewrites the vendor area of the request in place. The fixed part, `yiaddr` and `cookie` above all, has been
