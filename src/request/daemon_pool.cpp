@@ -1,5 +1,7 @@
 #include "request/daemon_pool.h"
 
+#include <atomic>
+
 #include "diagnostics/messages.h"
 
 #include "database/lookup/find_client.h"
@@ -32,11 +34,35 @@ enum class Turn {
     Failed,   // the sockets can't be watched; still the listener
 };
 
+// The thread that follows the address changes waits for the role.
+std::atomic<bool> FollowerWaits{false};
+
+bool FollowsAddresses(const Daemon& daemon) {
+    return daemon.thread.watch->overlapped.hEvent != UnarmedEvent();
+}
+
 // False if the wait timed out, or the service ends: the thread has no business here any more. An abandoned
-// mutex counts as taken.
-bool TakeRole() {
-    const DWORD waited = WaitForSingleObject(ListenerMutex, RoleTimeoutMilliseconds());
+// mutex counts as taken. Without the thread that follows the addresses the service would go deaf at their
+// next change, so that one waits as long as it takes.
+bool TakeRole(const Daemon& daemon) {
+    const bool follows = FollowsAddresses(daemon);
+    if (follows) FollowerWaits = true;
+    const DWORD waited = WaitForSingleObject(ListenerMutex, follows ? INFINITE : RoleTimeoutMilliseconds());
+    if (follows) FollowerWaits = false;
     return waited != WAIT_TIMEOUT && !IsPoolEnding();
+}
+
+bool IsWantedByFollower(const Daemon& daemon) {
+    return FollowerWaits && !FollowsAddresses(daemon);
+}
+
+// Gives the role to the thread that follows the addresses, and lets it be the first to ask for it.
+Turn PassToFollower() {
+    constexpr int kPatience = 50;
+    ReleaseMutex(ListenerMutex);
+    for (int i = 0; i < kPatience && FollowerWaits; ++i)
+        Sleep(1);
+    return Turn::Passed;
 }
 
 void AnnounceListener(HANDLE self) {
@@ -45,7 +71,8 @@ void AnnounceListener(HANDLE self) {
     ListenerThread = self;
 }
 
-// Waits until a datagram is there, or the sockets fail. Looks after the addresses at least once a second.
+// Waits until a datagram is there, or the sockets fail. Looks after the addresses at least once a second. 0
+// if nothing comes and another thread has to look after them.
 int WaitForDatagram(Daemon* daemon) {
     for (;;) {
         if (AddressChanged(&daemon->thread.watch->overlapped)) {
@@ -59,7 +86,7 @@ int WaitForDatagram(Daemon* daemon) {
         timeval second = {};
         second.tv_sec = 1;
         const int ready = select(0, &daemon->readable, nullptr, nullptr, &second);
-        if (ready != 0) return ready;
+        if (ready != 0 || IsWantedByFollower(*daemon)) return ready;
     }
 }
 
@@ -144,6 +171,7 @@ Turn TakeTurn(Daemon* daemon) {
     AnnounceListener(daemon->thread.self);
     const int ready = WaitForDatagram(daemon);
     const auto error = static_cast<DWORD>(WSAGetLastError());
+    if (ready == 0) return PassToFollower();
     CheckRate(daemon);
     if (ready == SOCKET_ERROR) {
         if (IsReceptionStopped()) return Turn::Stopped;  // closed before this thread watched them
@@ -198,7 +226,7 @@ LoopEnd RunDaemonLoop(const PoolThread& thread) {
     Turn turn = Turn::Passed;
     while (turn == Turn::Passed || turn == Turn::Kept) {
         // The mutex is recursive: a listener that kept the role must not take it a second time.
-        if (turn == Turn::Passed && !TakeRole()) {
+        if (turn == Turn::Passed && !TakeRole(daemon)) {
             GiveBackPlace();
             return LoopEnd::RoleLost;
         }
