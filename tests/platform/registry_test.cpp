@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "platform/linux/registry/registry_edit.h"
-#include "platform/linux/registry/registry_text.h"
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 
@@ -310,12 +309,6 @@ TEST(Registry, WaitsForAnotherWriterForALimitedTime) {
     close(lock);
     EXPECT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "A", &key), 0);
     RegCloseKey(key);
-}
-
-TEST(Registry, FormatsWhatItParsed) {
-    const std::string text =
-        Head + "; remark\n\n"s + ParametersHeading + " \"x\"= dword:1\n\"h\"=hex:1,\\\n 2\n\n;end\n";
-    EXPECT_EQ(FormatRegistry(ParseRegistry(text)), text);
 }
 
 TEST(Environment, ExpandsNamesThatAreSet) {

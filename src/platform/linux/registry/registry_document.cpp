@@ -14,6 +14,10 @@ bool IsBelow(std::string_view path, std::string_view key) {
            EqualWithoutCase(path.substr(0, key.size()), key);
 }
 
+bool IsBlankLine(const RegistryLine& line) {
+    return line.text.find_first_not_of(" \t\r\n") == std::string::npos;
+}
+
 bool IsValue(const RegistryLine& line, std::string_view name) {
     return line.value && EqualWithoutCase(line.value->name, name);
 }
@@ -33,7 +37,7 @@ auto FindLineIn(Sections& sections, std::string_view path, std::string_view name
 
 }  // namespace
 
-RegistryDocument::RegistryDocument() : head{{std::string(RegistryFirstLine), {}}} {}
+RegistryDocument::RegistryDocument() : head{{std::string(RegistryFirstLine) + "\n", {}}} {}
 
 bool RegistryDocument::HasKey(std::string_view path) const {
     if (path.empty()) return true;
@@ -61,30 +65,31 @@ RegistrySection* RegistryDocument::FindSection(std::string_view path) {
 
 bool RegistryDocument::CreateKey(std::string_view path) {
     if (path.empty() || FindSection(path) != nullptr) return false;
-    std::vector<RegistryLine>& before = sections.empty() ? head : sections.back().lines;
-    if (!before.back().text.empty()) before.push_back({});
-    sections.push_back({std::string(path), {{RegistryHeading(path), {}}}});
+    AddSection(path);
     return true;
+}
+
+RegistrySection& RegistryDocument::AddSection(std::string_view path) {
+    std::vector<RegistryLine>& before = sections.empty() ? head : sections.back().lines;
+    if (!IsBlankLine(before.back())) before.push_back({Ended(""), {}});
+    return sections.emplace_back(RegistrySection{std::string(path), {{Ended(RegistryHeading(path)), {}}}});
 }
 
 bool RegistryDocument::SetValue(std::string_view path, RegistryValue value) {
     if (RegistryLine* line = FindLineIn(sections, path, value.name); line != nullptr) {
         if (line->value->type == value.type && line->value->data == value.data) return false;
         value.name = line->value->name;
-        *line = {RegistryValueText(value), std::move(value)};
+        *line = {Ended(RegistryValueText(value)), std::move(value)};
         return true;
     }
-    RegistrySection* section = FindSection(path);
-    if (section == nullptr) {
-        CreateKey(path);
-        section = FindSection(path);
-    }
+    std::string text = Ended(RegistryValueText(value));
+    RegistrySection* const found = FindSection(path);
+    RegistrySection& section = found != nullptr ? *found : AddSection(path);
     // Ahead of the empty lines that set the next key apart.
-    auto place = section->lines.end();
-    while (std::prev(place) != section->lines.begin() && std::prev(place)->text.empty())
+    auto place = section.lines.end();
+    while (std::prev(place) != section.lines.begin() && IsBlankLine(*std::prev(place)))
         --place;
-    std::string text = RegistryValueText(value);
-    section->lines.insert(place, {std::move(text), std::move(value)});
+    section.lines.insert(place, {std::move(text), std::move(value)});
     return true;
 }
 

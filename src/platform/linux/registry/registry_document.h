@@ -14,8 +14,8 @@ struct RegistryValue {
     std::string data;  // the bytes that a query gives; of a text with its NUL
 };
 
-// A line of the file as it stands there, without its line end; a value that goes on over several lines is one
-// of these.
+// A line of the file as it stands there, byte by byte, with its line end, which only the last line may lack.
+// A value that goes on over several lines is one of these, an empty line at its end included.
 struct RegistryLine {
     std::string text;
     std::optional<RegistryValue> value;  // nothing for headings, comments and empty lines
@@ -48,6 +48,11 @@ class RegistryDocument {
     std::vector<RegistrySection> sections;
     bool endsLinesWithReturn = false;
 
+    // What ends a line that an edit makes.
+    std::string_view LineEnd() const { return endsLinesWithReturn ? "\r\n" : "\n"; }
+
   private:
     RegistrySection* FindSection(std::string_view path);
+    RegistrySection& AddSection(std::string_view path);
+    std::string Ended(std::string text) const { return text.append(LineEnd()); }
 };

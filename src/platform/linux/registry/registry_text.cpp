@@ -11,6 +11,12 @@ namespace {
 constexpr std::string_view RootName = "HKEY_LOCAL_MACHINE";
 constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
 
+// Without the line end, and blanks at both ends.
+std::string_view Trim(std::string_view line) {
+    if (line.ends_with('\n')) line.remove_suffix(1);
+    return TrimBlanks(line);
+}
+
 // Goes over the lines of a text and counts them.
 class Lines {
   public:
@@ -18,15 +24,12 @@ class Lines {
 
     bool AtEnd() const { return rest_.empty(); }
     std::size_t Number() const { return number_; }
-    bool HadLineEnd() const { return hadLineEnd_; }
-    bool HadReturn() const { return hadReturn_; }
 
+    // With its line end.
     std::string_view Next() {
-        const std::size_t before = rest_.size();
-        std::string_view line = TakeLine(rest_);
-        hadLineEnd_ = before - rest_.size() > line.size();
-        hadReturn_ = line.ends_with('\r');
-        if (hadReturn_) line.remove_suffix(1);
+        const std::size_t end = rest_.find('\n');
+        const std::string_view line = end == std::string_view::npos ? rest_ : rest_.substr(0, end + 1);
+        rest_.remove_prefix(line.size());
         ++number_;
         return line;
     }
@@ -34,8 +37,6 @@ class Lines {
   private:
     std::string_view rest_;
     std::size_t number_ = 0;
-    bool hadLineEnd_ = true;
-    bool hadReturn_ = false;
 };
 
 class Parser {
@@ -53,17 +54,19 @@ class Parser {
     [[noreturn]] void Fail(const std::string& what) const { throw RegistryTextError(lines_.Number(), what); }
 
     void ParseFirstLine() {
-        std::string_view line = lines_.Next();
-        if (line.starts_with(ByteOrderMark)) line.remove_prefix(ByteOrderMark.size());
-        if (TrimBlanks(line) != RegistryFirstLine) {
+        const std::string_view line = lines_.Next();
+        std::string_view content = line;
+        if (content.starts_with(ByteOrderMark)) content.remove_prefix(ByteOrderMark.size());
+        if (Trim(content) != RegistryFirstLine) {
             Fail("the first line has to be '" + std::string(RegistryFirstLine) + "'");
         }
-        document_.endsLinesWithReturn = lines_.HadReturn();
+        document_.endsLinesWithReturn = line.ends_with("\r\n");
+        document_.head = {{std::string(line), {}}};
     }
 
     void ParseLine(std::string line) {
         if (line.find('\0') != std::string::npos) Fail("a NUL byte in the line");
-        const std::string_view content = TrimBlanks(line);
+        const std::string_view content = Trim(line);
         if (content.starts_with('[')) {
             ParseHeading(line, content);
         } else if (content.empty() || content.starts_with(';')) {
@@ -89,18 +92,18 @@ class Parser {
     }
 
     void ParseValue(std::string line) {
-        std::string joined(TrimBlanks(line));
+        std::string joined(Trim(line));
         // Only a list of bytes goes on in the next line: a text ends in a quote, a number in a digit.
         while (joined.ends_with('\\')) {
             if (lines_.AtEnd()) Fail("the line is cut");
             const std::string_view next = lines_.Next();
-            line += '\n' + std::string(next);
+            line += next;
             joined.pop_back();
-            joined += TrimBlanks(next);
+            joined += Trim(next);
         }
         ParsedRegistryValue parsed = ParseRegistryValue(joined);
         if (!parsed.fault.empty()) Fail(parsed.fault);
-        if (!lines_.HadLineEnd() && !parsed.isComplete) Fail("the line is cut");
+        if (!line.ends_with('\n') && !parsed.isComplete) Fail("the line is cut");
         Append({std::move(line), std::move(parsed.value)});
     }
 
@@ -113,13 +116,11 @@ class Parser {
     RegistryDocument document_;
 };
 
+// The last line of a file need not have an end, until another one comes behind it.
 void AppendLines(const std::vector<RegistryLine>& lines, std::string_view lineEnd, std::string& text) {
     for (const RegistryLine& line : lines) {
-        std::string_view rest = line.text;
-        do {
-            text += rest.empty() ? rest : TakeLine(rest);
-            text += lineEnd;
-        } while (!rest.empty());
+        if (!text.empty() && !text.ends_with('\n')) text += lineEnd;
+        text += line.text;
     }
 }
 
@@ -131,11 +132,10 @@ RegistryDocument ParseRegistry(std::string_view text) {
 }
 
 std::string FormatRegistry(const RegistryDocument& document) {
-    const std::string_view lineEnd = document.endsLinesWithReturn ? "\r\n" : "\n";
     std::string text;
-    AppendLines(document.head, lineEnd, text);
+    AppendLines(document.head, document.LineEnd(), text);
     for (const RegistrySection& section : document.sections)
-        AppendLines(section.lines, lineEnd, text);
+        AppendLines(section.lines, document.LineEnd(), text);
     return text;
 }
 
