@@ -143,6 +143,30 @@ TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
     }
 }
 
+// The load leaves out an entry whose boot file has an alias that doesn't fit; a request ends in the same way.
+TEST_F(FindClientTest, AnAliasThatIsTooLongIsMalformed) {
+    const std::string longest(127, 'a');
+    std::string text = ExampleBootptab;
+    text.insert(text.find("[File Aliases]\n") + 15, "fits=" + longest + "\nlong=" + longest + "a\n");
+    WriteBootptab(text + "[00-01]\nAlias Files=1\n[00-02]\nBoot File=fits\n[00-03]\nBoot File=long\n");
+    ASSERT_EQ(Load(), DatabaseOk);
+    EXPECT_EQ(reported, std::vector<std::string>{"00-03"});
+
+    for (const std::string wanted : {"fits", "long"}) {
+        Datagram datagram(300, {0, 1});
+        std::copy(wanted.begin(), wanted.end(), datagram.Packet()->file);
+        const Bytes before = datagram.block;
+        const int status = Find(&datagram);
+        if (wanted == "long") {
+            EXPECT_EQ(status, FindMalformed);
+            EXPECT_EQ(datagram.block, before);
+        } else {
+            EXPECT_EQ(status, FindListedBootp);
+            EXPECT_EQ(datagram.Packet()->file, longest);
+        }
+    }
+}
+
 TEST_F(FindClientTest, MediaTextGoesToTheHandlerOnly) {
     const std::string longest(99, 'm');
     Prepare("[00-01]\nMedia=02-00-00-11\nBoot File=own\n[00-02]\nMedia=" + longest +

@@ -90,6 +90,9 @@ TEST(OptionEncoding, WorkedBytes) {
         {OptionType::Time, "1:30:00", {0, 0, 0x15, 0x18}},
         {OptionType::Time, "100:99:99", {0, 5, 0x95, 0xD7}},
         {OptionType::Time, "::", {0, 0, 0, 0}},
+        {OptionType::Time,
+         " 0:00:30 , 0 : 1 : 2\t,\tInfinite ",
+         {0, 0, 0, 30, 0, 0, 0, 62, 255, 255, 255, 255}},
         {OptionType::String, "pc17", {'p', 'c', '1', '7'}},
         {OptionType::String, "a,b", {'a', ',', 'b'}},
         {OptionType::String, "pc17", {'p', 'c', '1', '7', 0}, 1},
@@ -152,6 +155,8 @@ TEST(OptionEncoding, MalformedWhateverTheRoom) {
     } cases[] = {
         {OptionType::Time, "1:30"},
         {OptionType::Time, "1:00:00,90"},
+        {OptionType::Time, "1:00:00, "},
+        {OptionType::Time, "infinite x"},
         {OptionType::HardwareAddress, "00-11"},
         {OptionType::HardwareAddress, ""},
         {OptionType::String, std::string(256, 's')},

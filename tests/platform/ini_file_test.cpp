@@ -16,6 +16,7 @@
 namespace {
 
 using namespace std::string_literals;
+using namespace std::string_view_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -50,6 +51,19 @@ Names Sections(const std::string& path) {
     const auto size = static_cast<DWORD>(buffer.size());
     return Split(buffer.data(), GetPrivateProfileSectionNamesA(buffer.data(), size, path.c_str()));
 }
+
+enum class Order : std::uint8_t { Little, Big };
+
+std::string Utf16(std::u16string_view text, Order order) {
+    std::string bytes;
+    for (const char16_t unit : text) {
+        const char pair[] = {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+        bytes += order == Order::Little ? std::string{pair[0], pair[1]} : std::string{pair[1], pair[0]};
+    }
+    return bytes;
+}
+
+constexpr std::u16string_view Wide = u"\xFEFF[\u00C4]\r\nk=\u20AC\U0001F600\0\xD800v\n"sv;
 
 TEST(IniFile, ReadsValues) {
     const struct {
@@ -90,7 +104,21 @@ TEST(IniFile, ReadsValues) {
         {"a heading with a comment", "[S] ; c\nk=v\n", "S", "k", "v"},
         {"the last bracket ends the name", "[S] ; c]\nk=v\n", "S] ; c", "k", "v"},
         {"a heading without an end", "[X\nk=v\n", "X", "k", Missing},
+        {"a heading without an end, with a value", "[S]\n [X=5\n", "S", "[X", "5"},
+        {"an equals sign in a heading", "[S]\n[X=5]\nk=v\n", "X=5", "k", "v"},
         {"a heading without a name", "[S]\n[]\nk=v\n", "", "k", Missing},
+        {"it ends the section above", "[S]\n[ ]\nk=v\n", "S", "k", Missing},
+        {"a lone carriage return", "[S]\rk=v\rl=w\r\rm=x\r", "S", "l", "w"},
+        {"it ends a value", "[S]\r\r\nk=v\rl=w\r\n", "S", "k", "v"},
+        {"an old end of a file", "[S]\r\nk=v\r\n\x1A", "S", "\x1A", Missing},
+        {"rare blanks", "\v[\fS\x1A]\f\n\x1Ak\v = \fv\x1A\n", "S", "\vk\x1A", "v"},
+        {"they stay inside", "[S]\nk=v\x1A\fw\n", "S", "k", "v\x1A\fw"},
+        {"UTF-16", Utf16(Wide, Order::Little), "\xC3\x84", "k", "\xE2\x82\xAC\xF0\x9F\x98\x80 \xEF\xBF\xBDv"},
+        {"UTF-16, the other order", Utf16(Wide, Order::Big), "\xC3\x84", "k",
+         "\xE2\x82\xAC\xF0\x9F\x98\x80 \xEF\xBF\xBDv"},
+        {"UTF-16 with half a character", Utf16(u"\xFEFF[S]\nk=v\xD83D", Order::Little) + "x", "S", "k",
+         "v\xEF\xBF\xBD"},
+        {"UTF-16 of nothing", Utf16(u"\xFEFF", Order::Little), "S", "k", Missing},
         {"a key above all sections", "k=v\n[S]\n", "", "k", Missing},
         {"a byte order mark", "\xEF\xBB\xBF[S]\nk=v\n", "S", "k", "v"},
         {"a missing key", "[S]\nk=v\n", "S", "x", Missing},
@@ -111,9 +139,10 @@ TEST(IniFile, ReadsValues) {
 
 TEST(IniFile, ListsNames) {
     const TestHome home;
-    const std::string path = home.Write("x.ini",
-                                        "above=1\n[Two]\nb=1\nno key\n;c=1\na=2\nB=3\n=4\n[X\n[]\n[One] ; c\n"
-                                        "[two]\nlater=1\n[Empty]\n");
+    const std::string path =
+        home.Write("x.ini",
+                   "above=1\n[Two]\nb=1\nno key\n;c=1\na=2\nB=3\n=4\n[X\n[]\nx=1\n[One] ; c\n"
+                   "[two]\nlater=1\n[Empty]\n");
     EXPECT_THAT(Sections(path), ElementsAre("Two", "One", "two", "Empty"));
     EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
     EXPECT_THAT(Keys(path, "Empty"), IsEmpty());

@@ -32,6 +32,15 @@ DWORD ReadDigits(const char* text) {
     return number;
 }
 
+// Without regard to case, and with any blanks behind it.
+bool IsInfinite(const char* text) {
+    char word[sizeof "Infinite"] = {};
+    const std::size_t length = std::strcspn(text, " \t");
+    if (length >= sizeof word || text[length + std::strspn(text + length, " \t")] != '\0') return false;
+    std::memcpy(word, text, length);
+    return _stricmp(word, "Infinite") == 0;
+}
+
 }  // namespace
 
 std::optional<std::int64_t> ReadDecimal(const char* text) {
@@ -58,7 +67,7 @@ IpAddress ReadAddress(const char* text) {
 
 std::optional<DWORD> ReadTime(const char* text) {
     text += std::strspn(text, " \t");
-    if (_stricmp(text, "Infinite") == 0) return 0xFFFFFFFFu;
+    if (IsInfinite(text)) return 0xFFFFFFFFu;
     const char* minutes = std::strchr(text, ':');
     const char* seconds = minutes == nullptr ? nullptr : std::strchr(minutes + 1, ':');
     if (seconds == nullptr) return std::nullopt;

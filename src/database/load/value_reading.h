@@ -15,6 +15,6 @@ std::optional<std::int64_t> ReadDecimal(const char* text);
 // The four wire bytes of a dotted address, as `inet_addr` reads it; all ones for a text that is none.
 IpAddress ReadAddress(const char* text);
 
-// Seconds of hours, minutes and seconds with colons between them, or all ones for "Infinite". Returns nothing
-// for a text without two colons.
+// Seconds of hours, minutes and seconds with colons between them, or all ones for "Infinite". Blanks around
+// each of these don't count. Returns nothing for a text without two colons.
 std::optional<DWORD> ReadTime(const char* text);

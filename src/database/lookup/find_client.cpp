@@ -104,6 +104,13 @@ int AnswerFromEntry(ClientEntry* entry, bool listed, const Lookup& request) {
     std::memcpy(wantedFile, packet->file, wantedLength);
     wantedFile[wantedLength] = '\0';
 
+    char alias[BootFileSize + 1];  // an alias of 128 characters shows that it is too long
+    const bool wantsAlias = wantedLength != 0 && (entry->packet.op & FileAlias) != 0;
+    if (wantsAlias) {
+        ReadAlias(wantedFile, "", alias, sizeof alias, request.path);
+        if (std::strlen(alias) >= BootFileSize) return FindMalformed;
+    }
+
     CountHit(entry, request.expireHits);
     CopyFixedFields(entry, request);
     if ((packet->op & ArpMac) != 0) CopyMediaText(&entry->packet, request.arpMacText);
@@ -115,9 +122,7 @@ int AnswerFromEntry(ClientEntry* entry, bool listed, const Lookup& request) {
         if (!ComposeDhcpReply(packet, request.end, entry, request.serverAddress)) return FindRefused;
         status = listed ? FindListedDhcp : FindTransientDhcp;
     }
-    if (wantedLength != 0 && (packet->op & FileAlias) != 0) {
-        ReadAlias(wantedFile, "", packet->file, BootFileSize, request.path);
-    }
+    if (wantsAlias) std::strcpy(packet->file, alias);
     return status;
 }
 

@@ -12,7 +12,7 @@ enum FindStatus : int {
     FindUnknownClient = 4,      // neither in the list nor in the file, or its entry couldn't be made
     FindOtherHardwareType = 5,  // the entry is for another `htype`
     FindRefused = 6,            // a DHCP request that gets no reply; the fixed fields have been changed
-    FindMalformed = 7,          // a value of the client's section is malformed
+    FindMalformed = 7,          // a value of the client's section is malformed, or an alias too long
     FindMutexFailed = 8,
     FindListRetired = 9,  // the list has been replaced: ask again with a new copy of the record
 };

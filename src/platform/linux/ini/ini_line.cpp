@@ -5,7 +5,7 @@
 namespace {
 
 bool IsBlank(char c) {
-    return c == ' ' || c == '\t' || c == '\r';
+    return c == ' ' || (c >= '\t' && c <= '\r') || c == '\x1A';
 }
 
 std::string_view WithoutQuotes(std::string_view value) {
@@ -34,18 +34,17 @@ std::string_view TakeLine(std::string_view& rest) {
 }
 
 std::optional<std::string_view> HeadingName(std::string_view line) {
-    const std::size_t start = line.find_first_not_of(" \t\r");
-    if (start == std::string_view::npos || line[start] != '[') return std::nullopt;
+    while (!line.empty() && IsBlank(line.front()))
+        line.remove_prefix(1);
+    if (!line.starts_with('[')) return std::nullopt;
     const std::size_t end = line.rfind(']');
     if (end == std::string_view::npos) return std::nullopt;
-    const std::string_view name = TrimBlanks(line.substr(start + 1, end - start - 1));
-    if (name.empty()) return std::nullopt;
-    return name;
+    return TrimBlanks(line.substr(1, end - 1));
 }
 
 std::optional<IniKey> ParseKey(std::string_view line) {
     line = TrimBlanks(line);
-    if (line.empty() || line.front() == ';' || line.front() == '[') return std::nullopt;
+    if (line.empty() || line.front() == ';' || HeadingName(line)) return std::nullopt;
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) return std::nullopt;
     const std::string_view name = TrimBlanks(line.substr(0, equals));

@@ -4,14 +4,15 @@
 #include <optional>
 #include <string_view>
 
-// Without blanks, tabs and carriage returns at both ends.
+// Without blanks at both ends. All white space counts as blank, and so does 0x1A, the end of a file in old
+// times.
 std::string_view TrimBlanks(std::string_view text);
 
 // Takes the first line off `rest`, without its line feed; the last line needs none. `rest` isn't empty.
 std::string_view TakeLine(std::string_view& rest);
 
-// The name that a heading `[name]` gives, up to the last bracket of the line; nothing for any other line, and
-// for a heading without an end or without a name.
+// The name that a heading `[name]` gives, up to the last bracket of the line; it may be empty. Nothing for
+// any other line, and for a heading without an end.
 std::optional<std::string_view> HeadingName(std::string_view line);
 
 struct IniKey {

@@ -1,9 +1,9 @@
 #include "platform/linux/ini/parsed_ini.h"
 
-#include <cstring>
 #include <limits>
 #include <utility>
 
+#include "platform/linux/ini/ini_text.h"
 #include "platform/linux/system/ascii_case.h"
 
 namespace {
@@ -12,14 +12,6 @@ constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
 
 // Reading a smaller section line by line costs less than a look into an index.
 constexpr std::size_t SmallSection = 2048;
-
-// Names go out in lists of texts that end in a NUL; one inside a name would make two of it.
-void ReplaceNuls(char* text, std::size_t size) {
-    char* const end = text + size;
-    while ((text = static_cast<char*>(std::memchr(text, '\0', static_cast<std::size_t>(end - text)))) !=
-           nullptr)
-        *text++ = ' ';
-}
 
 std::size_t CountKeys(std::string_view body) {
     std::size_t count = 0;
@@ -61,8 +53,7 @@ std::optional<std::string_view> SectionKeys::FindValue(std::string_view name) co
     return KeyAt(offset)->value;
 }
 
-ParsedIni::ParsedIni(FileText text) : text_(std::move(text)) {
-    ReplaceNuls(text_.bytes.get(), text_.size);
+ParsedIni::ParsedIni(FileText bytes) : text_(IniText(std::move(bytes))) {
     FindSections();
     IndexSections();
 }
@@ -90,6 +81,7 @@ void ParsedIni::IndexSections() {
     index_ = NameIndex(sections_.size());
     for (std::uint32_t i = 0; i < sections_.size(); ++i) {
         const std::string_view name = Name(sections_[i]);
+        if (name.empty()) continue;
         index_.AddIfNew(HashWithoutCase(name), i,
                         [&](std::uint32_t other) { return EqualWithoutCase(Name(sections_[other]), name); });
     }

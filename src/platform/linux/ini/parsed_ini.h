@@ -30,16 +30,18 @@ class SectionKeys {
 class ParsedIni {
   public:
     // Throws std::bad_alloc.
-    explicit ParsedIni(FileText text);
+    explicit ParsedIni(FileText bytes);
 
     // The first value of that name in the first section of that name. The text belongs to this object.
     std::optional<std::string_view> FindValue(std::string_view section, std::string_view key) const;
 
-    // Calls `visit(name)` for each section, in file order, until it answers false.
+    // Calls `visit(name)` for each section, in file order, until it answers false. One without a name isn't
+    // shown, and none of its keys is found.
     template <class Visit>
     void ForEachSection(Visit visit) const {
         for (const Section& section : sections_) {
-            if (!visit(Name(section))) return;
+            const std::string_view name = Name(section);
+            if (!name.empty() && !visit(name)) return;
         }
     }
 
@@ -58,6 +60,7 @@ class ParsedIni {
     // answers sooner. Throws std::bad_alloc.
     bool ListKeys(std::string_view section, std::vector<IniKey>& keys) const;
 
+    // What is left of the file's bytes; the same, unless it was in UTF-16 or had NULs or lone returns in it.
     std::string_view Text() const { return text_.View(); }
 
   private:
