@@ -155,6 +155,30 @@ TEST(ThreadTest, ASuspendedOneTakesNoMutex) {
     CloseHandle(mutex);
 }
 
+// Wherever the suspension hits a thread that takes a mutex, gives it back and takes it again.
+TEST(ThreadTest, ASuspendedOneKeepsNoMutexThatItJustGot) {
+    const HANDLE mutex = CreateMutexA(nullptr, FALSE, nullptr);
+    std::atomic<bool> stop{false};
+    TestThread taker([&] {
+        while (!stop) {
+            WaitForSingleObject(mutex, INFINITE);
+            ReleaseMutex(mutex);
+        }
+    });
+    for (int round = 0; round < 20000; ++round) {
+        ASSERT_EQ(WaitForSingleObject(mutex, 30000), WAIT_OBJECT_0) << round;
+        if (round % 2 == 0) ReleaseMutex(mutex);
+        SuspendThread(taker.Handle());
+        if (round % 2 != 0) ReleaseMutex(mutex);
+        ASSERT_EQ(WaitForSingleObject(mutex, 30000), WAIT_OBJECT_0) << round;
+        ReleaseMutex(mutex);
+        ResumeThread(taker.Handle());
+    }
+    stop = true;
+    taker.Join();
+    CloseHandle(mutex);
+}
+
 TEST(ThreadTest, SuspendingOneThatWaitsForNothingReturnsAtOnce) {
     std::atomic<bool> stop{false};
     TestThread thread([&] {

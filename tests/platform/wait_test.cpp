@@ -1,4 +1,5 @@
 #include <atomic>
+#include <chrono>
 #include <deque>
 #include <vector>
 
@@ -125,6 +126,29 @@ TEST_F(MutexTest, LetsInOneAtATime) {
     }
     EXPECT_EQ(total + timedOut, kThreads * kTakes);
     EXPECT_EQ(AskElsewhere(), WAIT_OBJECT_0);
+}
+
+// Releases that come when the waiters give up, by an owner that passes them over again and again.
+TEST_F(MutexTest, IsNotLostWhenAWaiterGivesUpAtItsRelease) {
+    constexpr int kRounds = 300;
+    std::atomic<bool> stop{false};
+    std::deque<TestThread> waiters;
+    for (int i = 0; i < 2; ++i)
+        waiters.emplace_back([&] {
+            while (!stop)
+                if (WaitForSingleObject(mutex_, 1) == WAIT_OBJECT_0) ReleaseMutex(mutex_);
+        });
+    for (int round = 0; round < kRounds; ++round) {
+        ASSERT_EQ(WaitForSingleObject(mutex_, 30000), WAIT_OBJECT_0) << round;
+        const auto hold = std::chrono::microseconds(900 + round * 37 % 300);
+        for (const auto end = std::chrono::steady_clock::now() + hold;
+             std::chrono::steady_clock::now() < end;) {
+        }
+        ASSERT_TRUE(ReleaseMutex(mutex_));
+    }
+    stop = true;
+    waiters.clear();
+    EXPECT_EQ(AskElsewhere(30000), WAIT_OBJECT_0);
 }
 
 struct EventCase {

@@ -19,6 +19,12 @@ class IntrusiveList {
         last_ = &element;
     }
 
+    void Prepend(T& element) {
+        element.*Links = {nullptr, first_};
+        (first_ == nullptr ? last_ : (first_->*Links).previous) = &element;
+        first_ = &element;
+    }
+
     void Remove(T& element) {
         const ListLinks<T> links = element.*Links;
         (links.previous == nullptr ? first_ : (links.previous->*Links).next) = links.next;

@@ -1,47 +1,26 @@
 #include "platform/linux/objects/mutex_object.h"
 
+#include <optional>
+
 #include "platform/linux/faces/wait.h"
 #include "platform/linux/objects/deadline.h"
 #include "platform/linux/objects/freeze_point.h"
 #include "platform/linux/objects/futex.h"
 #include "platform/linux/objects/thread_object.h"
 
+using mutex_word::Attempt;
+using mutex_word::Word;
+
 namespace {
 
-// The word holds the id of the owner, which is a multiple of 4; 0 is free, and kReserved is free for a thread
-// that has just been woken. Once kClosed is set it stays; kAbandoned goes with a free word only.
-constexpr std::uint32_t kClosed = 1;
-constexpr std::uint32_t kAbandoned = 2;
-constexpr std::uint32_t kOwner = ~(kClosed | kAbandoned);
-constexpr std::uint32_t kReserved = kOwner;
-
-constexpr bool IsOwned(std::uint32_t word) {
-    return (word & kOwner) != 0 && (word & kOwner) != kReserved;
+bool IsTaken(Attempt attempt) {
+    return attempt == Attempt::Taken || attempt == Attempt::TakenAbandoned;
 }
 
-// The waiters are counted in the lower half, those among them that have been passed over too often in the
-// upper half. As long as there is one of the latter, a mutex that is given back is reserved: newcomers stand
-// in line, and the line is served in order.
-constexpr std::uint32_t kWaiter = 1;
-constexpr std::uint32_t kPassedOver = 1u << 16;
-// A waiter has been woken and hasn't looked yet: until it has, nobody else needs waking. So a thread that
-// gives a mutex back and takes it again and again pays for one wake-up, not for one each time.
-constexpr std::uint32_t kWaking = 1u << 15;
-constexpr std::uint32_t kWaiterCount = kWaking - 1;
-constexpr unsigned kPatience = 4;
-
-}  // namespace
-
-DWORD MutexObject::Wait(DWORD milliseconds) {
-    FreezeWhileSuspended();
-    ThreadObject& thread = ThreadObject::Current();
-    std::uint32_t seen = 0;
-    Attempt attempt = TryTake(thread, false, seen);
-    if (attempt == Attempt::Busy && milliseconds != 0)
-        attempt = TakeContended(thread, Deadline(milliseconds));
-    FreezeWhileSuspended();
+DWORD OutcomeOf(Attempt attempt) {
     switch (attempt) {
         case Attempt::Taken:
+        case Attempt::TakenAgain:
             return WAIT_OBJECT_0;
         case Attempt::TakenAbandoned:
             return WAIT_ABANDONED;
@@ -54,55 +33,97 @@ DWORD MutexObject::Wait(DWORD milliseconds) {
     return WAIT_FAILED;
 }
 
-MutexObject::Attempt MutexObject::TryTake(ThreadObject& thread, bool mayTakeReserved, std::uint32_t& seen) {
-    seen = word_.load();
-    while (true) {
-        if ((seen & kClosed) != 0) return Attempt::Closed;
-        const std::uint32_t owner = seen & kOwner;
-        if (owner == thread.Id()) {
-            ++recursion_;
-            return Attempt::Taken;
+}  // namespace
+
+DWORD MutexObject::Wait(DWORD milliseconds) {
+    ThreadObject& thread = ThreadObject::Current();
+    std::optional<Deadline> deadline;
+    for (;;) {
+        FreezeWhileSuspended();
+        Attempt attempt = TakeOrLook(thread, false);
+        if (attempt == Attempt::Busy && milliseconds != 0) {
+            if (!deadline) deadline.emplace(milliseconds);
+            attempt = TakeContended(thread, *deadline);
         }
-        if (owner != 0 && !(owner == kReserved && mayTakeReserved)) return Attempt::Busy;
-        if (word_.compare_exchange_weak(seen, thread.Id(), std::memory_order_acquire,
-                                        std::memory_order_relaxed))
-            break;
+        if (IsTaken(attempt) && IsSuspended()) {
+            // The mutex isn't for a thread that can't use it: that one tries again when it may go on.
+            thread.heldMutexes.Remove(*this);
+            GiveBack(attempt == Attempt::TakenAbandoned ? mutex_word::kAbandoned : 0);
+            continue;
+        }
+        if (!IsTaken(attempt)) FreezeWhileSuspended();
+        return OutcomeOf(attempt);
     }
-    thread.heldMutexes.Append(*this);
-    return (seen & kAbandoned) != 0 ? Attempt::TakenAbandoned : Attempt::Taken;
 }
 
-MutexObject::Attempt MutexObject::TakeContended(ThreadObject& thread, const Deadline& deadline) {
-    std::uint32_t counted = kWaiter;
-    waiters_.fetch_add(counted);
-    Attempt attempt = Attempt::Busy;
-    unsigned passedOver = 0;
-    for (bool woken = false;;) {
-        std::uint32_t seen = 0;
-        attempt = TryTake(thread, woken, seen);
-        if (attempt != Attempt::Busy) break;
-        if (woken && ++passedOver == kPatience) {
-            waiters_.fetch_add(kPassedOver);
-            counted += kPassedOver;
+Attempt MutexObject::TakeOrLook(ThreadObject& thread, bool woken) {
+    const Word self = mutex_word::OwnedBy(thread.Id());
+    Word seen = word_.load();
+    mutex_word::Look look;
+    do {
+        look = mutex_word::LookAt(seen, self, woken);
+    } while (look.next != seen && !word_.compare_exchange_weak(seen, look.next));
+    if (look.attempt == Attempt::TakenAgain) ++recursion_;
+    if (IsTaken(look.attempt)) thread.heldMutexes.Append(*this);
+    return look.attempt;
+}
+
+Attempt MutexObject::TakeContended(ThreadObject& thread, const Deadline& deadline) {
+    MutexWaiter waiter{*this, mutex_word::OwnedBy(thread.Id())};
+    for (;;) {
+        MutexWaiter::Call call = MutexWaiter::Look;
+        const bool inLine = LineUp(waiter);
+        if (inLine) call = WaitInLine(waiter, deadline);
+        if (call == MutexWaiter::None) return Attempt::Busy;
+        if (call != MutexWaiter::Look) {
+            thread.heldMutexes.Append(*this);
+            return call == MutexWaiter::IsOwner ? Attempt::Taken : Attempt::TakenAbandoned;
         }
-        const FutexOutcome outcome = FutexWait(word_, seen, deadline);
-        if (outcome == FutexOutcome::TimedOut) break;
-        woken = outcome == FutexOutcome::Woken;
-        if (woken) waiters_.fetch_and(~kWaking);
-        if (woken && IsSuspended()) {
-            // The mutex isn't for a thread that can't use it.
-            WakeOne();
-            FreezeWhileSuspended();
-            woken = false;
-        }
+        const Attempt attempt = TakeOrLook(thread, inLine);
+        if (attempt != Attempt::Busy) return attempt;
+        if (inLine) ++waiter.passedOver;
     }
-    waiters_.fetch_sub(counted);
-    return attempt;
+}
+
+// False if the mutex has to be looked at first.
+bool MutexObject::LineUp(MutexWaiter& waiter) {
+    MutexLine& line = MutexLine::Of(*this);
+    const std::lock_guard lock(line.lock);
+    Word seen = word_.load();
+    std::optional<Word> next;
+    do {
+        next = mutex_word::LinedUp(seen);
+        if (!next) return false;
+    } while (!word_.compare_exchange_weak(seen, *next));
+    waiter.call.store(MutexWaiter::None, std::memory_order_relaxed);
+    line.Add(waiter);
+    return true;
+}
+
+// None if the time is over and the thread was not called. A call that came before it left the line counts.
+MutexWaiter::Call MutexObject::WaitInLine(MutexWaiter& waiter, const Deadline& deadline) {
+    while (waiter.call.load(std::memory_order_acquire) == MutexWaiter::None)
+        if (FutexWait(waiter.call, MutexWaiter::None, deadline) == FutexOutcome::TimedOut) {
+            LeaveLine(waiter);
+            break;
+        }
+    return static_cast<MutexWaiter::Call>(waiter.call.load(std::memory_order_acquire));
+}
+
+void MutexObject::LeaveLine(MutexWaiter& waiter) {
+    MutexLine& line = MutexLine::Of(*this);
+    const std::lock_guard lock(line.lock);
+    if (waiter.call.load(std::memory_order_relaxed) != MutexWaiter::None) return;
+    line.Remove(waiter);
+    const bool isEmpty = line.FirstOf(*this) == nullptr;
+    Word seen = word_.load();
+    while (!word_.compare_exchange_weak(seen, mutex_word::WithLine(seen, isEmpty))) {
+    }
 }
 
 bool MutexObject::Release() {
     ThreadObject& thread = ThreadObject::Current();
-    if ((word_.load(std::memory_order_relaxed) & kOwner) != thread.Id()) {
+    if ((word_.load(std::memory_order_relaxed) & mutex_word::kOwner) != mutex_word::OwnedBy(thread.Id())) {
         SetLastError(ERROR_NOT_OWNER);
         return false;
     }
@@ -116,49 +137,66 @@ bool MutexObject::Release() {
 }
 
 // The caller holds a reference and has taken the mutex out of the owner's list.
-void MutexObject::GiveBack(std::uint32_t abandoned) {
-    const std::uint32_t free = abandoned | (waiters_.load() >= kPassedOver ? kReserved : 0);
-    std::uint32_t seen = word_.load(std::memory_order_relaxed);
-    while (!word_.compare_exchange_weak(seen, free | (seen & kClosed))) {
-    }
-    // In the one total order of the two words either the new waiter sees the mutex free or we see the waiter.
-    if ((seen & kClosed) != 0)
-        ReleaseReference();
-    else if ((waiters_.load() & kWaiterCount) != 0)
-        WakeOne();
+void MutexObject::GiveBack(Word abandoned) {
+    Word seen = word_.load(std::memory_order_relaxed);
+    do {
+        if (mutex_word::HasToCall(seen)) {
+            seen = CallNext(abandoned);
+            break;
+        }
+    } while (!word_.compare_exchange_weak(seen, mutex_word::Freed(seen, abandoned)));
+    if ((seen & mutex_word::kClosed) != 0) ReleaseReference();
 }
 
-void MutexObject::WakeOne() {
-    if ((waiters_.fetch_or(kWaking) & kWaking) != 0) return;
-    if (FutexWake(word_, 1) != 0) return;
-    waiters_.fetch_and(~kWaking);
-    // Who gave the mutex back meanwhile relied on us, and a waiter may have gone to sleep before that.
-    if (!IsOwned(word_.load()) && FutexWake(word_, 1) != 0) return;
-    // Nobody sleeps to whom the mutex could be reserved, so it is for all; and whoever has gone to sleep
-    // meanwhile, because it was reserved, has to hear of that.
-    std::uint32_t seen = word_.load();
-    while ((seen & (kOwner | kClosed)) == kReserved)
-        if (word_.compare_exchange_weak(seen, seen & kAbandoned)) {
-            FutexWake(word_, 1);
-            return;
+// Gives the mutex back to the first in line, or to all if meanwhile there is none. Returns the word before.
+Word MutexObject::CallNext(Word abandoned) {
+    MutexLine& line = MutexLine::Of(*this);
+    const std::lock_guard lock(line.lock);
+    MutexWaiter* first = line.FirstOf(*this);
+    Word seen = word_.load();
+    if (first == nullptr) {
+        while (!word_.compare_exchange_weak(seen, mutex_word::Freed(seen, abandoned))) {
         }
+        return seen;
+    }
+    line.Remove(*first);
+    const bool isLast = line.FirstOf(*this) == nullptr;
+    while (!word_.compare_exchange_weak(
+        seen, mutex_word::Called(seen, abandoned, first->self, first->passedOver, isLast))) {
+    }
+    if (!mutex_word::IsHandedOver(first->passedOver))
+        CallWaiter(*first, MutexWaiter::Look);
+    else
+        CallWaiter(*first, abandoned == 0 ? MutexWaiter::IsOwner : MutexWaiter::IsOwnerOfAbandoned);
+    return seen;
 }
 
 // From here on no handle keeps the object, but the list of an owner may still lead to it. So an owner gets a
 // reference of its own, which it gives up together with the mutex.
 void MutexObject::OnLastHandleClosed() {
     AddReference();
-    const std::uint32_t before = word_.fetch_or(kClosed);
-    // As in GiveBack: a waiter that isn't counted yet will find the mutex closed.
-    if ((waiters_.load() & kWaiterCount) != 0) FutexWake(word_, kAllSleepers);
-    ThreadObject& thread = ThreadObject::Current();
-    if ((before & kOwner) == thread.Id()) thread.heldMutexes.Remove(*this);
-    if (!IsOwned(before) || (before & kOwner) == thread.Id()) ReleaseReference();
+    Word before = 0;
+    {
+        MutexLine& line = MutexLine::Of(*this);
+        const std::lock_guard lock(line.lock);
+        before = word_.load();
+        while (!word_.compare_exchange_weak(before, mutex_word::Closed(before))) {
+        }
+        while (MutexWaiter* waiter = line.FirstOf(*this)) {
+            line.Remove(*waiter);
+            CallWaiter(*waiter, MutexWaiter::Look);
+        }
+    }
+    const Word owner = before & mutex_word::kOwner;
+    ThreadObject* thread = ThreadObject::CurrentIfKnown();
+    const bool isOwn = thread != nullptr && owner == mutex_word::OwnedBy(thread->Id());
+    if (isOwn) thread->heldMutexes.Remove(*this);
+    if (owner == 0 || isOwn) ReleaseReference();
 }
 
 void MutexObject::Abandon() {
     const Ref<MutexObject> self = Ref<MutexObject>::Share(this);
     ThreadObject::Current().heldMutexes.Remove(*this);
     recursion_ = 0;
-    GiveBack(kAbandoned);
+    GiveBack(mutex_word::kAbandoned);
 }

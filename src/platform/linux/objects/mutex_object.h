@@ -1,12 +1,15 @@
 // The mutex: recursive, timed, and left behind in order by an owner that ends. Within the layer only.
 //
-// To take and to give back a mutex that nobody else wants costs one atomic operation each and no system call.
+// To take and to give back a mutex that no other thread wants costs one atomic operation each and no system
+// call.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
 #include "platform/linux/objects/intrusive_list.h"
+#include "platform/linux/objects/mutex_line.h"
+#include "platform/linux/objects/mutex_word.h"
 #include "platform/linux/objects/object.h"
 
 class Deadline;
@@ -32,16 +35,16 @@ class MutexObject final : public Object {
     void Abandon();
 
   private:
-    enum class Attempt { Taken, TakenAbandoned, Busy, Closed };
+    mutex_word::Attempt TakeOrLook(ThreadObject& thread, bool woken);
+    mutex_word::Attempt TakeContended(ThreadObject& thread, const Deadline& deadline);
+    bool LineUp(MutexWaiter& waiter);
+    void LeaveLine(MutexWaiter& waiter);
+    MutexWaiter::Call WaitInLine(MutexWaiter& waiter, const Deadline& deadline);
+    void GiveBack(mutex_word::Word abandoned);
+    mutex_word::Word CallNext(mutex_word::Word abandoned);
 
-    Attempt TryTake(ThreadObject& thread, bool mayTakeReserved, std::uint32_t& seen);
-    Attempt TakeContended(ThreadObject& thread, const Deadline& deadline);
-    void GiveBack(std::uint32_t abandoned);
-    void WakeOne();
-
-    std::atomic<std::uint32_t> word_{0};  // who owns it; see the .cpp
-    std::uint32_t recursion_ = 0;         // takes beyond the first; the owner's
-    std::atomic<std::uint32_t> waiters_{0};
+    std::atomic<mutex_word::Word> word_{0};
+    std::uint32_t recursion_ = 0;  // takes beyond the first; the owner's
 
   public:
     ListLinks<MutexObject> heldLinks;  // in the list of its owner, and only the owner's to touch

@@ -16,7 +16,7 @@ namespace {
 constexpr DWORD kFailed = 0xFFFFFFFFu;
 constexpr std::uint32_t kMostSuspensions = 127;
 constexpr DWORD kTooManySuspensions = 156;
-constexpr DWORD kLastId = 0xFFFFFFF8u;  // the next one means something else to a mutex
+constexpr DWORD kLastId = mutex_word::kLastThreadId;
 
 // The threads that haven't ended, by id.
 class ThreadRegistry {
