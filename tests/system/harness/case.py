@@ -48,7 +48,8 @@ class SystemTest(unittest.TestCase):
         return server, machine
 
 
-def _obstacle(tools):
+def obstacle(*tools):
+    """Why system tests that need these commands cannot run here; None if they can."""
     if not os.access(program("quillon"), os.X_OK):
         sys.exit(f"QUILLON_BIN names no folder with a program quillon: '{PROGRAMS}'")
     if os.geteuid() != 0:
@@ -65,7 +66,7 @@ def _obstacle(tools):
 
 def main(*tools):
     """Runs the tests of the calling file, or says why they are skipped. `tools`: the commands they need."""
-    reason = _obstacle(tools)
+    reason = obstacle(*tools)
     if reason is not None:
         print(f"SKIPPED: {reason}")
         sys.exit(SKIPPED)
