@@ -3,7 +3,7 @@
 
 # What the build needs, and what makes the next one short.
 BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libace-dev libsystemd-dev libmnl-dev libutfcpp-dev libcli11-dev
-                libgtest-dev libgmock-dev libbenchmark-dev python3)
+                nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev python3)
 
 # What packages are tried with: the tools that build and check one, and a Debian to install it in.
 PACKAGE_PACKAGES=(dpkg-dev lintian mmdebstrap iproute2)
@@ -14,6 +14,10 @@ TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" locales udhcpc isc-dhcp-client bootpc sy
 
 # Another apt-get may be at work: for how long its locks are waited for.
 LOCK_SECONDS=300
+
+# Servers that tests ask beside the one under test, and what runs its files. They are unpacked, never installed: an
+# installation would start them.
+PEER_PACKAGES=(isc-dhcp-server dnsmasq-base kea-dhcp4-server logrotate)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
@@ -72,4 +76,27 @@ install_missing() {
 # The tests of the package fetch a Debian of their own through these lists.
 fetch_missing_lists() {
     [ -n "$(apt-get indextargets --format '$(FILENAME)' 'Identifier: Packages')" ] || fetch_lists
+}
+
+# Unpacks the peers, with the libraries that this system doesn't have, into FOLDER/root, unless they are there.
+unpack_peers() {
+    local folder=$1 package
+    [ ! -e "$folder/complete" ] || return 0
+    echo "Unpacking into $folder: ${PEER_PACKAGES[*]}"
+    rm -rf "$folder"
+    mkdir -p "$folder/archives/partial"
+    for package in "${PEER_PACKAGES[@]}"; do
+        download_peer "$folder" "$package" >/dev/null || return 1
+    done
+    for package in "$folder"/archives/*.deb; do
+        dpkg-deb -x "$package" "$folder/root" || return 1
+    done
+    touch "$folder/complete"
+}
+
+# A package that is installed here is fetched all the same.
+download_peer() {
+    local get=(env DEBIAN_FRONTEND=noninteractive apt-get -o "Dir::Cache::archives=$(realpath "$1")/archives" install -y -qq
+               --no-install-recommends --download-only --reinstall "$2")
+    as_root "${get[@]}" || { as_root apt-get update -qq && as_root "${get[@]}"; }
 }

@@ -10,6 +10,7 @@
 #include "quillonctl/complaint.h"
 #include "quillonctl/control_command.h"
 #include "quillonctl/explain/explain_command.h"
+#include "quillonctl/import/import_command.h"
 #include "quillonctl/reload_command.h"
 #include "quillonctl/unit_command.h"
 
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
         quillonctl::AddExplainCommand(app, run);
         quillonctl::AddReloadCommand(app, run);
         quillonctl::AddControlCommands(app, run);
+        quillonctl::AddImportCommand(app, run);
         quillonctl::AddUnitCommand(app, run);
         try {
             app.parse(argc, argv);

@@ -1,0 +1,167 @@
+"""After an import, clients are given what the server gave them from whose configuration it came."""
+
+import json
+import os
+import random
+import subprocess
+
+from harness import bootp, peers
+from harness.case import SKIPPED, SystemTest, main, program
+from harness.service import Service
+
+HOSTS = 3000
+ASKED = int(os.environ.get("QUILLON_PEERS_ASKED", "300"))  # of each server; all with 3000
+SUBNETS = 6
+WISHES = bytes([1, 3, 6, 12, 15, 17, 42, 51])
+
+
+class Host:
+    """One of the clients: two in three have a name, one in three a boot file of its own, one in five a gateway."""
+
+    def __init__(self, number):
+        self.number, self.subnet = number, number % SUBNETS
+        self.mac = f"02:00:5e:{number >> 16:02x}:{number >> 8 & 255:02x}:{number & 255:02x}"
+        self.address = f"10.{self.subnet + 1}.{1 + number // 200}.{1 + number % 200}"
+        self.name = f"pc{number}" if number % 3 else None
+        self.file = f"images/pc{number}.img" if number % 3 == 1 else None
+        self.gateway = f"10.{self.subnet + 1}.255.{1 + number % 200}" if number % 5 == 0 else None
+        self.in_group = number % 7 == 0  # that has a root path, and a boot file for those without
+
+
+HOST_LIST = [Host(number) for number in range(HOSTS)]
+GROUP_FILE, GROUP_ROOT = "groups/thin.0", "10.1.0.9:/srv/thin"
+
+
+def dhcpd_conf():
+    def declare(host):
+        own = [f"hardware ethernet {host.mac};", f"fixed-address {host.address};"]
+        own += [f'filename "{host.file}";'] if host.file else []
+        own += [f"option routers {host.gateway};"] if host.gateway else []
+        own += [f'option host-name "{host.name}";'] if host.name else []
+        return f"host h{host.number} {{ {' '.join(own)} }}\n"
+
+    text = ("authoritative;\nddns-update-style none;\ndefault-lease-time 7200;\n"
+            'option domain-name "plant.example";\noption domain-name-servers 10.1.0.53, 10.1.0.54;\n'
+            "subnet 10.250.0.0 netmask 255.255.255.0 { }\n")
+    for subnet in range(SUBNETS):
+        text += (f"subnet 10.{subnet + 1}.0.0 netmask 255.255.0.0 {{\n  option routers 10.{subnet + 1}.0.1;\n"
+                 f'  filename "subnet{subnet}.0";\n  # as everybody here has it\n  option ntp-servers 10.{subnet + 1}.0.42;\n')
+        # A host may stand in its subnet, in a group there, or outside.
+        text += "".join(declare(host) for host in HOST_LIST if host.subnet == subnet and host.number % 2 and not host.in_group)
+        text += "}\n"
+    text += "".join(declare(host) for host in HOST_LIST if host.number % 2 == 0 and not host.in_group)
+    return text + (f'group {{\n  filename "{GROUP_FILE}";\n  option root-path "{GROUP_ROOT}";\n'
+                   + "".join(declare(host) for host in HOST_LIST if host.in_group) + "}\n")
+
+
+def dnsmasq_conf():
+    text = ("port=0\ndhcp-authoritative\ndomain=plant.example\ndhcp-option=option:dns-server,10.1.0.53,10.1.0.54\n"
+            f"dhcp-option=tag:thin,option:root-path,{GROUP_ROOT}\n")
+    for subnet in range(SUBNETS):
+        text += (f"dhcp-range=set:net{subnet},10.{subnet + 1}.0.0,static,255.255.0.0,2h\n"
+                 f"dhcp-option=tag:net{subnet},option:router,10.{subnet + 1}.0.1\n"
+                 f"dhcp-option=tag:net{subnet},42,10.{subnet + 1}.0.42 # as everybody here has it\n"
+                 f"dhcp-boot=tag:net{subnet},subnet{subnet}.0\n")
+    text += f"dhcp-boot=tag:thin,{GROUP_FILE}\n"
+    for host in HOST_LIST:
+        tags = "set:thin," if host.in_group else ""
+        if host.gateway:
+            tags += f"set:g{host.number},"
+            text += f"dhcp-option=tag:g{host.number},3,{host.gateway}\n"
+        text += f"dhcp-host={host.mac},{tags}{host.address}" + (f",{host.name}" if host.name else "") + "\n"
+    return text
+
+
+def kea_conf():
+    def option(name, data):
+        return {"name": name, "data": data}
+
+    def reserve(host):
+        own = {"hw-address": host.mac, "ip-address": host.address}
+        own.update({"hostname": host.name} if host.name else {})
+        own.update({"boot-file-name": host.file} if host.file else {})
+        own.update({"option-data": [option("routers", host.gateway)]} if host.gateway else {})
+        own.update({"client-classes": ["thin"]} if host.in_group else {})
+        return own
+
+    def subnet(number):
+        hosts = [reserve(host) for host in HOST_LIST if host.subnet == number]
+        return {"subnet": f"10.{number + 1}.0.0/16", "id": number + 1, "boot-file-name": f"subnet{number}.0",
+                "option-data": [option("routers", f"10.{number + 1}.0.1"), option("ntp-servers", f"10.{number + 1}.0.42")],
+                "reservations": hosts}
+
+    server = {"interfaces-config": {"interfaces": ["lan"], "dhcp-socket-type": "udp"}, "valid-lifetime": 7200,
+              "lease-database": {"type": "memfile", "persist": False}, "host-reservation-identifiers": ["hw-address"],
+              "option-data": [option("domain-name", "plant.example"), option("domain-name-servers", "10.1.0.53, 10.1.0.54")],
+              "client-classes": [{"name": "thin", "boot-file-name": GROUP_FILE, "option-data": [option("root-path", GROUP_ROOT)]}],
+              "subnet4": [subnet(number) for number in range(SUBNETS)]}
+    return "# Written by hand, more or less\n" + json.dumps({"Dhcp4": server}, indent=2)
+
+
+class ImportPeers(SystemTest):
+    def setUp(self):
+        self.server, self.machine = self.cable("02:00:00:00:99:01", "10.250.0.1/24")
+        self.machine.address("eth0", "10.250.0.2/24")
+        self.server.ip("route", "add", "10.0.0.0/8", "via", "10.250.0.2")
+        self.relays = []
+        for subnet in range(SUBNETS):
+            self.machine.ip("address", "add", f"10.{subnet + 1}.255.250/32", "dev", "lo")
+            relay = self.machine.socket()
+            self.addCleanup(relay.close)
+            relay.bind((f"10.{subnet + 1}.255.250", 67))
+            relay.settimeout(20)
+            self.relays.append(relay)
+
+    def ask(self, host):
+        """What the server offers this client, asked through the relay agent of its subnet."""
+        relay = self.relays[host.subnet]
+        wishes = bootp.option(bootp.PARAMETER_LIST, WISHES)
+        relay.sendto(bootp.dhcp(host.mac, bootp.DISCOVER, wishes, xid=host.number + 1, giaddr=relay.getsockname()[0],
+                                length=548), ("10.250.0.1", 67))
+        while True:
+            reply = bootp.parse(relay.recv(4096))
+            if reply is not None and reply.op == 2 and reply.xid == host.number + 1:
+                break
+        options = reply.options
+        self.assertEqual(options[bootp.MESSAGE_TYPE], bytes([bootp.OFFER]))
+        text = {tag: options.get(tag, b"").rstrip(b"\0").decode() for tag in (12, 15, 17, 67)}
+        return {"address": reply.yiaddr, "name": text[12], "domain": text[15], "root": text[17],
+                "file": reply.file or text[67], **{tag: options.get(tag, b"").hex(".") for tag in (1, 3, 6, 42, 51)}}
+
+    def answers(self):
+        asked = random.Random(13).sample(HOST_LIST, ASKED)
+        return {host.mac: self.ask(host) for host in asked}
+
+    def compare(self, start, kind, configuration):
+        peer = start(self, self.server, configuration)
+        expected = self.answers()
+        peer.stop()
+        result = subprocess.run([program("quillonctl"), "import", "--from", kind, peer.configuration],
+                                check=False, capture_output=True, text=True, timeout=120)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(result.stdout.count("\n[02-00-5e-"), HOSTS)
+        Service(self, self.server, result.stdout, CacheSize=0, EnableLogging=0)
+        given = self.answers()
+        differing = {mac: (answer, given[mac]) for mac, answer in expected.items() if given[mac] != answer}
+        self.assertEqual(differing, {}, f"{len(differing)} of {ASKED}")
+        files = {answer["file"] for answer in expected.values()}
+        self.assertIn(GROUP_FILE, files)
+        self.assertIn("subnet2.0", files)
+        self.assertGreater(len({answer["name"] for answer in expected.values()}), ASKED // 2)
+
+    def test_dhcpd(self):
+        self.compare(peers.dhcpd, "dhcpd", dhcpd_conf())
+
+    def test_dnsmasq(self):
+        self.compare(peers.dnsmasq, "dnsmasq", dnsmasq_conf())
+
+    def test_kea(self):
+        self.compare(peers.kea, "kea", kea_conf())
+
+
+if __name__ == "__main__":
+    for name in ("dhcpd", "dnsmasq", "kea-dhcp4"):
+        if peers.program(name) is None:
+            print(f"SKIPPED: {name} isn't unpacked in QUILLON_PEERS ('{peers.FOLDER}')")
+            raise SystemExit(SKIPPED)
+    main()
