@@ -8,6 +8,9 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 
+# A compiler cache may turn the paths of a command into ones from the build folder.
+file(RELATIVE_PATH source_from_build "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}")
+
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   -Wcast-qual -Wformat=2 -Werror
@@ -18,7 +21,9 @@ add_compile_options(
   # __FILE__ is the path from the source root, wherever the tree was built: the last map that fits wins. Not
   # -ffile-prefix-map, which would win over both.
   "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/="
+  "-fmacro-prefix-map=${source_from_build}/="
   "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/="
+  "-fmacro-prefix-map=${source_from_build}/src/="
   "-fdebug-prefix-map=${CMAKE_SOURCE_DIR}/=")
 
 # "address" (with undefined behaviour) or "thread"; the presets set it.

@@ -9,7 +9,7 @@ import tempfile
 import unittest
 
 TOP = pathlib.Path(sys.argv.pop(1))
-NO_PACKAGES = "BUILD_PACKAGES=() TEST_PACKAGES=(); install_missing() { echo installs \"$@\"; }; fetch_missing_lists() { :; }"
+NO_PACKAGES = "BUILD_PACKAGES=() TEST_PACKAGES=(); install_missing() { echo installs \"$@\"; }; fetch_missing_lists() { :; }; unpack_peers() { :; }"
 
 # Real parts, the tests of the build with their labels and exit codes, the argument; the exit code, a line of the output.
 CASES = [
