@@ -68,7 +68,7 @@ install_missing() {
         return 0
     fi
     echo "Installing with apt-get: ${missing[*]}"
-    apt-cache show "${missing[@]}" >/dev/null 2>&1 && apt_install "${missing[@]}" && return 0
+    apt_get install --simulate "${missing[@]}" >/dev/null 2>&1 && apt_install "${missing[@]}" && return 0
     fetch_lists
     apt_install "${missing[@]}"
 }

@@ -23,6 +23,7 @@ CASES = [
     (["a: -- run_label x"], {"real;x": 1}, "real", 1, "real, a: FAILED after 0 s"),
     (["a: -- run_label x"], {"real;y": 0}, "real", 1, "real, a: FAILED after 0 s"),
     (["a: -- run_label x"], {"real;x": 1, "y": 0}, "release", 0, "100% tests passed, 0 tests failed out of 1"),
+    ([], {"real;x": 1, "system": 1, "y": 0}, "quick", 0, "100% tests passed, 0 tests failed out of 1"),
     (["a: -- run_label x"], {"real;y": 0, "y": 0}, "release", 1, "release: FAILED after 0 s"),
     ([], {}, "release", 1, "release: FAILED after 0 s"),
 ]
