@@ -7,9 +7,14 @@
 namespace {
 
 std::atomic<long> allocations = 0;
+std::atomic<long> failing = 0;
+std::atomic<bool> failed = false;
 
 void* counted(std::size_t size) {
-    ++allocations;
+    if (++allocations == failing) {
+        failed = true;
+        return nullptr;
+    }
     return std::malloc(size == 0 ? 1 : size);
 }
 
@@ -17,6 +22,11 @@ void* counted(std::size_t size) {
 
 long allocation_count() {
     return allocations;
+}
+
+bool fail_allocation(long number) {
+    failing = number == 0 ? 0 : allocations + number;
+    return failed.exchange(false);
 }
 
 // All forms are replaced: a sanitizer's own do not come to the plain ones.

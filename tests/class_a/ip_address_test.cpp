@@ -4,7 +4,7 @@
 
 #include <cstring>
 #include <random>
-#include <thread>
+#include <tuple>
 #include <vector>
 
 #include "class_a/failure.h"
@@ -16,7 +16,7 @@ namespace {
 
 __extension__ using Number = unsigned __int128;
 
-// Built before main, and asking for the constants of the class there and behind main.
+// Built before main, and asking for the constants of the class there and after main.
 struct AtStartAndEnd {
     bool atStart = CIPAddress("fe80::1").isLinkLocal();
     ~AtStartAndEnd() {
@@ -97,6 +97,17 @@ TEST(IPAddress, IsMadeFromAllItsForms) {
         address.set_inaddr_any();
         EXPECT_TRUE(address.isAny() && address.type() == type);
     }
+    // What the object held before is gone, of either kind.
+    const std::function<void()> reuses[] = {[&] { address.set(std::string("::")); },
+                                            [&] { address.set("\0\0\0", 4); }, [&] { address = in6_addr{}; },
+                                            [&] { address = "0.0.0.0"; },
+                                            [&] { address.clear(CIPAddress::unknown); }};
+    for (const auto& reuse : reuses)
+        for (const char* const held : {"1.2.3.4", "fe80::1"}) {
+            address = held;
+            reuse();
+            EXPECT_TRUE(address.isAny()) << held;
+        }
     EXPECT_EQ(failure_of([&] { address.set("12345", 5); }, &address),
               "CIPAddress::set: Illegal operation. (Address length does not match any known address type.)");
     EXPECT_FALSE(address.isKnown());
@@ -106,12 +117,7 @@ TEST(IPAddress, RefusesWhatCannotBe) {
     const CIPAddress v4("1.2.3.4");
     CIPAddress v6("fe80::1");
     CIPAddress none(CIPAddress::unknown);
-    const struct {
-        std::function<void()> run;
-        const CIPAddress* object;
-        const char* function;
-        const char* reason;
-    } illegal[] = {
+    const std::tuple<std::function<void()>, const CIPAddress*, std::string, std::string> illegal[] = {
         {[&] { none.set_inaddr_any(); }, &none, "set_inaddr_any",
          "Unknown address types do not have an 'any' value."},
         {[&] { none.setLoopback(); }, &none, "setLoopback",
@@ -128,19 +134,23 @@ TEST(IPAddress, RefusesWhatCannotBe) {
         {[&] { (void)(v4 >= none); }, &v4, "operator>", "Cannot compare ip addresses of unknown type."},
         {[&] { v6.mapTo(CIPAddress::unknown); }, &v6, "mapTo",
          "Unknown address type cannot be mapped to another type."}};
-    for (const auto& each : illegal)
-        EXPECT_EQ(failure_of(each.run, each.object),
-                  "CIPAddress::" + std::string(each.function) + ": Illegal operation. (" + each.reason + ")");
+    for (const auto& [run, object, function, reason] : illegal)
+        EXPECT_EQ(failure_of(run, object),
+                  "CIPAddress::" + function + ": Illegal operation. (" + reason + ")");
 
-    const std::function<void()> needBytes[] = {[&] { none.raw_addr(); }, [&] { (void)(none == none); },
-                                               [&] { ~none; },           [&] { none <<= 1; },
-                                               [&] { none |= v4; },      [&] { none.isAllOnes(); }};
+    const std::function<void()> needBytes[] = {[&] { none.raw_addr(); },
+                                               [&] { (void)(none == none); },
+                                               [&] { ~none; },
+                                               [&] { none <<= 1; },
+                                               [&] { none |= v4; },
+                                               [&] { none.isAllOnes(); },
+                                               [&] { none.createPrefix(0); },
+                                               [&] { ++none; },
+                                               [&] { none -= none; }};
     for (const auto& run : needBytes)
         EXPECT_EQ(failure_of(run, &none),
                   "CIPAddress::raw_addr: Illegal operation. (Unknown address types cannot provide raw "
                   "address values.)");
-    EXPECT_THROW(none.createPrefix(0), ksl::CException);
-    EXPECT_THROW(++none, ksl::CException);
 
     EXPECT_EQ(
         failure_of([&] { v6.mapTo(CIPAddress::ipv4); }, &v6),
@@ -216,49 +226,33 @@ TEST(IPAddress, MeasuresMasks) {
 
 TEST(IPAddress, TellsCategoryAndScope) {
     using A = CIPAddress;
-    const struct {
-        A::Category category;
-        A::Scope scope;
-        std::vector<const char*> texts;
-    } kinds[] = {{A::any, A::global, {"0.0.0.0", "::"}},
-                 {A::broadcast, A::global, {"255.255.255.255"}},
-                 {A::broadcast, A::noScope, {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"}},
-                 {A::unicast, A::nodeLocal, {"127.0.0.1", "::1", "::ffff:127.0.0.1"}},
-                 {A::unicast, A::linkLocal, {"fe80::1", "febf::1"}},
-                 {A::unicast, A::siteLocal, {"fec0::1", "feff::1"}},
-                 {A::unicast, A::globalUnicast, {"2001:db8::1", "3fff::"}},
-                 {A::unicast,
-                  A::global,
-                  {"223.255.255.255", "240.0.0.0", "127.0.0.2", "::ffff:127.0.0.2", "fc00::1", "4000::"}},
-                 {A::multicast, A::global, {"224.0.0.0", "239.255.255.255", "ff0e::1"}},
-                 {A::multicast, A::nodeLocal, {"ff01::1"}},
-                 {A::multicast, A::linkLocal, {"ff02::1", "ff12::1"}},
-                 {A::multicast, A::siteLocal, {"ff05::1"}},
-                 {A::multicast, A::orgLocal, {"ff08::1"}},
-                 {A::multicast, A::noScope, {"ff00::1", "ff03::1", "ff0f::1"}}};
-    for (const auto& kind : kinds) {
-        for (const char* const text : kind.texts) {
-            EXPECT_EQ(A(text).category(), kind.category) << text;
-            EXPECT_EQ(A(text).scope(), kind.scope) << text;
-            EXPECT_EQ(A(text).isLinkLocal(), kind.category == A::unicast && kind.scope == A::linkLocal)
-                << text;
+    const std::tuple<A::Category, A::Scope, std::vector<const char*>> kinds[] = {
+        {A::any, A::global, {"0.0.0.0", "::"}},
+        {A::broadcast, A::global, {"255.255.255.255"}},
+        {A::broadcast, A::noScope, {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"}},
+        {A::unicast, A::nodeLocal, {"127.0.0.1", "::1", "::ffff:127.0.0.1"}},
+        {A::unicast, A::linkLocal, {"fe80::1", "febf::1"}},
+        {A::unicast, A::siteLocal, {"fec0::1", "feff::1"}},
+        {A::unicast, A::globalUnicast, {"2001:db8::1", "3fff::"}},
+        {A::unicast,
+         A::global,
+         {"223.255.255.255", "240.0.0.0", "127.0.0.2", "::ffff:127.0.0.2", "fc00::1", "4000::"}},
+        {A::multicast, A::global, {"224.0.0.0", "239.255.255.255", "ff0e::1"}},
+        {A::multicast, A::nodeLocal, {"ff01::1"}},
+        {A::multicast, A::linkLocal, {"ff02::1", "ff12::1"}},
+        {A::multicast, A::siteLocal, {"ff05::1"}},
+        {A::multicast, A::orgLocal, {"ff08::1"}},
+        {A::multicast, A::noScope, {"ff00::1", "ff03::1", "ff0f::1"}}};
+    for (const auto& [category, scope, texts] : kinds) {
+        for (const char* const text : texts) {
+            EXPECT_EQ(A(text).category(), category) << text;
+            EXPECT_EQ(A(text).scope(), scope) << text;
+            EXPECT_EQ(A(text).isLinkLocal(), category == A::unicast && scope == A::linkLocal) << text;
         }
     }
     A back("::ffff:0.0.0.0");
     back.mapTo(A::ipv4);
     EXPECT_TRUE(back == "0.0.0.0" && !back.isAny());  // the other storage still has its bytes
-}
-
-TEST(IPAddress, MayBeReadByManyThreads) {
-    const CIPAddress mapped("::ffff:127.0.0.1");
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] {
-            for (int turn = 0; turn < 500; ++turn)
-                ASSERT_TRUE(mapped.isV6MappedV4() && mapped.scope() == CIPAddress::nodeLocal);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
 }
 
 }  // namespace

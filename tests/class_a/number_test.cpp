@@ -7,6 +7,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CByteOrderConversion.h"
@@ -17,19 +18,8 @@ namespace {
 
 using Number = ksl::CNumberConversion;
 
-// The failure of `run`, which is of the class for numbers.
 std::string number_failure_of(const std::function<void()>& run, int code = 0) {
-    const auto checked = [&] {
-        try {
-            run();
-        } catch (ksl::CNumberConversionException&) {
-            throw;
-        } catch (ksl::CException& failure) {
-            ADD_FAILURE() << "of another class: " << failure.text();
-            throw;
-        }
-    };
-    return failure_of(checked, nullptr, code);
+    return failure_of<ksl::CNumberConversionException>(run, nullptr, code);
 }
 
 std::string refused(const std::string& function, const std::string& text, int code = 0) {
@@ -39,138 +29,122 @@ std::string refused(const std::string& function, const std::string& text, int co
 }
 
 TEST(Number, IsReadInItsRangeOnly) {
+    struct Range {
+        const char *least, *most, *below, *above, *bits;
+    };
+    const Range int8{"-128", "127", "-129", "128", "8"};
+    const Range uint8{"0", "255", "", "256", "8"};
+    const Range int16{"-32768", "32767", "-32769", "32768", "16"};
+    const Range uint16{"0", "65535", "", "65536", "16"};
+    const Range int32{"-2147483648", "2147483647", "-2147483649", "2147483648", "32"};
+    const Range uint32{"0", "4294967295", "", "4294967296", "32"};
     struct Case {
         const char* function;
-        const char* reason;
-        const char* least;
-        const char* most;
-        const char* below;
-        const char* above;
+        const Range& range;
         std::function<std::string(const std::string&)> read;
     };
-#define CASE(reason, least, most, below, above, operation)                                        \
-    {                                                                                             \
-#operation, reason, least, most, below, above,                                            \
+#define CASE(range, operation)                                                                    \
+    Case {                                                                                        \
+#operation, range,                                                                        \
             [](const std::string& text) { return Number::toString(Number::operation(text, 10)); } \
     }
-    const Case cases[] = {
-        CASE("8 bits", "-128", "127", "-129", "128", toInt8),
-        CASE("8 bits", "0", "255", "", "256", toUInt8),
-        CASE("16 bits", "-32768", "32767", "-32769", "32768", toInt16),
-        CASE("16 bits", "0", "65535", "", "65536", toUInt16),
-        CASE("16 bits", "-32768", "32767", "-32769", "32768", toShort),
-        CASE("16 bits", "0", "65535", "", "65536", toUShort),
-        CASE("32 bits", "-2147483648", "2147483647", "-2147483649", "2147483648", toInt32),
-        CASE("32 bits", "0", "4294967295", "", "4294967296", toUInt32),
-        CASE("32 bits", "-2147483648", "2147483647", "-2147483649", "2147483648", toInt),
-        CASE("32 bits", "0", "4294967295", "", "4294967296", toUInt),
-        CASE("32 bits", "-2147483648", "2147483647", "-2147483649", "2147483648", toLong),
-        CASE("32 bits", "0", "4294967295", "", "4294967296", toULong),
-    };
-    for (const Case& each : cases) {
-        EXPECT_EQ(each.read(each.least), each.least) << each.function;
-        EXPECT_EQ(each.read(each.most), each.most) << each.function;
-        for (const std::string text : {each.below, each.above}) {
+    const Case cases[] = {CASE(int8, toInt8),     CASE(uint8, toUInt8),   CASE(int16, toInt16),
+                          CASE(uint16, toUInt16), CASE(int16, toShort),   CASE(uint16, toUShort),
+                          CASE(int32, toInt32),   CASE(uint32, toUInt32), CASE(int32, toInt),
+                          CASE(uint32, toUInt),   CASE(int32, toLong),    CASE(uint32, toULong)};
+    for (const auto& [function, range, read] : cases) {
+        EXPECT_EQ(read(range.least), range.least) << function;
+        EXPECT_EQ(read(range.most), range.most) << function;
+        for (const std::string text : {range.below, range.above}) {
             if (text.empty()) continue;
-            EXPECT_EQ(number_failure_of([&] { each.read(text); }),
-                      "CNumberConversion::" + std::string(each.function) +
+            EXPECT_EQ(number_failure_of([&, &overflow = read] { overflow(text); }),
+                      "CNumberConversion::" + std::string(function) +
                           ": Cannot deserialize number from text. (Value '" + text + "' overflows " +
-                          each.reason + ".)");
+                          range.bits + " bits.)");
         }
-        const std::string wide = each.least[0] == '-' ? "toInt64" : "toUInt64";
-        EXPECT_EQ(number_failure_of([&] { each.read("x"); }), refused(wide, "x")) << each.function;
+        EXPECT_EQ(number_failure_of([&refuse = read] { refuse("x"); }),
+                  refused(range.least[0] == '-' ? "toInt64" : "toUInt64", "x"))
+            << function;
     }
 }
 
 TEST(Number, IsReadAsAWhole) {
     struct Case {
-        std::string text;
+        const char* text;
         int base;
-        std::string asUnsigned;
-        std::string asSigned;
-        int code = 0;  // of the refusals that have one
+        const char* asUnsigned;  // null for a refusal
+        const char* asSigned;
+        int code = 0;  // of a refusal that isn't for a sign
     };
-    const std::string minus =
-        "CNumberConversion::toUInt64: Cannot deserialize number from text. (Invalid format '";
-    const auto isSigned = [&](const std::string& text) { return minus + text + "' appears signed.)"; };
-    const auto neither = [](const std::string& text, int code = 0) {
-        return Case{text, 10, refused("toUInt64", text, code), refused("toInt64", text, code), code};
-    };
-    const Case cases[] = {
-        {"", 10, "0", "0"},
-        {"+5", 10, "5", "5"},
-        {" 7", 10, "7", "7"},
-        {"\t\n7", 10, "7", "7"},
-        {"0x1F", 0, "31", "31"},
-        {"010", 0, "8", "8"},
-        {"zz", 36, "1295", "1295"},
-        {"-1", 10, isSigned("-1"), "-1"},
-        {"1-", 10, isSigned("1-"), refused("toInt64", "1-")},
-        {"18446744073709551615", 10, "18446744073709551615",
-         refused("toInt64", "18446744073709551615", ERANGE), ERANGE},
-        {"-9223372036854775808", 10, isSigned("-9223372036854775808"), "-9223372036854775808"},
-        {"12", 1, refused("toUInt64", "12", EINVAL), refused("toInt64", "12", EINVAL), EINVAL},
-        neither("7 "),
-        neither(" "),
-        neither("+"),
-        neither("0x1F"),
-        neither("18446744073709551616", ERANGE),
-    };
-    for (const Case& each : cases) {
-        std::string result;
-        std::string failure = number_failure_of(
-            [&] { result = Number::toString(Number::toUInt64(each.text, each.base)); }, each.code);
-        EXPECT_EQ(result.empty() ? failure : result, each.asUnsigned) << each.text;
-        const bool unsignedIsNumber = !result.empty();
-        result.clear();
-        failure = number_failure_of([&] { result = Number::toString(Number::toInt64(each.text, each.base)); },
-                                    each.code);
-        EXPECT_EQ(result.empty() ? failure : result, each.asSigned) << each.text;
-        const bool minusInText = each.text.find('-') != std::string::npos;
-        EXPECT_EQ(Number::isNumber(each.text, each.base),
-                  !each.text.empty() && (minusInText ? !result.empty() : unsignedIsNumber))
-            << each.text;
+    constexpr const char* kMost = "18446744073709551615";
+    constexpr const char* kLeast = "-9223372036854775808";
+    const Case cases[] = {{"", 10, "0", "0"},
+                          {"+5", 10, "5", "5"},
+                          {"\t\n7", 10, "7", "7"},
+                          {"0x1F", 0, "31", "31"},
+                          {"010", 0, "8", "8"},
+                          {"zz", 36, "1295", "1295"},
+                          {"-1", 10, nullptr, "-1"},
+                          {"1-", 10, nullptr, nullptr},
+                          {kMost, 10, kMost, nullptr, ERANGE},
+                          {kLeast, 10, nullptr, kLeast},
+                          {"12", 1, nullptr, nullptr, EINVAL},
+                          {"7 ", 10, nullptr, nullptr},
+                          {" ", 10, nullptr, nullptr},
+                          {"+", 10, nullptr, nullptr},
+                          {"0x1F", 10, nullptr, nullptr},
+                          {"18446744073709551616", 10, nullptr, nullptr, ERANGE}};
+    for (const auto& [text, base, asUnsigned, asSigned, code] : cases) {
+        const auto expect = [text = std::string(text)](const char* expected, const std::string& refusal,
+                                                       int failure, const auto& read) {
+            std::string result;
+            EXPECT_EQ(number_failure_of([&] { result = Number::toString(read()); }, failure),
+                      expected != nullptr ? "no failure" : refusal)
+                << text;
+            EXPECT_EQ(result, expected != nullptr ? expected : "") << text;
+        };
+        const bool hasMinus = std::string(text).find('-') != std::string::npos;
+        const std::string isSigned =
+            "CNumberConversion::toUInt64: Cannot deserialize number from text. (Invalid "
+            "format '" +
+            std::string(text) + "' appears signed.)";
+        expect(asUnsigned, hasMinus ? isSigned : refused("toUInt64", text, code), code,
+               [&, value = text, radix = base] { return Number::toUInt64(value, radix); });
+        expect(asSigned, refused("toInt64", text, code), code,
+               [&, value = text, radix = base] { return Number::toInt64(value, radix); });
+        EXPECT_EQ(Number::isNumber(text, base), *text != 0 && (hasMinus ? asSigned : asUnsigned) != nullptr)
+            << text;
     }
     EXPECT_NE(number_failure_of([] { Number::toUInt64(std::string("1\0", 2), 10); }), "no failure");
 }
 
 TEST(Number, KeepsItsSignApart) {
-    struct Case {
-        const char* text;
-        bool valid;
-        std::uint64_t value;
-        bool hasSign;
-        bool negative;
-    };
-    const Case cases[] = {{"  -5", true, 5, true, true},
-                          {"+7", true, 7, true, false},
-                          {"7", true, 7, false, false},
-                          {"\t-5", true, 5, true, true},
-                          {"-0", true, 0, true, true},
-                          {"-9223372036854775808", true, 9223372036854775808U, true, true},
-                          {"18446744073709551615", true, 18446744073709551615U, false, false},
-                          {"+18446744073709551615", false, 0, false, false},
-                          {"-9223372036854775809", false, 0, false, false},
-                          {"", false, 0, false, false},
-                          {"  ", false, 0, false, false},
-                          {"+", false, 0, false, false},
-                          {"--5", false, 0, false, false},
-                          {"5x", false, 0, false, false}};
-    for (const Case& each : cases) {
-        const Number number(each.text, 10);
-        ASSERT_EQ(number.isValid(), each.valid) << each.text;
-        if (each.valid) {
-            EXPECT_EQ(number.value(), each.value) << each.text;
-            EXPECT_EQ(number.isSigned(), each.hasSign) << each.text;
-            EXPECT_EQ(number.isNegative(), each.negative) << each.text;
-            continue;
+    const std::tuple<std::string, std::uint64_t, std::string> cases[] = {
+        {"5", 5, "-"},
+        {"7", 7, "+"},
+        {"7", 7, ""},
+        {"0", 0, "-"},
+        {"9223372036854775808", 9223372036854775808U, "-"},
+        {"18446744073709551615", 18446744073709551615U, ""}};
+    for (const auto& [digits, value, sign] : cases) {
+        for (const char* const blank : {"", "  ", "\t", "\n", "\v", "\f", "\r"}) {
+            const Number number(blank + sign + digits, 10);
+            ASSERT_TRUE(number.isValid()) << sign << digits;
+            EXPECT_EQ(number.value(), value) << sign << digits;
+            EXPECT_EQ(number.isSigned(), sign != "") << sign << digits;
+            EXPECT_EQ(number.isNegative(), sign == "-") << sign << digits;
         }
-        const std::string expected =
-            "CNumberConversion::value: Cannot deserialize number from text. (Value '" +
-            std::string(each.text) + "' is not a valid number.)";
-        EXPECT_EQ(number_failure_of([&] { (void)number.value(); }), expected);
-        EXPECT_EQ(number_failure_of([&] { (void)number.isSigned(); }), expected);
-        EXPECT_EQ(number_failure_of([&] { (void)number.isNegative(); }), expected);
+    }
+    for (const std::string text :
+         {"+18446744073709551615", "-9223372036854775809", "", "  ", "+", "--5", "5x"}) {
+        const Number number(text, 10);
+        EXPECT_FALSE(number.isValid()) << text;
+        for (const std::function<void()>& ask : {std::function<void()>([&] { (void)number.value(); }),
+                                                 {[&] { (void)number.isSigned(); }},
+                                                 {[&] { (void)number.isNegative(); }}})
+            EXPECT_EQ(number_failure_of(ask),
+                      "CNumberConversion::value: Cannot deserialize number from text. (Value '" + text +
+                          "' is not a valid number.)");
     }
 }
 
@@ -217,21 +191,10 @@ TEST(Number, IgnoresTheLocale) {
 
 TEST(Number, IsWrittenInItsForm) {
     const std::pair<std::string, const char*> cases[] = {
-        {Number::toString(static_cast<signed char>(-128)), "-128"},
-        {Number::toString(static_cast<unsigned char>(255)), "255"},
-        {Number::toString(static_cast<short>(-32768)), "-32768"},
-        {Number::toString(static_cast<unsigned short>(65535)), "65535"},
-        {Number::toString(std::numeric_limits<int>::min()), "-2147483648"},
-        {Number::toString(std::numeric_limits<unsigned int>::max()), "4294967295"},
-        {Number::toString(-2147483647L), "-2147483647"},
-        {Number::toString(4294967295UL), "4294967295"},
         {Number::toString(std::numeric_limits<long long>::min()), "-9223372036854775808"},
         {Number::toString(std::numeric_limits<unsigned long long>::max()), "18446744073709551615"},
-        {Number::toString(0.0), "0"},
-        {Number::toString(0.1), "0.1"},
         {Number::toString(1234567.0), "1.23457e+06"},
         {Number::toString(-1e-5), "-1e-05"},
-        {Number::toString(1e300), "1e+300"},
         {Number::toString(std::numeric_limits<double>::infinity()), "inf"},
         {Number::toString(0.1F), "0.100000"},
         {Number::toString(-std::numeric_limits<float>::max()),
@@ -249,6 +212,9 @@ TEST(ByteOrder, IsThatOfTheNetwork) {
     EXPECT_EQ(bytes(Order::hton(std::uint16_t{0x8102})), "\x81\x02");
     EXPECT_EQ(bytes(Order::hton(std::uint32_t{0x81020304})), "\x81\x02\x03\x04");
     EXPECT_EQ(bytes(Order::hton(std::uint64_t{0x8102030405060708})), "\x81\x02\x03\x04\x05\x06\x07\x08");
+    EXPECT_EQ(bytes(Order::hton(0x8102030405060708ULL)), "\x81\x02\x03\x04\x05\x06\x07\x08");
+    EXPECT_EQ(bytes(Order::ntoh(-2LL)), bytes(Order::hton(static_cast<std::int64_t>(-2L))));
+    EXPECT_EQ(bytes(Order::hton('x')), "x");
     EXPECT_EQ(bytes(Order::hton(std::int16_t{-2})), "\xFF\xFE");
     EXPECT_EQ(bytes(Order::hton(std::int32_t{-2})), "\xFF\xFF\xFF\xFE");
     EXPECT_EQ(bytes(Order::hton(std::int64_t{-2})), "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE");

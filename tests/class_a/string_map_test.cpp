@@ -7,6 +7,7 @@
 #include <functional>
 #include <limits>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "class_a/standard/CNumberConversionException.h"
@@ -22,24 +23,20 @@ Entries entries_of(const CStringMap& map) {
 }
 
 TEST(StringMap, ParsesEntries) {
-    const struct {
-        const char* text;
-        const char* separator;
-        char quote;
-        Entries entries;
-    } cases[] = {{"b=1\n\n \na=2\n", "\n", 0, {{"a", "2"}, {"b", "1"}}},
-                 {nullptr, nullptr, 0, {}},
-                 {"a=b=c", "\n", 0, {{"a", "b=c"}}},
-                 {"flag\n=x", nullptr, 0, {{"", "x"}, {"flag", ""}}},
-                 {" a = 1 \n\tb\t=2", "\n", 0, {{"a", "1"}, {"b", "2"}}},
-                 {"\t a \t=1", "\n", 0, {{" a ", "1"}}},  // blanks go before tabs
-                 {"k=2\nk=1", "\n", 0, {{"k", "2"}, {"k", "1"}}},
-                 {"\"a=1,2\",\" b=3 \"", ",", '"', {{"a", "1,2"}, {"b", "3"}}},
-                 {"a=1,b=2", ",", '"', {{"a", "1,b=2"}}},
-                 {"a=1; b=2;c=3", "; ", 0, {{"a", "1"}, {"b", "2;c=3"}}},
-                 {"a=1", "", 0, {{"a", "1"}}}};
-    for (const auto& each : cases)
-        EXPECT_EQ(entries_of(CStringMap(each.text, each.separator, each.quote)), each.entries) << each.text;
+    const std::tuple<const char*, const char*, char, Entries> cases[] = {
+        {"b=1\n\n \na=2\n", "\n", 0, {{"a", "2"}, {"b", "1"}}},
+        {nullptr, nullptr, 0, {}},
+        {"a=b=c", "\n", 0, {{"a", "b=c"}}},
+        {"flag\n=x", nullptr, 0, {{"", "x"}, {"flag", ""}}},
+        {" a = 1 \n\tb\t=2", "\n", 0, {{"a", "1"}, {"b", "2"}}},
+        {"\t a \t=1", "\n", 0, {{" a ", "1"}}},  // blanks go before tabs
+        {"k=2\nk=1", "\n", 0, {{"k", "2"}, {"k", "1"}}},
+        {"\"a=1,2\",\" b=3 \"", ",", '"', {{"a", "1,2"}, {"b", "3"}}},
+        {"a=1,b=2", ",", '"', {{"a", "1,b=2"}}},
+        {"a=1; b=2;c=3", "; ", 0, {{"a", "1"}, {"b", "2;c=3"}}},
+        {"a=1", "", 0, {{"a", "1"}}}};
+    for (const auto& [text, separator, quote, entries] : cases)
+        EXPECT_EQ(entries_of(CStringMap(text, separator, quote)), entries) << text;
     CStringMap map("a=1");
     EXPECT_TRUE(map.set(std::string("b=2\nc\0d=3", 9)));
     EXPECT_EQ(map.serialize(), "a=1\nb=2\nc=\n");
@@ -104,6 +101,10 @@ TEST(StringMap, OrdersKeys) {
         EXPECT_EQ(less("B", "a"), caseSensitive);
         EXPECT_EQ(less("\xE4", "a"), !caseSensitive);
         EXPECT_TRUE(less("a", "aB") && !less("aB", "a"));
+        // Without case what follows a zero byte counts by its length only.
+        const std::string b("a\0b", 3), c("a\0c", 3), longer("a\0bc", 4);
+        EXPECT_EQ(less(b, c), caseSensitive);
+        EXPECT_TRUE(!less(c, b) && less("a", b) && !less(b, "a") && less(b, longer) && !less(longer, b));
     }
 }
 
@@ -154,6 +155,36 @@ TEST(StringMap, ReadsNumbers) {
         EXPECT_THROW(run(), ksl::CNumberConversionException);
 }
 
+template <class Value>
+concept Writes = requires(CStringMap map, Value value) {
+    map.setBool("key", value);
+};
+template <class Value>
+concept Sets = requires(CStringMap map, Value value) {
+    map.set("key", value);
+};
+template <class Value>
+concept Reads = requires(CStringMap map, Value value) {
+    map.getBool("key", value);
+};
+
+TEST(StringMap, RefusesWhatWouldBeTakenForSomethingElse) {
+    static_assert(Writes<bool> && Writes<int> && !Writes<const char*> && !Writes<char*>);
+    static_assert(Sets<const char*> && !Sets<std::nullptr_t>);
+    static_assert(Reads<bool> && Reads<int> && !Reads<const char*> && !Reads<char*>);
+    static_assert(std::is_constructible_v<CStringMap, const char*, const char*, char>);
+    static_assert(!std::is_constructible_v<CStringMap, const char*, const char*, bool>);
+    static_assert(!std::is_constructible_v<CStringMap, std::string, const char*, bool>);
+    static_assert(!std::is_constructible_v<CStringMap, std::string, const char*, bool, bool>);
+    CStringMap map("a=1;b=2", ";", 0);
+    map.setBool("v", 0);
+    EXPECT_FALSE(map.getBool("v", 0));
+    // A fallback that is gone after the call isn't given out by reference.
+    static_assert(!std::is_reference_v<decltype(map.get(std::string(), "x"))>);
+    static_assert(!std::is_reference_v<decltype(map.get("x", std::string()))>);
+    EXPECT_EQ(map.get(std::string("x"), "none") + map.get("a", std::string("none")), "none1");
+}
+
 TEST(StringMap, ReadsFlagsFractionsAndDurations) {
     const CStringMap map("a=true\nb=TRUE\nc=True\nd=tRUE\ne=1\nf=yes\ng=\nh= 2.5x\ni=x\nj=-1e2");
     for (const char* const key : {"a", "b", "c"})
@@ -162,7 +193,12 @@ TEST(StringMap, ReadsFlagsFractionsAndDurations) {
         EXPECT_FALSE(map.getBool(key) || map.getBool(key, true)) << key;
     EXPECT_TRUE(map.getBool("absent", true) && !map.getBool("absent"));
     EXPECT_TRUE(map.getFloat("h", 1) == 2.5F && map.getFloat("i", 1) == 0 && map.getFloat("j", 1) == -100);
-    EXPECT_TRUE(map.getDouble("h", 1) == 2.5 && map.getDouble("i", 1) == 1 && map.getDouble("j", 1) == -100);
+    EXPECT_TRUE(map.getDouble("h", 1) == 2.5 && std::isinf(CStringMap("d=-infx").getDouble("d", 77)));
+    const std::pair<const char*, int> doubles[] = {{"2x", 2},    {"x", 77},         {"1e2", 100}, {"0x", 77},
+                                                   {"-0Xg", 77}, {"0x1", 1},        {"00x", 0},   {"10x", 10},
+                                                   {"infi", 77}, {" +INFINIT", 77}, {"0xfi", 15}};
+    for (const auto& [text, expected] : doubles)
+        EXPECT_EQ(CStringMap("d=" + std::string(text)).getDouble("d", 77), expected) << text;
 
     const std::pair<const char*, unsigned long> durations[] = {
         {"5", 5000000}, {"5s", 5000000}, {"5ms", 5000},    {"5us", 5},
@@ -206,12 +242,16 @@ TEST(StringMap, Expands) {
                                                          {"50% of %none% %nam", "50% of %none% %nam"},
                                                          {"%loop%", "<%loop%>"},
                                                          {"%a%", "11"},
-                                                         {"100%%", "100%%"},
-                                                         {"", ""},
                                                          {"%%name%", "%x"}};
     for (const auto& [text, expected] : texts)
         EXPECT_EQ(map.expand(text), expected) << text;
     EXPECT_EQ(CStringMap("=100\nx=1").expand("%%x%%%"), "100x100%");
+    // What a replacement brings about together with the text around it is replaced as well.
+    EXPECT_EQ(CStringMap("name=").expand("%na%name%me%|%%name%name%"), "|");
+    EXPECT_EQ(CStringMap("ab=b").expand("%a%ab%%%ab%"), "bb");
+    EXPECT_EQ(CStringMap("ab=b%a").expand("%ab%%ab%"), "bb%aa");
+    EXPECT_EQ(CStringMap("name=me%").expand("%na%name%"), "me%");
+    EXPECT_EQ(CStringMap("a=a%%").expand("%a%%a%"), "a%%a%%");  // and there is an end
 }
 
 TEST(StringMap, AsksADerivedClassForMissingValues) {

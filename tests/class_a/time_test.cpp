@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "class_a/failure.h"
@@ -57,29 +58,18 @@ TEST(Time, ComputesModuloTwoToThe64) {
 }
 
 TEST(Time, PrintsDates) {
-    const struct {
-        const char* zone;
-        std::int64_t time;
-        const char* text;
-    } dates[] = {{"UTC", kSample, "Wed Jan 02 02:03:55 1980"},
-                 {"UTC", -1, "Wed Dec 31 23:59:59 1969"},
-                 {"UTC", 2147483648, "Tue Jan 19 03:14:08 2038"},
-                 {"UTC", -62167219200, "Sat Jan 01 00:00:00 0"},
-                 {"UTC", 253402300800, "Sat Jan 01 00:00:00 10000"},
-                 {"America/New_York", 1615705199, "Sun Mar 14 01:59:59 2021"},
-                 {"America/New_York", 1615705200, "Sun Mar 14 03:00:00 2021"},
-                 {"America/New_York", 1636268399, "Sun Nov 07 01:59:59 2021"},
-                 {"America/New_York", 1636275600, "Sun Nov 07 04:00:00 2021"},
-                 {"America/New_York", -2717650800, "Sun Nov 18 12:00:00 1883"},
-                 {"America/New_York", 3000000000, "Sat Jan 24 00:20:00 2065"},
-                 {"Australia/Lord_Howe", 1617461999, "Sun Apr 04 01:59:59 2021"},
-                 {"Australia/Lord_Howe", 1617462000, "Sun Apr 04 01:30:00 2021"},
-                 {"Australia/Lord_Howe", 1633188600, "Sun Oct 03 02:30:00 2021"}};
-    for (const auto& date : dates) {
-        setenv("TZ", date.zone, 1);
-        EXPECT_EQ(CTimeT(date.time).date(true), date.text);
-        EXPECT_EQ(CTimeT(date.time).formattedLocal("%a %b %d %H:%M:%S"),
-                  CTimeT(date.time).dateLocal().substr(0, 19));
+    const std::tuple<const char*, std::int64_t, const char*> dates[] = {
+        {"UTC", kSample, "Wed Jan 02 02:03:55 1980"},
+        {"UTC", -1, "Wed Dec 31 23:59:59 1969"},
+        {"UTC", 2147483648, "Tue Jan 19 03:14:08 2038"},
+        {"UTC", -62167219200, "Sat Jan 01 00:00:00 0"},
+        {"UTC", 253402300800, "Sat Jan 01 00:00:00 10000"},
+        {"America/New_York", -2717650800, "Sun Nov 18 12:00:00 1883"},
+        {"America/New_York", 3000000000, "Sat Jan 24 00:20:00 2065"}};
+    for (const auto& [zone, time, text] : dates) {
+        setenv("TZ", zone, 1);
+        EXPECT_EQ(CTimeT(time).date(true), text);
+        EXPECT_EQ(CTimeT(time).formattedLocal("%a %b %d %H:%M:%S"), CTimeT(time).dateLocal().substr(0, 19));
     }
     ksl::CStringMap parts("stale=1");
     CTimeT(kSample).datePartsUTC(parts);
@@ -138,7 +128,28 @@ TEST(Time, ReadsDates) {
     }
 }
 
-// Printing and reading are inverse for UTC. A local date may name two moments, which print alike.
+// Whatever was read before: the first of two moments, and by the offset from before a gap.
+TEST(Time, ReadsDatesWhereTheClockChanges) {
+    const std::tuple<const char*, const char*, std::int64_t, const char*> dates[] = {
+        {"America/New_York", "Mar 14 02:30:00 2021", 1615707000, "Sun Mar 14 03:30:00 2021"},
+        {"America/New_York", "Mar 14 01:59:59 2021", 1615705199, "Sun Mar 14 01:59:59 2021"},
+        {"America/New_York", "Nov 07 01:30:00 2021", 1636263000, "Sun Nov 07 01:30:00 2021"},
+        {"America/New_York", "Nov 07 02:00:00 2021", 1636268400, "Sun Nov 07 02:00:00 2021"},
+        {"Australia/Lord_Howe", "Apr 04 01:45:00 2021", 1617461100, "Sun Apr 04 01:45:00 2021"},
+        {"Australia/Lord_Howe", "Oct 03 02:15:00 2021", 1633189500, "Sun Oct 03 02:45:00 2021"},
+        {"Pacific/Apia", "Dec 30 12:00:00 2011", 1325282400, "Sat Dec 31 12:00:00 2011"}};
+    for (const auto& [zone, text, expected, printed] : dates) {
+        setenv("TZ", zone, 1);
+        for (const char* const before : {"Jan 2 2021", "Jul 2 2021"}) {
+            CTimeT time;
+            EXPECT_TRUE(time.parseDateLocal(before) && time.parseDateLocal(text));
+            EXPECT_EQ(time, expected) << text;
+            EXPECT_EQ(time.dateLocal(), printed);
+        }
+    }
+}
+
+// Printing and reading are inverse for UTC. A local date may name two moments, of which the first is read.
 TEST(Time, ReadsWhatItPrints) {
     std::mt19937_64 random(2);
     for (int i = 0; i < 8000; ++i) {
@@ -152,6 +163,7 @@ TEST(Time, ReadsWhatItPrints) {
         const std::string local = CTimeT(time).dateLocal();
         ASSERT_TRUE(read.parseDateLocal(local));
         ASSERT_EQ(read.dateLocal(), local);
+        ASSERT_LE(read, time);
 
         const auto length = static_cast<std::int32_t>(time);
         ASSERT_TRUE(read.parseDuration(CTimeT(length).durationString()));
@@ -160,29 +172,28 @@ TEST(Time, ReadsWhatItPrints) {
 }
 
 TEST(Time, ReadsDurations) {
-    const std::pair<const char*, std::int64_t> durations[] = {
-        {"90", 90},
-        {"1:30", 90},
-        {"1:0:0", 3600},
-        {"5:", 300},
-        {":5", 5},
-        {":", 0},
-        {"1:-1", 59},
-        {"x", 0},
-        {"7:1:2:3:4:5:6", 31536000 + 2 * 2592000 + 3 * 86400 + 4 * 3600 + 5 * 60 + 6},
-        {"12x:3", 723},
-        {"infinite", -1},
-        {"INFINITY", -1},
-        {"2147483647", 2147483647},
-        {"-2147483648", -2147483648},
-        {"2147483647:1", -59},
-        {"100:0:0:0:0:0", -1141367296}};
+    const std::pair<const char*, std::int64_t> durations[] = {{"90", 90},
+                                                              {"1:30", 90},
+                                                              {"1:0:0", 3600},
+                                                              {"5:", 300},
+                                                              {":5", 5},
+                                                              {":", 0},
+                                                              {"1:-1", 59},
+                                                              {"x", 0},
+                                                              {"7:1:2:3:4:5:6", 36993906},
+                                                              {"12x:3", 723},
+                                                              {"infinite", -1},
+                                                              {"INFINITY", -1},
+                                                              {"2147483647", 2147483647},
+                                                              {"-2147483648", -2147483648},
+                                                              {"2147483647:1", -59},
+                                                              {"100:0:0:0:0:0", -1141367296}};
     for (const auto& [text, expected] : durations) {
         CTimeT time(77);
         EXPECT_TRUE(time.parseDuration(text)) << text;
         EXPECT_EQ(time, expected) << text;
     }
-    // What stood behind the field that doesn't fit is added up.
+    // The fields after the one that doesn't fit are added up.
     const std::pair<const char*, std::int64_t> refused[] = {
         {"", 0}, {"2147483648", 0}, {"-2147483649:07", 7}, {"99999999999999999999:1:1", 61}};
     for (const auto& [text, expected] : refused) {

@@ -16,7 +16,7 @@
 namespace ksl {
 
 // A list of typed values that become text only when they are asked for. At most `MaxArgs` of them lie one
-// behind the other in `BufferSize` bytes inside the object; a string of more than `MaxInlineString` bytes,
+// after the other in `BufferSize` bytes inside the object. A string of more than `MaxInlineString` bytes,
 // terminator included, lies on the heap and takes the 8 bytes of its record there. So numbers and short
 // strings cost no allocation.
 //

@@ -10,7 +10,7 @@ namespace {
 
 constexpr long kByte = 8;
 
-// The bits of a shift that make a difference: behind the last one the block is all zeros.
+// The bits of a shift that make a difference: after the last one the block is all zeros.
 long useful_bits(std::size_t length, long bits) {
     const auto passes = static_cast<unsigned long>(bits) / kByte;
     return passes < length ? bits : static_cast<long>(length) * kByte;

@@ -72,7 +72,7 @@ class CBuffer {
         _size = count;
     }
 
-    // Copies `count` elements behind the last one. `source` may lie in this buffer.
+    // Copies `count` elements to the end. `source` may lie in this buffer.
     void append(const T* source, std::size_t count) {
         const std::unique_ptr<T[]> replaced = _grow(_sizeWith(count));
         std::copy_n(source, count, _data + _size);
@@ -87,7 +87,7 @@ class CBuffer {
 
     void push_back(T value) { append(std::move(value), 1); }
 
-    // Puts `value` in front of the element at `index`, which the caller keeps at or below `size()`.
+    // Puts `value` before the element at `index`, which the caller keeps at or below `size()`.
     void insert(std::size_t index, T value) {
         _grow(_sizeWith(1));
         if (index < _size) std::copy_backward(_data + index, _data + _size, _data + _size + 1);
@@ -100,7 +100,7 @@ class CBuffer {
         if (_size != 0) --_size;
     }
 
-    // Empties the buffer and wipes its whole storage, also what lies behind the elements in use.
+    // Empties the buffer and wipes its whole storage, also what lies after the elements in use.
     void clear() {
         std::fill_n(_data, _capacity, T());
         _size = 0;

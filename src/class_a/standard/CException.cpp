@@ -3,6 +3,7 @@
 #include <array>
 #include <ctime>
 #include <new>
+#include <string_view>
 
 #include "class_a/standard/detail/system_error.h"
 #include "class_a/standard/ksl_text.h"
@@ -75,7 +76,11 @@ CException& CException::operator=(const CException& other) {
 CException::~CException() = default;
 
 CException* CException::clone() const {
-    return new (std::nothrow) CException(*this);
+    try {
+        return new CException(*this);
+    } catch (const std::bad_alloc&) {
+        return nullptr;  // whichever part of the copy there was no memory for
+    }
 }
 
 void CException::className(const char* name) {
@@ -90,7 +95,7 @@ void CException::function(const char* name) {
     _function = text_or_empty(name);
 }
 
-const CMessage& CException::reason() {
+const CMessage& CException::reason() const {
     if (_reason.format().empty() && _code != 0) _reason.format(systemText(_code));
     return _reason;
 }
@@ -99,7 +104,7 @@ std::string CException::location() const {
     return _className + ", " + _file + ", " + std::to_string(_line);
 }
 
-std::string CException::text() {
+std::string CException::text() const {
     return _render(_message, reason());
 }
 
@@ -112,8 +117,9 @@ std::string CException::_render(CMessage message, CMessage reason) {
 
 int CException::severityMask(std::string text) {
     int mask = 0;
+    std::string_view rest = text;
     std::string token;
-    while (next_token(text, ',', token, 0)) {
+    while (next_token(rest, ',', token, 0)) {
         trim_left(token, ' ', 0);
         trim_right(token, ' ', 0);
         const int bits = severity_bits(token);

@@ -60,17 +60,17 @@ class CException {
     std::int64_t time() const { return _time; }     // of construction, in seconds since the epoch
 
     // The reason; if none was given and there is a code, the system's text of that code, kept from then on.
-    const CMessage& reason();
+    const CMessage& reason() const;
 
     // Class name, file and line, joined by ", ".
     std::string location() const;
 
     // Message and reason in one line: "Cannot parse severity mask 'x'. (Invalid value.)"
-    std::string text();
+    std::string text() const;
 
     // The same in the words of `locale`, as far as the store has them. A text of the system stays as it is,
     // and a null store gives what `text()` gives.
-    std::string text(CMessageStore* store, const std::string& locale);
+    std::string text(const CMessageStore* store, const std::string& locale) const;
 
     // A list such as "error, warning" as a mask; "*" and "all" set every bit. Throws a CException for another
     // word.
@@ -90,7 +90,7 @@ class CException {
     int _line = 0;
     std::string _file;
     CMessage _message;
-    CMessage _reason;
+    mutable CMessage _reason;  // filled in by `reason`
     std::string _domain;
     std::string _function;
     int _code = 0;

@@ -20,8 +20,8 @@ class CExceptionSink {
     // Passes on what a sink holds back. The library never calls it; a sink that holds nothing back leaves it.
     virtual void flush();
 
-    // Takes an exception, on the thread that reports it; the pointer is empty if there was no memory for the
-    // copy. Whoever keeps the pointer keeps the exception.
+    // Takes an exception, on the thread that reports it. Whoever keeps the pointer keeps the exception. If
+    // there was no memory for the copy, the pointer is `empty`, and its operators throw.
     virtual void handle(CExceptionPtr exception) = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "class_a/standard/CFileReader.h"
 
 #include <fstream>
+#include <string_view>
 
 #include "class_a/standard/detail/system_error.h"
 #include "class_a/standard/detail/system_files.h"
@@ -16,6 +17,20 @@ static std::string full_path(std::string directory, std::string file) {
     if (file.size() > 1 && ksl::contains_char(file.front(), "/\\")) return file;
     ksl::trim_left_any(file, "\\/");
     return directory + ksl::path_separator() + file;
+}
+
+// The mark of UTF-8, which editors put at the front of a file, is no part of its first line.
+static void skip_byte_order_mark(std::istream& in) {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    std::size_t matched = 0;
+    while (matched < mark.size() && in.peek() == static_cast<unsigned char>(mark[matched])) {
+        in.get();
+        ++matched;
+    }
+    in.clear(in.rdstate() & std::ios::badbit);  // a file may end within the mark, or be empty
+    if (matched == mark.size()) return;
+    for (; matched != 0; --matched)
+        in.unget();
 }
 
 CFileReader::~CFileReader() = default;
@@ -44,7 +59,8 @@ void CFileReader::execute(std::string directory, std::string file) {
 void CFileReader::_readAll(std::istream& in) {
     unsigned long line = 0;
     std::string record;
-    while (in.good()) {
+    skip_byte_order_mark(in);
+    do {
         line += _readRecord(in, record);
         if (in.bad()) {
             const int code = ksl::last_system_error();
@@ -52,8 +68,7 @@ void CFileReader::_readAll(std::istream& in) {
                             CMessage(), code);
         }
         if (!record.empty()) _processRecord(record, line);
-        if (_stop) break;
-    }
+    } while (in.good() && !_stop);
 }
 
 void CFileReader::_begin() {}

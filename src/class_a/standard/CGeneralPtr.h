@@ -154,19 +154,17 @@ class CGeneralPtr : public OwnerPolicy<T>,
           _pointee(other._pointee) {
         if (_pointee != nullptr) this->incRef();
     }
+    // `other` may be this pointer, or a part of what this one holds, as in `head = head->next`.
     CGeneralPtr& operator=(const CGeneralPtr& other) {
-        // The new count is taken first: the two may be one, or share a pointee.
-        if (other._pointee != nullptr) other.incRef();
-        _release();
-        OwnerPolicy<T>::operator=(other);
-        MethodLockPolicy<T>::operator=(other);
-        ObjectLockPolicy<T>::operator=(other);
-        CopyPolicy<T>::operator=(other);
-        _pointee = other._pointee;
+        CGeneralPtr taken(other);
+        _swap(taken);  // what this pointer held goes with `taken`, when all is in place
         return *this;
     }
 
     virtual ~CGeneralPtr() { _release(); }
+
+    // True if there is no pointee.
+    bool empty() const { return _pointee == nullptr; }
 
     // All four throw a CException if there is no pointee.
     virtual MethodProxy operator*() { return _dereference(typeid(this).name(), "CGeneralPtr::operator*"); }
@@ -182,6 +180,14 @@ class CGeneralPtr : public OwnerPolicy<T>,
     MethodProxy _dereference(const char* className, const char* function) const {
         if (_pointee == nullptr) throw_null_pointee(className, function, this);
         return this->proxy();
+    }
+
+    void _swap(CGeneralPtr& other) {
+        std::swap(static_cast<OwnerPolicy<T>&>(*this), static_cast<OwnerPolicy<T>&>(other));
+        std::swap(static_cast<MethodLockPolicy<T>&>(*this), static_cast<MethodLockPolicy<T>&>(other));
+        std::swap(static_cast<ObjectLockPolicy<T>&>(*this), static_cast<ObjectLockPolicy<T>&>(other));
+        std::swap(static_cast<CopyPolicy<T>&>(*this), static_cast<CopyPolicy<T>&>(other));
+        std::swap(_pointee, other._pointee);
     }
 
     void _release() {

@@ -41,7 +41,7 @@ class CHexStore : public CObject {
     // Reads pairs of digits of either case, up to the first zero byte of the text. Between two pairs as many
     // characters as the separator has are skipped, whatever they are; they may also end the text. Returns
     // true; throws a `CException` at a character that is no digit, and keeps the bytes read so far. A null
-    // text is as good as an empty one.
+    // text counts as an empty one.
     bool set(const std::string& text) override;
     // The bytes in upper case pairs, with the separator between two of them.
     std::string string() const override;
@@ -58,8 +58,8 @@ class CHexStore : public CObject {
     void push_back(unsigned char value) { _buffer.push_back(value); }
     void pop_back() { _buffer.pop_back(); }
     void clear() { _buffer.clear(); }
-    // Inserts at the iterator's index: that is the front for `end()` itself, which belongs to no store, and
-    // behind the last byte for an iterator that was stepped to the end.
+    // Inserts at the iterator's index. That is the front for `end()` itself, which belongs to no store, and
+    // the place after the last byte for an iterator that was stepped to the end.
     void insert(CBufferIterator<unsigned char, 64> position, unsigned char value);
 
     std::size_t size() const { return _buffer.size(); }

@@ -202,8 +202,9 @@ CIPAddress& CIPAddress::operator+=(const CIPAddress& other) {
     if (_type != other._type)
         throw_exception(KSL_SITE("CIPAddress::operator+="), CMessage("Illegal operation."),
                         CMessage("Type mismatch between ip addresses."));
+    unsigned char* const bytes = _raw();
     const CIPAddress addend(other);
-    add_bytes(_raw(), addend.raw_addr(), size());
+    add_bytes(bytes, addend.raw_addr(), size());
     return *this;
 }
 
@@ -211,35 +212,36 @@ CIPAddress& CIPAddress::operator-=(const CIPAddress& other) {
     if (_type != other._type)
         throw_exception(KSL_SITE("CIPAddress::operator-="), CMessage("Illegal operation."),
                         CMessage("Type mismatch between ip addresses."));
+    raw_addr();  // as in createPrefix
     CIPAddress complement(other);
     ~complement;
     return *this += ++complement;
 }
 
 CIPAddress CIPAddress::createPrefix(unsigned bits) const {
-    CIPAddress prefix(*this);
     const unsigned total = static_cast<unsigned>(size()) * 8;
     if (bits > total)
         throw_exception(KSL_SITE("CIPAddress::createPrefix"),
                         CMessage("Cannot create prefix from ip address."),
                         CMessage("Address contains less than %1 bits.") << bits);
+    raw_addr();  // there must be an address, and the failure names this object
     const long dropped = static_cast<long>(total - bits);
+    CIPAddress prefix(*this);
     prefix >>= dropped;
     prefix <<= dropped;
     return prefix;
 }
 
 int CIPAddress::prefixLenFromMask(const CIPAddress& mask) {
-    const auto refuse = [] {
-        throw_exception(KSL_STATIC_SITE("CIPAddress::prefixLenFromMask"),
-                        CMessage("Cannot calculate prefix length from subnet mask."),
+    const auto refuse = [](const CThrowSite& site) {
+        throw_exception(site, CMessage("Cannot calculate prefix length from subnet mask."),
                         CMessage("Subnet mask is invalid."));
     };
     const Category category = mask.category();
-    if (category == broadcast || category == any) refuse();
+    if (category == broadcast || category == any) refuse(KSL_STATIC_SITE("CIPAddress::prefixLenFromMask"));
     const auto bits = static_cast<std::uint32_t>(number_of_bytes(mask.raw_addr(), 4));
     const int ones = std::popcount(bits);
-    if (ones != std::countl_one(bits)) refuse();
+    if (ones != std::countl_one(bits)) refuse(KSL_STATIC_SITE("CIPAddress::prefixLenFromMask"));
     return ones;
 }
 

@@ -11,8 +11,8 @@ namespace ksl {
 
 // One IPv4 address, one IPv6 address, or no address at all.
 //
-// Addresses stand in network byte order: byte 0 is the most significant one for every operation here, and
-// arithmetic takes the address as one big number that wraps at its 32 or 128 bits.
+// Addresses are in network byte order: byte 0 is the most significant one for every operation here.
+// Arithmetic takes the address as one big number that wraps at its 32 or 128 bits.
 //
 // Failures are thrown as `CException`. Unless said otherwise they leave the object as it was. An object may
 // be read by several threads at once; its owner serialises writing.
@@ -37,9 +37,9 @@ class CIPAddress : public CObject {
     CIPAddress(in_addr address);
     CIPAddress(in6_addr address);
     // `value` lies in memory as the four bytes of the address, so it is in network byte order. For `ipv6` it
-    // becomes the last four bytes behind twelve zeros; for `unknown` it is dropped.
+    // becomes the last four bytes after twelve zeros; for `unknown` it is dropped.
     CIPAddress(std::uint32_t value, Type type);
-    // See `set(text)`; a null text is as good as an empty one.
+    // See `set(text)`; a null text counts as an empty one.
     CIPAddress(const char* text);
     CIPAddress(std::string text);
 
@@ -47,9 +47,9 @@ class CIPAddress : public CObject {
     CIPAddress& operator=(in6_addr address);
     CIPAddress& operator=(const char* text);
 
-    // Reads text of either family, up to its first zero byte: with a colon it is IPv6 by the platform's
-    // grammar, without one four decimal parts of 1 to 3 digits, in which leading zeros mean nothing. Refused
-    // text throws and leaves the object `unknown`.
+    // Reads text of either family, up to its first zero byte. With a colon it is IPv6 by the platform's
+    // grammar. Without one it is four decimal parts of 1 to 3 digits, in which leading zeros mean nothing.
+    // Refused text throws and leaves the object `unknown`.
     bool set(const std::string& text) override;
     // The platform's standard text. Throws when `unknown`, as does `fat_string`.
     std::string string() const override;
@@ -91,8 +91,8 @@ class CIPAddress : public CObject {
     CIPAddress operator++(int);
     CIPAddress operator--(int);
 
-    // Bit by bit. That both operands have the same kind is the caller's duty; with different ones the bytes
-    // that the shorter address lacks leave those of the left operand as they are.
+    // Bit by bit. That both operands have the same kind is the caller's duty. Bytes that only one of the
+    // addresses has stay as they are.
 
     CIPAddress& operator|=(const CIPAddress& other);
     CIPAddress& operator&=(const CIPAddress& other);

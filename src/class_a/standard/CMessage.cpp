@@ -1,5 +1,7 @@
 #include "class_a/standard/CMessage.h"
 
+#include <utility>
+
 namespace ksl {
 
 template class CArgBuffer<100, 1024, 200>;
@@ -40,7 +42,26 @@ CMessage& CMessage::operator<<(unsigned int value) {
     return *this;
 }
 
-const std::string& CMessage::text() {
+CMessage& CMessage::operator<<(long long value) {
+    if (std::in_range<long>(value)) return *this << static_cast<long>(value);
+    return *this << decimal_text(value);
+}
+
+CMessage& CMessage::operator<<(unsigned long long value) {
+    if (std::in_range<unsigned long>(value)) return *this << static_cast<unsigned long>(value);
+    return *this << decimal_text(value);
+}
+
+CMessage& CMessage::operator<<(double value) {
+    _args.pushd(value);
+    return *this;
+}
+
+CMessage& CMessage::operator<<(char value) {
+    return *this << std::string(1, value);
+}
+
+const std::string& CMessage::text() const {
     _text = _format;
     for (unsigned long i = 0; i < _args.size(); ++i) {
         std::string placeholder(1, '%');

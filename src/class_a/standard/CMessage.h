@@ -9,7 +9,7 @@ namespace ksl {
 extern template class CArgBuffer<100, 1024, 200>;
 
 // A text with numbered placeholders (%1, %2, ...) and the values that fill them. The values stay binary until
-// `text` renders them, so a message that nobody reads costs no conversion.
+// `text` renders them, so a message that is never read costs no conversion.
 //
 // One message belongs to one thread at a time: even `text` writes to it.
 class CMessage {
@@ -28,11 +28,20 @@ class CMessage {
     CMessage& operator<<(unsigned long value);
     CMessage& operator<<(int value);
     CMessage& operator<<(unsigned int value);
+    CMessage& operator<<(long long value);
+    CMessage& operator<<(unsigned long long value);
+    CMessage& operator<<(double value);  // as "%g"
+    CMessage& operator<<(char value);    // the character itself; for its number, cast it
+    // These would be shown as numbers.
+    CMessage& operator<<(wchar_t) = delete;
+    CMessage& operator<<(char8_t) = delete;
+    CMessage& operator<<(char16_t) = delete;
+    CMessage& operator<<(char32_t) = delete;
 
     // Fills the placeholders in the order of their numbers, each over the whole text, values put in earlier
     // included. A placeholder without a value stays. The reference holds until the next call or the end of
     // the message.
-    const std::string& text();
+    const std::string& text() const;
 
     const std::string& format() const { return _format; }
     void format(const std::string& format) { _format = format; }
@@ -45,7 +54,7 @@ class CMessage {
 
   private:
     CArgBuffer<100, 1024, 200> _args;
-    std::string _text;
+    mutable std::string _text;  // as `text` rendered it last
     std::string _format;
     int _id = -1;
     std::string _domain;

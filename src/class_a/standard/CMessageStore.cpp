@@ -1,5 +1,7 @@
 #include "class_a/standard/CMessageStore.h"
 
+#include <string_view>
+
 #include "class_a/standard/CStringMap.h"
 #include "class_a/standard/ksl_text.h"
 #include "class_a/standard/ksl_throw.h"
@@ -26,8 +28,9 @@ CMessageStore::CMessageStore() = default;
 CMessageStore::~CMessageStore() = default;
 
 void CMessageStore::setLocales(std::string list) {
+    std::string_view rest = list;
     std::string locale;
-    for (bool first = true; next_token(list, ',', locale, 0); first = false) {
+    for (bool first = true; next_token(rest, ',', locale, 0); first = false) {
         trim_right_any(locale, " \t");
         trim_left_any(locale, " \t");
         _locales.insert(locale);

@@ -24,10 +24,10 @@ class CMessageRecord {
 };
 
 // Translations of message formats, read from message locale files by `execute`. A record of such a file has
-// lines of the form "key = value": "en_US", the format as the code holds it, which every record needs; "id",
-// its number; "description", which is dropped; and the format in other locales under their names. A record
-// without "en_US", or with an "id" that is no number, ends the load with a `CException`; what came before it
-// stays.
+// lines of the form "key = value". Every record needs "en_US", the format as the code holds it. It may have
+// "id", its number, "description", which is dropped, and the format in other locales under their names. A
+// record without "en_US", or with an "id" that is no number, ends the load with a `CException`; what came
+// before it stays.
 //
 // Choose the locales first, then load any number of files, then translate. Several threads may translate at
 // once as long as none loads or chooses locales.

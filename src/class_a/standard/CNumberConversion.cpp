@@ -19,11 +19,11 @@ bool has_minus(const std::string& text) {
     return contains_char('-', text);
 }
 
-void require_whole(const CParsedNumber& parsed, const std::string& text, const char* function) {
+// The site of a failure is that of the operation that was called, not that of the helpers here.
+void require_whole(const CThrowSite& site, const CParsedNumber& parsed, const std::string& text) {
     if (parsed.whole) return;
-    throw_exception<CNumberConversionException>(KSL_STATIC_SITE(function),
-                                                CMessage("Cannot deserialize number '%1' from text.") << text,
-                                                CMessage(), parsed.code);
+    throw_exception<CNumberConversionException>(
+        site, CMessage("Cannot deserialize number '%1' from text.") << text, CMessage(), parsed.code);
 }
 
 [[noreturn]] void refuse(const CThrowSite& site, const CMessage& reason) {
@@ -33,17 +33,17 @@ void require_whole(const CParsedNumber& parsed, const std::string& text, const c
 // The value of a wider operation, for a type whose width is part of its name and so of the message, under
 // which a message store finds its translation.
 template <class Result, class Wide>
-Result narrow_to_width(Wide wide, const std::string& text, const char* function, const char* reason) {
-    if (!std::in_range<Result>(wide)) refuse(KSL_STATIC_SITE(function), CMessage(reason) << text);
+Result narrow_to_width(const CThrowSite& site, Wide wide, const std::string& text, const char* reason) {
+    if (!std::in_range<Result>(wide)) refuse(site, CMessage(reason) << text);
     return static_cast<Result>(wide);
 }
 
 // The same for the types of the language, whose width is a value in the message. `Range` has that width.
 template <class Range, class Wide>
-Range narrow_to_type(Wide wide, const std::string& text, const char* function) {
+Range narrow_to_type(const CThrowSite& site, Wide wide, const std::string& text) {
     if (!std::in_range<Range>(wide)) {
         const int bits = std::numeric_limits<std::make_unsigned_t<Range>>::digits;
-        refuse(KSL_STATIC_SITE(function), CMessage("Value '%1' overflows %2 bits.") << text << bits);
+        refuse(site, CMessage("Value '%1' overflows %2 bits.") << text << bits);
     }
     return static_cast<Range>(wide);
 }
@@ -99,79 +99,84 @@ std::uint64_t CNumberConversion::toUInt64(const std::string& text, int base) {
                                                                    << text);
     }
     std::uint64_t value = 0;
-    require_whole(parse_unsigned(text, base, value), text, "CNumberConversion::toUInt64");
+    require_whole(KSL_STATIC_SITE("CNumberConversion::toUInt64"), parse_unsigned(text, base, value), text);
     return value;
 }
 
 std::int64_t CNumberConversion::toInt64(const std::string& text, int base) {
     std::int64_t value = 0;
-    require_whole(parse_signed(text, base, value), text, "CNumberConversion::toInt64");
+    require_whole(KSL_STATIC_SITE("CNumberConversion::toInt64"), parse_signed(text, base, value), text);
     return value;
 }
 
 long CNumberConversion::toLong(const std::string& text, int base) {
-    return narrow_to_type<std::int32_t>(toInt64(text, base), text, "CNumberConversion::toLong");
+    return narrow_to_type<std::int32_t>(KSL_STATIC_SITE("CNumberConversion::toLong"), toInt64(text, base),
+                                        text);
 }
 
 unsigned long CNumberConversion::toULong(const std::string& text, int base) {
-    return narrow_to_type<std::uint32_t>(toUInt64(text, base), text, "CNumberConversion::toULong");
+    return narrow_to_type<std::uint32_t>(KSL_STATIC_SITE("CNumberConversion::toULong"), toUInt64(text, base),
+                                         text);
 }
 
 int CNumberConversion::toInt(const std::string& text, int base) {
-    return narrow_to_type<int>(toInt64(text, base), text, "CNumberConversion::toInt");
+    return narrow_to_type<int>(KSL_STATIC_SITE("CNumberConversion::toInt"), toInt64(text, base), text);
 }
 
 unsigned int CNumberConversion::toUInt(const std::string& text, int base) {
-    return narrow_to_type<unsigned int>(toUInt64(text, base), text, "CNumberConversion::toUInt");
+    return narrow_to_type<unsigned int>(KSL_STATIC_SITE("CNumberConversion::toUInt"), toUInt64(text, base),
+                                        text);
 }
 
 short CNumberConversion::toShort(const std::string& text, int base) {
-    return narrow_to_type<short>(toInt64(text, base), text, "CNumberConversion::toShort");
+    return narrow_to_type<short>(KSL_STATIC_SITE("CNumberConversion::toShort"), toInt64(text, base), text);
 }
 
 unsigned short CNumberConversion::toUShort(const std::string& text, int base) {
-    return narrow_to_type<unsigned short>(toUInt64(text, base), text, "CNumberConversion::toUShort");
+    return narrow_to_type<unsigned short>(KSL_STATIC_SITE("CNumberConversion::toUShort"),
+                                          toUInt64(text, base), text);
 }
 
 std::int8_t CNumberConversion::toInt8(const std::string& text, int base) {
-    return narrow_to_width<std::int8_t>(toInt64(text, base), text, "CNumberConversion::toInt8", kOverflow8);
+    return narrow_to_width<std::int8_t>(KSL_STATIC_SITE("CNumberConversion::toInt8"), toInt64(text, base),
+                                        text, kOverflow8);
 }
 
 std::uint8_t CNumberConversion::toUInt8(const std::string& text, int base) {
-    return narrow_to_width<std::uint8_t>(toUInt64(text, base), text, "CNumberConversion::toUInt8",
-                                         kOverflow8);
+    return narrow_to_width<std::uint8_t>(KSL_STATIC_SITE("CNumberConversion::toUInt8"), toUInt64(text, base),
+                                         text, kOverflow8);
 }
 
 std::int16_t CNumberConversion::toInt16(const std::string& text, int base) {
-    return narrow_to_width<std::int16_t>(toInt64(text, base), text, "CNumberConversion::toInt16",
-                                         kOverflow16);
+    return narrow_to_width<std::int16_t>(KSL_STATIC_SITE("CNumberConversion::toInt16"), toInt64(text, base),
+                                         text, kOverflow16);
 }
 
 std::uint16_t CNumberConversion::toUInt16(const std::string& text, int base) {
-    return narrow_to_width<std::uint16_t>(toUInt64(text, base), text, "CNumberConversion::toUInt16",
-                                          kOverflow16);
+    return narrow_to_width<std::uint16_t>(KSL_STATIC_SITE("CNumberConversion::toUInt16"),
+                                          toUInt64(text, base), text, kOverflow16);
 }
 
 std::int32_t CNumberConversion::toInt32(const std::string& text, int base) {
-    return narrow_to_width<std::int32_t>(toInt64(text, base), text, "CNumberConversion::toInt32",
-                                         kOverflow32);
+    return narrow_to_width<std::int32_t>(KSL_STATIC_SITE("CNumberConversion::toInt32"), toInt64(text, base),
+                                         text, kOverflow32);
 }
 
 std::uint32_t CNumberConversion::toUInt32(const std::string& text, int base) {
-    return narrow_to_width<std::uint32_t>(toUInt64(text, base), text, "CNumberConversion::toUInt32",
-                                          kOverflow32);
+    return narrow_to_width<std::uint32_t>(KSL_STATIC_SITE("CNumberConversion::toUInt32"),
+                                          toUInt64(text, base), text, kOverflow32);
 }
 
 double CNumberConversion::toDouble(const std::string& text) {
     double value = 0;
-    require_whole(parse_double(text, value), text, "CNumberConversion::toDouble");
+    require_whole(KSL_STATIC_SITE("CNumberConversion::toDouble"), parse_double(text, value), text);
     return value;
 }
 
 float CNumberConversion::toFloat(const std::string& text) {
     static_assert(std::numeric_limits<float>::is_iec559, "a value too large for a float becomes infinite");
     double value = 0;
-    require_whole(parse_double(text, value), text, "CNumberConversion::toFloat");
+    require_whole(KSL_STATIC_SITE("CNumberConversion::toFloat"), parse_double(text, value), text);
     return static_cast<float>(value);
 }
 

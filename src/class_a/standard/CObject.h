@@ -4,7 +4,7 @@
 
 namespace ksl {
 
-// The base of the value classes that have a text form: one pair of operations reads and writes that text, and
+// The base of the value classes that have a text form. One pair of operations reads and writes that text, and
 // a forwarding pair gives it the names under which values are stored.
 class CObject {
   public:
@@ -17,7 +17,7 @@ class CObject {
     virtual std::string className() const;
 
     // Replaces the value by what `text` says. A text that says nothing usable is the derived class's to
-    // refuse, by an exception or by the answer false.
+    // refuse, by an exception or by the result false.
     virtual bool set(const std::string& text) = 0;
 
     // The value as text, in the form that `set` reads.

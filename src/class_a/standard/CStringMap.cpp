@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "class_a/standard/ksl_text.h"
@@ -23,7 +24,7 @@ bool less_string::operator()(const std::string& a, const std::string& b) const {
         const auto right = static_cast<signed char>(upper(b[i]));
         if (left != right) return left < right;
     }
-    // Only behind a zero byte can the lengths of the strings tell what these two don't.
+    // Only what follows a zero byte can make the strings differ in length now.
     return aLength != bLength ? aLength < bLength : a.size() < b.size();
 }
 
@@ -50,15 +51,31 @@ void unwrap(std::string& token, char quote) {
     trim_right(token, ' ', 0);
 }
 
-// Replaces all that stands in `text` before the replacing begins, in one pass.
+// Replaces the first `from`, then the first one of what results, until none is left. A replacement may bring
+// one about that begins in front of it or ends after it, and that one counts too. If `to` isn't the shorter
+// of the two, one that consists of replacements alone stays, or there might be no end.
 std::string with_all_replaced(const std::string& text, const std::string& from, const std::string& to) {
+    if (text.find(from) == std::string::npos) return text;
+    const bool shrinks = to.size() < from.size();
     std::string result;
-    std::size_t done = 0;
-    for (std::size_t found = text.find(from); found != std::string::npos; found = text.find(from, done)) {
-        result.append(text, done, found - done).append(to);
-        done = found + from.size();
+    std::string origins;  // of each character of the result: 't' for the text, 'r' for a replacement
+    std::string pending;  // what is left of replacements, back to front
+    for (std::size_t at = 0; at < text.size() || !pending.empty();) {
+        origins += pending.empty() ? 't' : 'r';
+        if (pending.empty()) {
+            result += text[at++];
+        } else {
+            result += pending.back();
+            pending.pop_back();
+        }
+        if (!result.ends_with(from)) continue;
+        const std::size_t start = result.size() - from.size();
+        if (!shrinks && origins.find('t', start) == std::string::npos) continue;
+        result.resize(start);
+        origins.resize(start);
+        pending.append(to.rbegin(), to.rend());
     }
-    return result.append(text, done);
+    return result;
 }
 
 }  // namespace
@@ -148,16 +165,16 @@ void CStringMap::update(const CStringMap& other) {
 
 bool CStringMap::parse(std::string text) {
     try {
-        _insertEntries(std::move(text));
+        _insertEntries(text);
         return true;
     } catch (...) {
         return false;
     }
 }
 
-void CStringMap::_insertEntries(std::string text) {
+void CStringMap::_insertEntries(std::string_view rest) {
     std::string token;
-    while (next_token(text, _separator.c_str(), token, _quote)) {
+    while (next_token(rest, _separator.c_str(), token, _quote)) {
         unwrap(token, _quote);
         if (token.empty()) continue;
         const std::size_t equals = token.find('=');
@@ -200,7 +217,15 @@ const std::string& CStringMap::get(const std::string& key, const std::string& fa
 }
 
 std::string CStringMap::get(const char* key, const char* fallback) const {
-    return get(std::string(key), text_or_empty(fallback));
+    return get(std::string(key), fallback);
+}
+
+std::string CStringMap::get(const std::string& key, const char* fallback) const {
+    return get(key, text_or_empty(fallback));
+}
+
+std::string CStringMap::get(const std::string& key, std::string&& fallback) const {
+    return get(key, std::as_const(fallback));
 }
 
 std::string& CStringMap::operator[](const std::string& key) {

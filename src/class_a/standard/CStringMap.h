@@ -1,8 +1,12 @@
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 #include "class_a/standard/CObject.h"
 #include "class_a/standard/CTimeT.h"
@@ -35,6 +39,9 @@ class CStringMap : public std::multimap<std::string, std::string, less_string>, 
     CStringMap(const char* text, const char* separator = "\n", char quote = 0, bool ignoreCase = false);
     CStringMap(const std::string& text, const char* separator = "\n", char quote = 0,
                bool ignoreCase = false);
+    // A flag in the place of the quote would be taken for the character 1.
+    template <class Text, std::same_as<bool> Flag>
+    CStringMap(const Text& text, const char* separator, Flag quote, bool ignoreCase = false) = delete;
     CStringMap(const CStringMap& other);
     ~CStringMap() override;
 
@@ -46,18 +53,18 @@ class CStringMap : public std::multimap<std::string, std::string, less_string>, 
 
     // Parses the text up to its first zero byte; what is in the map stays.
     bool set(const std::string& text) override;
-    // `format` with a line feed behind each entry and no quote.
+    // `format` with a line feed after each entry and no quote.
     std::string string() const override;
 
     // The entries in the order of their keys, each between two `quote`, with `separator` between them and,
-    // with `terminate`, behind the last one. An empty separator means the map's own.
+    // with `terminate`, after the last one. An empty separator means the map's own.
     virtual std::string format(std::string separator, bool terminate, const std::string& quote) const;
-    // Replaces `out` by the entries without quotes, each with the map's own separator behind it.
+    // Replaces `out` by the entries without quotes, each with the map's own separator after it.
     virtual void write(std::string& out) const;
     // What an absent key has for a value: an empty text. The reference must hold as long as the map.
     virtual const std::string& missing(const std::string& key) const;
 
-    // Inserts new entries behind those that have the same key. The map may be added to itself.
+    // Inserts new entries after those that have the same key. The map may be added to itself.
     CStringMap& operator+=(const CStringMap& other);  // takes over the other's separator and quote too
     CStringMap operator+(const CStringMap& other) const { return CStringMap(*this) += other; }
     void add(std::string key, std::string value);
@@ -66,16 +73,16 @@ class CStringMap : public std::multimap<std::string, std::string, less_string>, 
     void update(const CStringMap& other);
 
     // Inserts the entries of the text. They are divided by the separator; with a quote character each may
-    // stand between two of it, and then a separator counts only directly behind a quote. Key and value are
+    // stand between two of it, and then a separator counts only directly after a quote. Key and value are
     // divided by the first "="; a text without one is a key with an empty value. Each loses the
-    // blanks at its ends, and then the tabs. False when an entry could not be stored; those in front of it
+    // blanks at its ends, and then the tabs. False when an entry could not be stored; those before it
     // stay.
     bool parse(std::string text);
     std::string separator() const { return _separator; }
 
     // The text with its escape sequences resolved and each "%key%" replaced by the value. Keys come in their
-    // order, each over the whole text, values put in earlier included; a value is not searched for its own
-    // key.
+    // order, each over the whole text, values put in earlier included. A "%key%" that a replacement brings
+    // about with the text around it is replaced too, but one within the key's own value isn't.
     std::string expand(const std::string& text) const;
 
     bool has(const std::string& key) const;
@@ -86,6 +93,9 @@ class CStringMap : public std::multimap<std::string, std::string, less_string>, 
     // The value, or `fallback` when it is empty or absent. The reference may be that of `fallback`.
     const std::string& get(const std::string& key, const std::string& fallback) const;
     std::string get(const char* key, const char* fallback) const;
+    // The same by value, since the fallback may be gone after the call.
+    std::string get(const std::string& key, const char* fallback) const;
+    std::string get(const std::string& key, std::string&& fallback) const;
     // The value; a key that is absent is added with an empty one.
     std::string& operator[](const std::string& key);
 
@@ -118,6 +128,9 @@ class CStringMap : public std::multimap<std::string, std::string, less_string>, 
     // True for "true", "TRUE" and "True", and for no other text. The fallback serves an absent key only.
     bool getBool(const std::string& key) const;
     bool getBool(const std::string& key, bool fallback) const;
+    template <class Text>
+    requires std::is_pointer_v<Text>  // a text isn't a flag
+    bool getBool(const std::string& key, Text fallback) const = delete;
 
     // The number that the text begins with, with a decimal point whatever the locale; the fallback for an
     // empty or absent value. A text that begins with none is 0 as a float and the fallback as a double.
@@ -132,7 +145,11 @@ class CStringMap : public std::multimap<std::string, std::string, less_string>, 
     // Each replaces the value, or adds an entry.
 
     void set(const std::string& key, const std::string& value) { (*this)[key] = value; }
+    void set(const std::string& key, std::nullptr_t) = delete;
     void setBool(const std::string& key, bool value);
+    template <class Text>
+    requires std::is_pointer_v<Text>  // a text isn't a flag
+    void setBool(const std::string& key, Text value) = delete;
     void setShort(const std::string& key, short value);
     void setLong(const std::string& key, long value);
     void setULong(const std::string& key, unsigned long value);
@@ -153,7 +170,7 @@ class CStringMap : public std::multimap<std::string, std::string, less_string>, 
     void setMicroseconds(const std::string& key, unsigned long value);
 
   private:
-    void _insertEntries(std::string text);
+    void _insertEntries(std::string_view rest);
     const_iterator _first(const std::string& key) const;
 
     std::string _separator = "\n";

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "class_a/standard/CStringMap.h"
+#include "class_a/standard/detail/calendar.h"
 #include "class_a/standard/detail/system_time.h"
 #include "class_a/standard/ksl_text.h"
 #include "class_a/standard/ksl_throw.h"
@@ -85,7 +86,6 @@ bool read_date(std::string& text, std::tm& fields) {
         if (!next_word(text, word)) return false;
     }
     fields.tm_year = std::max(number_in(word), std::numeric_limits<int>::min() + 1900) - 1900;
-    fields.tm_isdst = -1;
     return true;
 }
 

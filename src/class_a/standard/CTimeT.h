@@ -15,7 +15,7 @@ class CStringMap;
 //
 // Dates are those that the platform can split into fields; local dates follow the time zone of the process at
 // each call. No operation uses a static buffer: different objects may be used by different threads at once,
-// one object by several as long as nobody changes it.
+// one object by several as long as no thread changes it.
 class CTimeT {
   public:
     CTimeT() = default;
@@ -84,9 +84,12 @@ class CTimeT {
     std::string formattedLocal(const char* format) const;
 
     // Reads what `dateUTC` and `dateLocal` print. The day of the week may be missing and is not compared with
-    // the date; the time may be missing and is then 00:00:00; words count without case; several blanks are as
-    // good as one. False, with the value 0, for text that has no month, day, year or whole time where they
-    // belong. A day, hour or year that is no number counts as 0, and fields out of range carry over.
+    // the date. The time may be missing and is then 00:00:00. Words count without case, several blanks as
+    // one. False, with the value 0, for text that has no month, day, year or whole time where they belong. A
+    // day, hour or year that is no number counts as 0, and fields out of range carry over.
+    //
+    // A local time that the clock shows twice, when it is set back, is the first of the two. One that it
+    // leaves out is read as by the clock from before the change: in a gap from 2:00 to 3:00, 2:30 is 3:30.
     bool parseDateLocal(std::string text);
     bool parseDateUTC(std::string text);
     bool parseDate(bool local, std::string text);
@@ -94,7 +97,7 @@ class CTimeT {
     // Reads "seconds", "minutes:seconds" and so on up to "years:months:days:hours:minutes:seconds", where a
     // month has 30 days and a year 365, and the words "infinite" and "infinity". An empty field counts
     // nothing; each field's seconds wrap at 32 bits. False for an empty text, and for a field that does not
-    // fit 32 bits, with what stood behind that field added up.
+    // fit 32 bits, with the fields after it added up.
     bool parseDuration(std::string text);
 
     // The length of time as "hours:minutes:seconds" without leading zeros, of the low 32 bits of the value;

@@ -30,6 +30,21 @@ bool same_letter(char a, char b) {
     return lower(a) == lower(b);
 }
 
+// Stores the first `size` characters, and drops them and `dropped` more.
+void take_front(std::string_view& text, std::size_t size, std::size_t dropped, std::string& token) {
+    token = text.substr(0, size);
+    text.remove_prefix(size + dropped);
+}
+
+// Takes a token off a string as off a view.
+template <class Separator>
+bool cut_front(std::string& text, Separator separator, std::string& token, char quote) {
+    std::string_view rest = text;
+    const bool found = next_token(rest, separator, token, quote);
+    text.erase(0, text.size() - rest.size());
+    return found;
+}
+
 template <class Iterator>
 unsigned count_front(Iterator first, Iterator last, char c, unsigned limit) {
     unsigned count = 0;
@@ -40,13 +55,31 @@ unsigned count_front(Iterator first, Iterator last, char c, unsigned limit) {
 
 }  // namespace
 
-bool next_token(std::string& text, char separator, std::string& token, char quote) {
+bool next_token(std::string_view& text, char separator, std::string& token, char quote) {
     if (text.empty()) return false;
     const auto end = find_unquoted(text.begin(), text.end(), separator, quote);
-    const bool found = end != text.end();
-    token.assign(text.begin(), end);
-    text.erase(text.begin(), found ? end + 1 : end);
+    const auto size = static_cast<std::size_t>(end - text.begin());
+    take_front(text, size, end == text.end() ? 0 : 1, token);
     return true;
+}
+
+bool next_token(std::string_view& text, const char* separator, std::string& token, char closing) {
+    if (text.empty()) return false;
+    const std::string_view divider = separator == nullptr ? "" : separator;
+    std::size_t at = divider.empty() ? std::string_view::npos : text.find(divider);
+    while (at != std::string_view::npos && closing != 0 && at != 0 && text[at - 1] != closing)
+        at = text.find(divider, at + 1);
+    const bool found = at != std::string_view::npos;
+    take_front(text, found ? at : text.size(), found ? divider.size() : 0, token);
+    return true;
+}
+
+bool next_token(std::string& text, char separator, std::string& token, char quote) {
+    return cut_front(text, separator, token, quote);
+}
+
+bool next_token(std::string& text, const char* separator, std::string& token, char closing) {
+    return cut_front(text, separator, token, closing);
 }
 
 bool last_token(std::string& text, char separator, std::string& token, char quote) {
@@ -58,21 +91,10 @@ bool last_token(std::string& text, char separator, std::string& token, char quot
     return true;
 }
 
-bool next_token(std::string& text, const char* separator, std::string& token, char closing) {
-    if (text.empty()) return false;
-    const std::string divider = separator == nullptr ? "" : separator;
-    std::size_t at = divider.empty() ? std::string::npos : text.find(divider);
-    while (at != std::string::npos && closing != 0 && at != 0 && text[at - 1] != closing) {
-        at = text.find(divider, at + 1);
-    }
-    token = text.substr(0, at);
-    text.erase(0, at == std::string::npos ? at : at + divider.size());
-    return true;
-}
-
 void split(std::string text, std::vector<std::string>& tokens, char separator, char quote) {
+    std::string_view rest = text;
     std::string token;
-    while (next_token(text, separator, token, quote))
+    while (next_token(rest, separator, token, quote))
         tokens.push_back(token);
 }
 
@@ -205,8 +227,7 @@ std::string process_control_chars(const std::string& text) {
                                 CMessage("Cannot process control characters in text '%1'.") << text,
                                 CMessage("Insufficient digits for a hex escape sequence."));
             }
-            // Reading stops at the first character that is no digit, as it always has for data written by
-            // hand.
+            // Reading stops at the first character that is no digit.
             result += static_cast<char>(std::strtoul(input.substr(at + 1, 2).c_str(), nullptr, 16));
             at += 2;
         } else {

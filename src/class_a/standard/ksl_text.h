@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Operations on plain texts: cutting, trimming, comparing, wildcards, escape sequences and wide text. A text
@@ -15,9 +16,14 @@ bool next_token(std::string& text, char separator, std::string& token, char quot
 bool last_token(std::string& text, char separator, std::string& token, char quote);
 
 // The same from the front with a separator of several characters. With a `closing` other than 0, a separator
-// counts only at the very front or directly behind that character. An empty or null separator divides
+// counts only at the very front or directly after that character. An empty or null separator divides
 // nothing.
 bool next_token(std::string& text, const char* separator, std::string& token, char closing);
+
+// The same on a view of a text, which must not lie in `token`. A string moves all that is left each time its
+// front is cut off. A view doesn't, so that a whole text is cut up in the time of one look at it.
+bool next_token(std::string_view& text, char separator, std::string& token, char quote);
+bool next_token(std::string_view& text, const char* separator, std::string& token, char closing);
 
 // Appends all tokens of `text` to what `tokens` holds.
 void split(std::string text, std::vector<std::string>& tokens, char separator, char quote);
@@ -46,13 +52,13 @@ std::string quote(const std::string& text);
 bool iequals(const char* a, const char* b);
 bool iequals(std::string a, std::string b);
 
-// Whether the whole text fits the pattern, with case: `*` is any run of characters, `?` any one, `[a-z]` one
-// of a class and `[^a-z]` one outside it, `\c` the character c. Both end at their first zero byte. A class
-// without its `]`, and a backslash that ends the pattern, fit nothing. The time is at most that of one
+// Whether the whole text fits the pattern, with case. `*` is any run of characters and `?` any one. `[a-z]`
+// is one of a class, `[^a-z]` one outside it, and `\c` the character c. Both end at their first zero byte. A
+// class without its `]`, and a backslash that ends the pattern, fit nothing. The time is at most that of one
 // product of the two lengths.
 bool wildcard_match(const std::string& pattern, const std::string& text);
 
-// Whether `text` stands in square brackets, blanks around them aside.
+// Whether `text` is in square brackets, blanks around them aside.
 bool is_bracketed(std::string text);
 
 // Removes slashes, backslashes and points from both ends. True if something is left and it holds no "..". The
@@ -75,7 +81,7 @@ std::wstring from_utf8(const std::string& text);
 
 // Turns `\\`, `\n`, `\r` and `\xHH` into the characters they stand for; another escaped character stands for
 // itself, and a backslash at the very end stays. The text ends at its first zero byte. Throws a CException
-// for a hex escape with fewer than two characters behind it.
+// for a hex escape with fewer than two characters after it.
 std::string process_control_chars(const std::string& text);
 
 // The other way round: line feed, carriage return, double quote, backslash, and all bytes below 32 or above

@@ -15,7 +15,7 @@ int main(int count, char** arguments) {
         for (const auto& entry : std::filesystem::directory_iterator(arguments[i])) {
             std::ifstream file(entry.path(), std::ios::binary);
             std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-            bytes.shrink_to_fit();  // so that a read behind the input is a read behind its block
+            bytes.shrink_to_fit();  // so that a read past the input is a read past its block
             std::printf("%s\n", entry.path().filename().c_str());
             std::fflush(stdout);
             LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());

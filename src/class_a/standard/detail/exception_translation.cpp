@@ -6,7 +6,7 @@
 
 namespace ksl {
 
-std::string CException::text(CMessageStore* store, const std::string& locale) {
+std::string CException::text(const CMessageStore* store, const std::string& locale) const {
     CMessage message = _message;
     CMessage why = reason();
     if (store != nullptr) {

@@ -1,13 +1,9 @@
+#include "class_a/standard/detail/ownership_block.h"
+
 #include "class_a/standard/CGeneralPtr.h"
 #include "class_a/standard/CGuard.h"
-#include "class_a/standard/CNRMutex.h"
 
 namespace ksl {
-
-struct COwnershipBlock {
-    std::uint32_t count = 0;
-    CNRMutex lock;
-};
 
 COwnershipBlock* make_ownership_block() {
     return new COwnershipBlock;

@@ -2,11 +2,13 @@
 
 #include <array>
 #include <charconv>
+#include <cstring>
 
 #include "class_a/standard/CNumberConversion.h"
 #include "class_a/standard/CStringMap.h"
 #include "class_a/standard/detail/number_parser.h"
 #include "class_a/standard/detail/number_text.h"
+#include "class_a/standard/ksl_text.h"
 
 namespace ksl {
 
@@ -38,6 +40,17 @@ std::uint32_t unit_factor(const std::string& unit) {
     if (unit.empty() || unit == "s") return 1000000;
     if (unit == "ms") return 1000;
     return unit == "us" ? 1 : 0;
+}
+
+// Whether the number that was read up to `end` is the front of a longer one that isn't complete: "0x" without
+// a digit, or more of "infinity" than "inf". For a scanner, which looks no further ahead than by one
+// character, such a text holds no number.
+bool is_cut_short(const char* text, const char* end) {
+    const char* number = text + std::strspn(text, " \t\n\v\f\r");
+    if (*number == '+' || *number == '-') ++number;
+    const std::string read(number, end);
+    if (*end == 'x' || *end == 'X') return read == "0";
+    return (*end == 'i' || *end == 'I') && iequals(read, std::string("inf"));
 }
 
 }  // namespace
@@ -139,7 +152,7 @@ double CStringMap::getDouble(const std::string& key, double fallback) const {
     const char* const text = get(key).c_str();
     char* end = nullptr;
     const double value = classic_strtod(text, &end);
-    return end == text ? fallback : value;
+    return end == text || is_cut_short(text, end) ? fallback : value;
 }
 
 unsigned long CStringMap::getDuration(const std::string& key, unsigned long fallback) const {

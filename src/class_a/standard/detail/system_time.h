@@ -13,12 +13,6 @@ bool utc_fields(std::int64_t seconds, std::tm& fields);
 // The same in the time zone of the process.
 bool local_fields(std::int64_t seconds, std::tm& fields);
 
-// The moment of a UTC date in seconds since the epoch; fields out of range carry over. -1 if there is none.
-std::int64_t utc_seconds(std::tm fields);
-
-// The same for a date in the time zone of the process; a negative `tm_isdst` leaves the daylight rule to it.
-std::int64_t local_seconds(std::tm fields);
-
 // strftime; the name of the zone is that of the process.
 std::size_t format_fields(char* buffer, std::size_t size, const char* format, const std::tm& fields);
 

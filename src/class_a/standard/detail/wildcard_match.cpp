@@ -4,7 +4,7 @@ namespace ksl {
 
 namespace {
 
-// Reads the class behind a `[` and moves `pattern` behind its `]`. False if `c` is not of the class, or if
+// Reads the class after a `[` and moves `pattern` past its `]`. False if `c` is not of the class, or if
 // the pattern ends before the class does.
 bool match_class(const char*& pattern, signed char c) {
     const bool negated = *pattern == '^';
@@ -29,7 +29,7 @@ bool match_class(const char*& pattern, signed char c) {
     return found != negated;
 }
 
-// Matches the one character `c` with the element at `pattern`, and moves `pattern` behind it.
+// Matches the one character `c` with the element at `pattern`, and moves `pattern` past it.
 bool match_one(const char*& pattern, char c) {
     switch (*pattern) {
         case 0:
@@ -52,13 +52,13 @@ bool match_one(const char*& pattern, char c) {
 
 }  // namespace
 
-// Every element but `*` takes exactly one character, so when a match fails it is enough to let the last `*`
+// Every element but `*` takes exactly one character. So when a match fails it is enough to let the last `*`
 // take one more: what the stars before it took can stay. That bounds the work, where trying all of them would
 // not.
 bool wildcard_match(const std::string& pattern, const std::string& text) {
     const char* p = pattern.c_str();
     const char* t = text.c_str();
-    const char* retryPattern = nullptr;  // behind the last star
+    const char* retryPattern = nullptr;  // after the last star
     const char* retryText = nullptr;     // the first character that this star hasn't taken
     while (*t != 0) {
         if (*p == '*') {

@@ -34,15 +34,6 @@ bool local_fields(std::int64_t seconds, std::tm& fields) {
     return split(localtime_r, seconds, fields);
 }
 
-std::int64_t utc_seconds(std::tm fields) {
-    return timegm(&fields);
-}
-
-std::int64_t local_seconds(std::tm fields) {
-    const std::lock_guard<std::mutex> guard(zone_mutex());
-    return std::mktime(&fields);
-}
-
 std::size_t format_fields(char* buffer, std::size_t size, const char* format, const std::tm& fields) {
     const std::lock_guard<std::mutex> guard(zone_mutex());
 // The format is the caller's, out of the compiler's sight.

@@ -18,14 +18,6 @@ bool local_fields(std::int64_t seconds, std::tm& fields) {
     return split(_localtime64_s, seconds, fields);
 }
 
-std::int64_t utc_seconds(std::tm fields) {
-    return _mkgmtime64(&fields);
-}
-
-std::int64_t local_seconds(std::tm fields) {
-    return _mktime64(&fields);
-}
-
 std::size_t format_fields(char* buffer, std::size_t size, const char* format, const std::tm& fields) {
     return std::strftime(buffer, size, format, &fields);
 }

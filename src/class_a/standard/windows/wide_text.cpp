@@ -6,7 +6,8 @@ namespace ksl {
 
 namespace {
 
-// The system's conversions count in int. A longer text gives 0, which is its answer to what it can't convert.
+// The system's conversions count in int. A longer text gives 0, which is what they return for what they can't
+// convert.
 int length_of(std::size_t size) {
     return size > INT_MAX ? 0 : static_cast<int>(size);
 }
