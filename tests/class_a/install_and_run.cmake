@@ -12,6 +12,9 @@ run("${CMAKE_COMMAND}" --install "${BUILD}" --component ksl --prefix "${WORK}/pr
 run("${CMAKE_COMMAND}" -S "${APPLICATION}" -B "${WORK}/build" -G "${GENERATOR}"
   "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_PREFIX_PATH=${WORK}/prefix")
 run("${CMAKE_COMMAND}" --build "${WORK}/build")
+if(NOT EXISTS "${WORK}/prefix/share/doc/ksl/ksl.md")
+  message(FATAL_ERROR "the document isn't installed")
+endif()
 run("${WORK}/build/application")
 if(NOT output STREQUAL "Cannot parse severity mask 'x'. (Invalid value.)\n")
   message(FATAL_ERROR "the application printed: ${output}")

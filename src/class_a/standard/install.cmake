@@ -14,5 +14,6 @@ install(EXPORT ksl-targets NAMESPACE ksl:: DESTINATION "${KSL_CMAKE_DIR}" COMPON
 configure_package_config_file("${CMAKE_SOURCE_DIR}/cmake/ksl-config.cmake.in" ksl-config.cmake
   INSTALL_DESTINATION "${KSL_CMAKE_DIR}" PATH_VARS CMAKE_INSTALL_INCLUDEDIR)
 write_basic_package_version_file(ksl-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES "${CMAKE_SOURCE_DIR}/docs/ksl.md" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/ksl" COMPONENT ksl)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/ksl-config.cmake" "${CMAKE_CURRENT_BINARY_DIR}/ksl-config-version.cmake"
   DESTINATION "${KSL_CMAKE_DIR}" COMPONENT ksl)
