@@ -13,4 +13,5 @@ inline constexpr DWORD DatabaseCorrupt = 11;
 inline constexpr DWORD CatalogueTooSmall = 122;
 inline constexpr DWORD NoClientSection = 123;
 inline constexpr DWORD EntryTooSmall = 234;
+inline constexpr DWORD LoadAborted = 995;
 inline constexpr DWORD BlockNotReleased = 998;

@@ -16,7 +16,6 @@
 
 namespace {
 
-constexpr DWORD ListenerHandleWait = 5000;
 constexpr DWORD NoMemoryPause = 50;
 
 // What a thread of the pool has of its own.
@@ -75,6 +74,7 @@ void AnnounceListener(HANDLE self) {
 // if nothing comes and another thread has to look after them.
 int WaitForDatagram(Daemon* daemon) {
     for (;;) {
+        { const ReceptionPass untilResumed; }
         if (AddressChanged(&daemon->thread.watch->overlapped)) {
             BindAllInterfaces();
             ArmAddressChange(&daemon->thread.watch->overlapped, &daemon->thread.watch->handle);
@@ -132,7 +132,7 @@ bool AllocateDatagramBlock(RequestContext* context) {
     return true;
 }
 
-enum class Received { Datagram, Nothing, SocketClosed };
+enum class Received { Datagram, Nothing, SocketClosed, NoSocket, NoMemory };
 
 void Anticipate(const Arrival* arrivals, std::size_t count, const void* clientList) {
     AnticipateClients(static_cast<const ClientEntry*>(clientList), arrivals, count);
@@ -166,9 +166,27 @@ void ServeDatagram(RequestContext* context) {
     ProcessBootRequest(context);
 }
 
+// Reads what has come for the caller, who is the listener. Anything but Datagram leaves nothing in `context`.
+Received TakeDatagram(Daemon* daemon, RequestContext* context) {
+    const ReceptionPass pass;
+    if (!FindReadable(daemon, context)) return Received::NoSocket;
+    if (!AllocateDatagramBlock(context)) return Received::NoMemory;
+    const Received received = ReceiveDatagram(context);
+    if (received != Received::Datagram) ReleaseRequest(context);
+    return received;
+}
+
+void HandleDatagram(RequestContext* context) {
+    if (IsReloadRequest(context->packet)) {
+        ReloadParameters(context);
+        ReleaseMutex(ListenerMutex);
+    } else {
+        ServeDatagram(context);
+    }
+}
+
 // One datagram, from waiting for it to its reply. The caller is the listener.
 Turn TakeTurn(Daemon* daemon) {
-    AnnounceListener(daemon->thread.self);
     const int ready = WaitForDatagram(daemon);
     const auto error = static_cast<DWORD>(WSAGetLastError());
     if (ready == 0) return PassToFollower();
@@ -179,29 +197,22 @@ Turn TakeTurn(Daemon* daemon) {
         return Turn::Failed;
     }
     RequestContext context = {};
-    if (!FindReadable(daemon, &context)) return Turn::Kept;
-    if (!AllocateDatagramBlock(&context)) {
-        LogEvent(EVENT_REQUEST_NO_MEMORY);
-        Sleep(NoMemoryPause);  // the datagram waits in its socket; so does this thread, or it would spin
-        return Turn::Kept;
-    }
-    switch (ReceiveDatagram(&context)) {
+    switch (TakeDatagram(daemon, &context)) {
+        case Received::NoSocket:
+            return Turn::Kept;
+        case Received::NoMemory:
+            LogEvent(EVENT_REQUEST_NO_MEMORY);
+            Sleep(NoMemoryPause);  // the datagram waits in its socket; so does this thread, or it would spin
+            return Turn::Kept;
         case Received::SocketClosed:
-            ReleaseRequest(&context);
             return Turn::Stopped;
         case Received::Nothing:
-            ReleaseRequest(&context);
             ReleaseMutex(ListenerMutex);
             return Turn::Passed;
         case Received::Datagram:
             break;
     }
-    if (IsReloadRequest(context.packet)) {
-        ReloadParameters(&context);
-        ReleaseMutex(ListenerMutex);
-    } else {
-        ServeDatagram(&context);
-    }
+    HandleDatagram(&context);
     return Turn::Passed;
 }
 

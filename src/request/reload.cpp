@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "database/load/client_list.h"
 #include "database/lookup/client_index.h"
 #include "diagnostics/event_report.h"
 #include "request/pool_state.h"
@@ -63,7 +64,7 @@ void ReloadParameters(RequestContext* context) {
     Generation* const generation = LoadGeneration();
     if (generation == nullptr) {
         Answer(*context, ReloadRefused);
-        LogEvent(EVENT_RELOAD_FAILED);
+        if (!LoadsInterrupted) LogEvent(EVENT_RELOAD_FAILED);  // a stop is no failure
     } else {
         Answer(*context, ReloadAcknowledged);
         LogEvent(EVENT_RELOADED);

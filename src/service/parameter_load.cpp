@@ -154,7 +154,9 @@ LoadResult LoadClients(ServerParameters* record) {
     const DWORD answer = LoadClientDatabase(
         record->TerminateStrings, record->ClientHeap, record->DatabasePath, &TotalCacheBytes,
         &record->ClientList, &record->CacheSize, record->OptionCatalogue, ReportMalformedEntry);
-    return answer == DatabaseOk ? LoadOk : ReportFailure(record, ListFailures, answer, LoadListFailed);
+    if (answer == DatabaseOk) return LoadOk;
+    if (answer == LoadAborted) return LoadInterrupted;
+    return ReportFailure(record, ListFailures, answer, LoadListFailed);
 }
 
 template <typename Function>

@@ -27,10 +27,11 @@ enum LoadResult : DWORD {
     LoadListFailed = 16,
     LoadHelperMissing = 17,
     LoadHelperEntryMissing = 18,
+    LoadInterrupted = 19,  // by a stop: no failure, and no exit code of the service
 };
 
 // Fills `record`, which is zeroed or carries the log's handles (they are closed) and the ARP helper (it is
-// kept). Every failure has been reported by an event when this returns; what the record then holds is the
+// kept). Every failure but an interruption has been reported by an event when this returns; what the record then holds is the
 // caller's to release.
 LoadResult LoadParameters(ServerParameters* record);
 

@@ -50,8 +50,7 @@ class WholeRequest : public testing::Test {
         WSACleanup();
         ReleaseGeneration(UninstallGeneration());
         BoundCount = 0;
-        for (const HANDLE mutex : {ListenerMutex.load(), ThreadCountMutex.load(), ListenerHandleMutex.load(),
-                                   ClientListMutex.load()})
+        for (const HANDLE mutex : {ListenerMutex.load(), ThreadCountMutex.load(), ClientListMutex.load()})
             CloseHandle(mutex);
     }
     void Install() {
@@ -269,6 +268,26 @@ TEST_F(WholeRequest, WithoutAGenerationTheBlockIsFreedAndNothingIsSent) {
     Install();
 }
 
+TEST(Reception, IsHeldOnceNoThreadIsAtTheSockets) {
+    {
+        const ReceptionPass reading;
+        EXPECT_FALSE(HoldReception(20));
+    }
+    { const ReceptionPass stillOpen; }
+    EXPECT_TRUE(HoldReception(0));
+    std::atomic<pid_t> waiting{0};
+    std::atomic<bool> isThrough{false};
+    std::thread listener([&] {
+        waiting = ::gettid();
+        const ReceptionPass pass;
+        isThrough = true;
+    });
+    AwaitSleep(waiting);
+    EXPECT_FALSE(isThrough);
+    ResumeReception();
+    listener.join();
+}
+
 TEST(PoolDecisions, RateAndPacketLength) {
     EXPECT_TRUE(IsRateHigh(1000, 1, 1000));
     EXPECT_FALSE(IsRateHigh(1000, 0, 1000));
@@ -278,6 +297,12 @@ TEST(PoolDecisions, RateAndPacketLength) {
     EXPECT_EQ(RaisePacketLength(250, 0, 600), 250);
     EXPECT_EQ(RaisePacketLength(301, 300, 600), 301);
     EXPECT_EQ(RaisePacketLength(250, 601, 600), 250);
+    for (const auto& [seconds, milliseconds] : {std::pair<LONG, DWORD>{-1, INFINITE}, {0, 0}, {2, 2000}}) {
+        ServerParameters record = {};
+        record.SecondDaemonThreadTimeout = seconds;
+        StoreLiveParameters(record);
+        EXPECT_EQ(RoleTimeoutMilliseconds(), milliseconds);
+    }
 }
 
 TEST(ReloadDatagram, NeedsItsNul) {

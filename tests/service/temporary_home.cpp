@@ -1,5 +1,9 @@
 #include "service/temporary_home.h"
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <sstream>
 
 void TemporaryHome::WriteRegistry(const std::vector<std::string>& changes) const {
@@ -40,6 +44,18 @@ void TemporaryHome::WriteDatabase() const {
           "IP Address=-2,ipaddress\nBoot File=-1,string\nTemplate=-1000,string\nDirected Reply=-9,bool\n"
           "[Template:lab]\nSubnet Mask=255.255.255.0\nLease Time=1:00:00\nBoot File=lab.img\n"
           "[00-a0-24-12-34-56]\nTemplate=lab\nIP Address=127.0.0.1\nGateways=10.0.0.254\nHost Name=pc17\n");
+}
+
+void TemporaryHome::WriteFreePort() const {
+    const int probe = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    EXPECT_EQ(::bind(probe, reinterpret_cast<sockaddr*>(&address), size), 0);
+    EXPECT_EQ(::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    ::close(probe);
+    Write("services", "bootp " + std::to_string(ntohs(address.sin_port)) + "/udp\n");
 }
 
 std::vector<std::string> TemporaryHome::EventNumbers() const {

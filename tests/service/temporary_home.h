@@ -16,6 +16,9 @@ class TemporaryHome : public TestHome {
     // A bootptab with one client, 00-a0-24-12-34-56.
     void WriteDatabase() const;
 
+    // A port that nothing on the loopback interface uses, for the service.
+    void WriteFreePort() const;
+
     // The numbers of the events in events.log, in their order.
     std::vector<std::string> EventNumbers() const;
 };

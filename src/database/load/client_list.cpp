@@ -8,6 +8,8 @@
 #include "database/lookup/client_index.h"
 #include "platform/held_ini_file.h"
 
+std::atomic<bool> LoadsInterrupted{false};
+
 namespace {
 
 constexpr DWORD Unlimited = 0xFFFFFFFFu;
@@ -66,6 +68,7 @@ bool AppendEntry(Load* load, ClientEntry* entry) {
 
 DWORD LoadSections(Load* load, NameList sections) {
     while (char* section = NextName(&sections)) {
+        if (LoadsInterrupted) return LoadAborted;
         if (IsSpecialSection(section)) continue;
         if (std::strchr(section, '-') == nullptr) return DatabaseCorrupt;
         ClientEntry* entry = BuildEntry(load, section);
@@ -100,7 +103,7 @@ DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, 
     result = LoadSections(&load, {names.text, names.text + names.size});
     const bool buffersReleased = load.shared.buffers.Release();
     if (!names.Release() || !buffersReleased) result = BlockNotReleased;
-    if (*listHead == nullptr) return DatabaseCorrupt;
+    if (*listHead == nullptr && result != LoadAborted) return DatabaseCorrupt;
     if (result != DatabaseOk) return result;
     (*listHead)->index = BuildClientIndex(heap, *listHead);
     return (*listHead)->index != nullptr ? DatabaseOk : OutOfMemory;

@@ -1,7 +1,12 @@
 // The client list: the clients whose replies were built when the database was loaded.
 #pragma once
 
+#include <atomic>
+
 #include "database/client_entry.h"
+
+// Set by a stop: every load of the process ends before its next client.
+extern std::atomic<bool> LoadsInterrupted;
 
 // Whether a section is no client's: its name begins, to the letter, with that of a special section.
 bool IsSpecialSection(const char* name);
@@ -18,6 +23,7 @@ bool IsSpecialSection(const char* name);
 //   OutOfMemory       for the section names or the index
 //   DatabaseCorrupt   no usable client, or a section that is none and has no hyphen
 //   BlockNotReleased
+//   LoadAborted       interrupted
 DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total,
                          ClientEntry** listHead, DWORD* cacheSize, const OptionDefinition* catalogue,
                          int (*report)(const char* sectionName));

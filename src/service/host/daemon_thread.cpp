@@ -1,7 +1,6 @@
 #include "service/host/daemon_thread.h"
 
 #include "request/daemon_pool.h"
-#include "service/generation.h"
 #include "service/host/service_lifetime.h"
 #include "service/host/service_status.h"
 
@@ -21,10 +20,8 @@ DWORD WINAPI DaemonThread(LPVOID first) {
         TearDownService();
         return 0;
     }
-    const HANDLE self = DuplicateOwnHandle(GetCurrentThread());
-    const LoopEnd end = RunDaemonLoop({self, &watch, DaemonThread});
+    const LoopEnd end = RunDaemonLoop({&watch, DaemonThread});
     if (end == LoopEnd::Stopped) ReportOrderlyEnd();
     if (end != LoopEnd::RoleLost) TearDownService();
-    CloseHandle(self);
     return 0;
 }

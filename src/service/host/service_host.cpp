@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "platform/stop_bounds.h"
 #include "request/pool_state.h"
 #include "service/host/daemon_thread.h"
 #include "service/host/service_install.h"
@@ -11,47 +12,21 @@
 
 namespace {
 
-constexpr DWORD ListenerHandleWait = 5000;
-
-// A thread that has just given up the role may still be the one that is named as the listener: then freezing
-// it stops nobody, and its successor announces itself within this time.
-constexpr DWORD SuccessorWait = 50;
-constexpr int MostPauseAttempts = 20;
-
-// How long the process stays for a tear-down in order after the manager has let go of it.
-constexpr DWORD EndWait = 30000;
+// What a thread at the sockets needs to read the datagram that is there.
+constexpr DWORD PauseWait = 1000;
 
 // Set when ServiceMain has made its final report; made before the dispatcher starts it.
 HANDLE HostEnded;
 
 void* const FirstThread = &HostEnded;  // any value but null marks the first thread
 
-// Answers false if another thread has taken the role meanwhile; the frozen one goes on then.
-bool FreezeListener() {
-    {
-        const PoolLock hold(ListenerHandleMutex, ListenerHandleWait);
-        PausedThread = ListenerThread.load();
-    }
-    SuspendThread(PausedThread);
-    Sleep(SuccessorWait);
-    if (ListenerThread.load() == PausedThread.load()) return true;
-    ResumeThread(PausedThread);
-    return false;
+void PauseService() {
+    const bool held = HoldReception(PauseWait);
+    if (!ReportStateChange(SERVICE_RUNNING, held ? SERVICE_PAUSED : SERVICE_RUNNING)) ResumeReception();
 }
 
-void PauseListener() {
-    for (int attempt = 0; attempt < MostPauseAttempts; ++attempt)
-        if (FreezeListener()) break;
-    // A service that has come to its end meanwhile must not be held up in it.
-    if (CurrentServiceState() == SERVICE_RUNNING)
-        ReportServiceStatus(SERVICE_PAUSED, NO_ERROR, 0, 0);
-    else
-        ResumeThread(PausedThread);
-}
-
-void ContinueListener() {
-    ResumeThread(PausedThread);
-    ReportServiceStatus(SERVICE_RUNNING, NO_ERROR, 0, 0);
+void ContinueService() {
+    if (ReportStateChange(SERVICE_PAUSED, SERVICE_RUNNING)) ResumeReception();
 }
 
 // Answers the handle of the first daemon thread, or null if a step failed, with the manager told or not to be
@@ -61,18 +36,14 @@ HANDLE BeginService() {
     StopEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     if (StopEvent == nullptr) return nullptr;
     if (!ReportServiceStatus(SERVICE_START_PENDING, NO_ERROR, 2, 3000)) return nullptr;
-    const HANDLE thread = CreateThread(nullptr, 0, DaemonThread, FirstThread, 0, nullptr);
-    // The thread may have announced itself already: then its own handle stays.
-    HANDLE none = nullptr;
-    ListenerThread.compare_exchange_strong(none, thread);
-    return thread;
+    return CreateThread(nullptr, 0, DaemonThread, FirstThread, 0, nullptr);
 }
 
 void RunService() {
     const HANDLE thread = BeginService();
     if (thread != nullptr && ReportServiceStatus(SERVICE_RUNNING, NO_ERROR, 0, 0)) {
         WaitForSingleObject(StopEvent, INFINITE);
-        ReportServiceStatus(SERVICE_STOPPED, ServiceExitCode, 0, 0);
+        ReportServiceEnd();
     }
     if (StopEvent != nullptr) CloseHandle(StopEvent);
     if (thread != nullptr) CloseHandle(thread);
@@ -84,7 +55,7 @@ int RunUnderManager() {
     const SERVICE_TABLE_ENTRYA table[] = {{name, ServiceMain}, {nullptr, nullptr}};
     if (!StartServiceCtrlDispatcherA(table)) return 1;
     // The stop control reports STOPPED before the tear-down has run.
-    WaitForSingleObject(HostEnded, EndWait);
+    WaitForSingleObject(HostEnded, ProcessStaySeconds * 1000);
     return 0;
 }
 
@@ -145,11 +116,11 @@ void WINAPI ServiceControlHandler(DWORD control) {
     if (control == SERVICE_CONTROL_STOP)
         StopService();
     else if (control == SERVICE_CONTROL_PAUSE && state == SERVICE_RUNNING)
-        PauseListener();
-    else if (control == SERVICE_CONTROL_CONTINUE && state == SERVICE_PAUSED)
-        ContinueListener();
+        PauseService();
+    else if (control == SERVICE_CONTROL_CONTINUE)
+        ContinueService();
     else
-        ReportServiceStatus(state, NO_ERROR, 0, 0);
+        ReportStateChange(state, state);
 }
 
 void WINAPI ServiceMain(DWORD, LPSTR*) {

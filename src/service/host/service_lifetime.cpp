@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "arp/arp_expiry.h"
+#include "database/load/client_list.h"
 #include "database/lookup/client_index.h"
 #include "diagnostics/activity_log.h"
 #include "diagnostics/event_report.h"
@@ -60,11 +61,11 @@ void ReportStart() {
     LogEventText(EVENT_STARTED, text);
 }
 
-// Returns 0 or the service-specific code. A stop that came during the load, which may take its time, ends the
-// start.
+// Returns 0 or the service-specific code. A stop ends it, also in the midst of the load.
 DWORD Start(AddressWatch* watch) {
-    if (const DWORD code = LoadFirstGeneration()) return code;
-    if (IsReceptionStopped()) return 0;
+    const DWORD loaded = LoadFirstGeneration();
+    if (loaded == LoadInterrupted || (loaded == LoadOk && LoadsInterrupted)) return 0;
+    if (loaded != LoadOk) return loaded;
     MakePoolMutexes();
     if (const DWORD code = StartSockets()) return code;
     StartArpExpiry(LiveParameters.StaticArpTimeout, LiveParameters.ArpRemove);
@@ -100,8 +101,8 @@ void CloseIfMade(HANDLE handle) {
 
 bool BringUpService(AddressWatch* watch) {
     ServiceSpecificCode = Start(watch);
-    if (ServiceSpecificCode == 0 && !IsReceptionStopped()) return true;
-    if (ServiceSpecificCode == 0) ServiceExitCode = NO_ERROR;  // stopped while it was loading
+    if (ServiceSpecificCode == 0 && !LoadsInterrupted) return true;
+    if (ServiceSpecificCode == 0) ServiceExitCode = NO_ERROR;  // stopped while it was starting
     ReportServiceStatus(SERVICE_STOP_PENDING, ServiceExitCode, 1, 6000);
     return false;
 }
@@ -123,8 +124,7 @@ void TearDownService() {
         WaitForGenerations(GenerationWait);
     CloseIfMade(ClientListMutex);
     WriteStopBanner(log.file, log.mutex);
-    for (const HANDLE handle :
-         {ListenerHandleMutex.load(), ListenerMutex.load(), log.mutex, ThreadCountMutex.load(), log.file})
+    for (const HANDLE handle : {ListenerMutex.load(), log.mutex, ThreadCountMutex.load(), log.file})
         CloseIfMade(handle);
     LogEvent(EVENT_TERMINATED);
     if (StopEvent != nullptr) SetEvent(StopEvent);

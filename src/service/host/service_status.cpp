@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "database/load/client_list.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
 
@@ -14,10 +15,12 @@ namespace {
 
 std::mutex StatusLock;
 SERVICE_STATUS Status;
+bool EndReported;
 std::atomic<bool> StoppingOnFailure{false};
 
+// Caller holds StatusLock.
 bool SendStatus(DWORD state, DWORD exitCode, DWORD checkPoint, DWORD waitHint) {
-    const std::lock_guard lock(StatusLock);
+    if (EndReported) return true;
     Status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     Status.dwCurrentState = state;
     Status.dwControlsAccepted =
@@ -26,7 +29,14 @@ bool SendStatus(DWORD state, DWORD exitCode, DWORD checkPoint, DWORD waitHint) {
     Status.dwServiceSpecificExitCode = ServiceSpecificCode.load();
     Status.dwCheckPoint = checkPoint;
     Status.dwWaitHint = waitHint;
-    return SetServiceStatus(ServiceStatusHandle, &Status) != 0;
+    return ServiceStatusHandle.load() == nullptr || SetServiceStatus(ServiceStatusHandle, &Status) != 0;
+}
+
+// Non-zero if the manager knows.
+int StopIfUnsent(bool sent) {
+    if (sent) return 1;
+    if (!StoppingOnFailure.exchange(true)) StopService();
+    return 0;
 }
 
 DWORD WINAPI StopReceptionThread(LPVOID) {
@@ -37,9 +47,25 @@ DWORD WINAPI StopReceptionThread(LPVOID) {
 }  // namespace
 
 int ReportServiceStatus(DWORD state, DWORD exitCode, DWORD checkPoint, DWORD waitHint) {
-    if (ServiceStatusHandle.load() == nullptr || SendStatus(state, exitCode, checkPoint, waitHint)) return 1;
-    if (!StoppingOnFailure.exchange(true)) StopService();
-    return 0;
+    std::unique_lock lock(StatusLock);
+    const bool sent = SendStatus(state, exitCode, checkPoint, waitHint);
+    lock.unlock();
+    return StopIfUnsent(sent);
+}
+
+void ReportServiceEnd() {
+    const std::lock_guard lock(StatusLock);
+    SendStatus(SERVICE_STOPPED, ServiceExitCode, 0, 0);
+    EndReported = true;
+}
+
+bool ReportStateChange(DWORD from, DWORD to) {
+    std::unique_lock lock(StatusLock);
+    const bool changes = Status.dwCurrentState == from && !EndReported;
+    const bool sent = SendStatus(changes ? to : Status.dwCurrentState, NO_ERROR, 0, 0);
+    lock.unlock();
+    StopIfUnsent(sent);
+    return changes;
 }
 
 DWORD CurrentServiceState() {
@@ -48,12 +74,9 @@ DWORD CurrentServiceState() {
 }
 
 void StopService() {
-    if (CurrentServiceState() == SERVICE_PAUSED) {
-        // Usually one and the same; not if the role had just changed hands when the pause came.
-        if (ListenerThread.load() != PausedThread.load()) ResumeThread(PausedThread);
-        ResumeThread(ListenerThread);
-    }
+    LoadsInterrupted = true;
     ReportServiceStatus(SERVICE_STOPPED, NO_ERROR, 0, 0);
+    ResumeReception();  // behind the report: a pause that comes now doesn't hold any more
     const HANDLE thread = CreateThread(nullptr, 0, StopReceptionThread, nullptr, 0, nullptr);
     if (thread != nullptr)
         CloseHandle(thread);

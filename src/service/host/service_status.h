@@ -17,8 +17,15 @@ extern std::atomic<SERVICE_STATUS_HANDLE> ServiceStatusHandle;
 // non-zero otherwise.
 int ReportServiceStatus(DWORD state, DWORD exitCode, DWORD checkPoint, DWORD waitHint);
 
+// The last report: STOPPED with ServiceExitCode. None goes out after it, whoever makes it.
+void ReportServiceEnd();
+
+// What a control reports, with all zeros: `to` if the state is `from` at that moment, and true; else that
+// state once more. So a control never takes back what the end of the service has reported meanwhile.
+bool ReportStateChange(DWORD from, DWORD to);
+
 DWORD CurrentServiceState();  // as last reported; 0 before the first report
 
-// The stop control: thaws a paused listener, reports STOPPED and ends reception on a thread of its own. The
-// tear-down follows on the listener; StopEvent tells its end.
+// The stop control: ends a pause, interrupts a load, reports STOPPED and ends reception on a thread of its
+// own. The tear-down follows on the listener; StopEvent tells its end.
 void StopService();

@@ -44,10 +44,10 @@ struct SERVICE_TABLE_ENTRYA {
 };
 
 // Runs the service's main function on a thread of its own and handles controls on the calling thread, until
-// that function has returned from a service that has reported SERVICE_STOPPED (or twenty seconds after that
-// report). The tear-down that follows a stop may still be at work then. SIGTERM and SIGINT are blocked from
-// here on and are taken as stop controls; one that comes while the service is starting waits until it accepts
-// a stop.
+// that function has returned from a service that has reported SERVICE_STOPPED (or DispatcherStaySeconds after
+// that report). The tear-down that follows a stop may still be at work then. SIGTERM and SIGINT are blocked
+// from here on and are taken as stop controls; one that comes while the service is starting waits until it
+// accepts a stop.
 //
 // The service works in its home, which becomes the working directory.
 //

@@ -11,6 +11,7 @@
 
 #include "platform/linux/instance/home.h"
 #include "platform/linux/system/ascii_case.h"
+#include "platform/stop_bounds.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ ExecStart=@EXECUTABLE@
 ExecReload=@TOOL@ reload
 Restart=on-failure
 RestartSec=5
-TimeoutStopSec=30
+TimeoutStopSec=@STOPSECONDS@
 @INSTANCE@
 UMask=0027
 
@@ -188,6 +189,7 @@ std::optional<std::string> UnitText(const UnitSettings& settings) {
                          {"@PROTECTHOME@", settings.readsHomes ? "read-only" : "yes"},
                          {"@EXECUTABLE@", CommandWord(settings.executable)},
                          {"@TOOL@", CommandWord(settings.controlTool)},
+                         {"@STOPSECONDS@", std::to_string(UnitStopSeconds)},
                          {"@DESCRIPTION@", WithoutSpecifiers(settings.description)}});
 }
 

@@ -16,14 +16,13 @@
 #include "platform/linux/instance/home.h"
 #include "platform/linux/manager/service_rules.h"
 #include "platform/linux/system/system_error.h"
+#include "platform/stop_bounds.h"
 
 namespace {
 
-// How long the dispatcher stays for a service that has reported STOPPED and still has its tear-down ahead of
-// it. Its last report tells how it ended, and the control socket goes on answering meanwhile. A stop in the
-// middle of a load takes effect behind it, so it is longer than a large load takes, and shorter than what the
-// unit gives a stop.
-constexpr std::chrono::seconds TearDownPatience{20};
+// A service that has reported STOPPED still has its tear-down ahead of it. Its last report tells how it
+// ended, and the control socket goes on answering meanwhile.
+constexpr std::chrono::seconds TearDownPatience{DispatcherStaySeconds};
 
 constexpr DWORD ErrorProcessAborted = 1067;  // the service's main function returned without a last report
 
