@@ -87,15 +87,14 @@ LoadResult OpenLog(ServerParameters* record) {
         return LoadLogPathFailed;
     }
     std::memcpy(record->LogFile, path, sizeof path);
-    // Shared for writing as well: at a reload the log of the old generation stays open until its last user
-    // lets go.
-    const HANDLE file = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+    // At a reload the log of the old generation stays open until its last user lets go. So it is shared for
+    // writing as well, and each line goes to where the file ends then.
+    const HANDLE file = CreateFileA(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                     OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         LogEventError(EVENT_LOG_FILE_FAILED, GetLastError(), record->LogLevel);
         return LoadLogFailed;
     }
-    if (GetLastError() == ERROR_ALREADY_EXISTS) SetFilePointer(file, 0, nullptr, FILE_END);
     record->LogHandle = file;
     return LoadOk;
 }

@@ -11,8 +11,8 @@ class ActivityLog : public testing::Test {
   protected:
     TemporaryHome home;
     HANDLE mutex = CreateMutexA(nullptr, FALSE, nullptr);
-    HANDLE file = CreateFileA(home.Path("log").c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file = CreateFileA(home.Path("log").c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr,
+                              OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     ~ActivityLog() override {
         CloseHandle(file);
         CloseHandle(mutex);

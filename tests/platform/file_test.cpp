@@ -70,40 +70,27 @@ TEST(File, OpensByDisposition) {
     }
 }
 
-TEST(File, WritersAtTheEndDoNotOverwriteEachOther) {
+TEST(File, AppendsOrHasAPositionOfItsOwn) {
     const TestHome home;
     const std::string path = home.Path("log");
-    const HANDLE first = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
+    const HANDLE first = Open(path, FILE_APPEND_DATA, OPEN_ALWAYS);
+    const HANDLE positioned = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
     EXPECT_TRUE(Write(first, "one\r\n"));
-    const HANDLE second = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
+    const HANDLE second = Open(path, FILE_APPEND_DATA, OPEN_ALWAYS);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-    EXPECT_EQ(SetFilePointer(second, 0, nullptr, FILE_END), 5u);
-    EXPECT_TRUE(Write(first, "two\r\n"));
-    EXPECT_TRUE(Write(second, "three\r\n"));
-    EXPECT_TRUE(Write(first, "four\r\n"));
-    EXPECT_EQ(home.Read("log"), "one\r\ntwo\r\nthree\r\nfour\r\n");
-    EXPECT_EQ(SetFilePointer(first, 1, nullptr, FILE_BEGIN), 1u);
-    EXPECT_TRUE(Write(first, "NE"));
-    EXPECT_EQ(home.Read("log").substr(0, 5), "oNE\r\n");
-    CloseHandle(first);
-    CloseHandle(second);
-}
-
-TEST(File, MovesBeyondFourGigabytes) {
-    const TestHome home;
-    const std::string path = home.Write("large", "");
+    EXPECT_TRUE(Write(second, "two\r\n"));
+    EXPECT_TRUE(Write(first, "three\r\n"));
+    EXPECT_TRUE(Write(positioned, "ONE"));
+    EXPECT_EQ(home.Read("log"), "ONE\r\ntwo\r\nthree\r\n");
     ASSERT_EQ(truncate(path.c_str(), 0x1'0000'0005), 0);
-    const HANDLE file = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
-    LONG high = 0;
-    EXPECT_EQ(SetFilePointer(file, 0, &high, FILE_END), 5u);
-    EXPECT_EQ(high, 1);
+    DWORD high = 0;
+    EXPECT_EQ(GetFileSize(second, &high), 5u);
+    EXPECT_EQ(high, 1u);
     EXPECT_EQ(GetLastError(), 0u);
-    EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_END), 5u);
-    EXPECT_TRUE(Write(file, "x"));
-    EXPECT_EQ(std::filesystem::file_size(path), 0x1'0000'0006u);
-    EXPECT_EQ(SetFilePointer(file, -1, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-    CloseHandle(file);
+    for (const HANDLE file : {first, second, positioned})
+        CloseHandle(file);
+    EXPECT_EQ(GetFileSize(first, nullptr), INVALID_FILE_SIZE);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }
 
 TEST(File, AFailedWriteTellsHowFarItCame) {

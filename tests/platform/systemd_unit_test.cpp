@@ -34,6 +34,7 @@ TEST(SystemdUnit, FillsInWhatItIsGivenSoThatSystemdReadsItBack) {
     EXPECT_THAT(unit, HasSubstr("\nExecStart=\"/opt/a b/100%%/$$x/@HOME@/quillon\"\n"));
     EXPECT_THAT(unit, HasSubstr("\nExecReload=/bin/false reload\n"));
     EXPECT_THAT(unit, HasSubstr("\nDynamicUser=yes\n"));
+    EXPECT_THAT(unit, HasSubstr("\nTimeoutStopSec=45\n"));
     EXPECT_THAT(unit, HasSubstr("\nWorkingDirectory=/var/lib/quillon\n"));
     EXPECT_THAT(unit, Not(HasSubstr("QUILLON_HOME")));
 

@@ -1,4 +1,5 @@
 #include "service/parameter_load.h"
+#include "diagnostics/activity_log.h"
 #include "diagnostics/event_report.h"
 
 #include <gmock/gmock.h>
@@ -120,11 +121,18 @@ TEST_F(ParameterLoad, TheLogIsAppendedToAndBannersStandAlsoAfterAFailure) {
     const std::vector<std::string> logging = {"\"HelperDLL\"=\"" HELPER_PATH "\"",
                                               "\"EnableLogging\"=dword:1"};
     home.WriteRegistry(logging);
-    { const LoadedRecord loaded; }
+    {
+        // Requests of the old generation go on writing where the file ends, and so do those of the new one.
+        const LoadedRecord old;
+        const LoadedRecord loaded;
+        for (const ServerParameters* record : {&loaded.record, &old.record, &loaded.record})
+            WriteLogLine(record == &old.record ? "old\r\n" : "new\r\n", record->LogHandle, record->LogMutex,
+                         1000);
+    }
     EXPECT_THAT(
         home.Read("bootps.log"),
-        testing::MatchesRegex(
-            "what was there before\r\n[0-9/]{8}   [0-9:]{8}   --- Quillon service started ---\r\n\r\n"));
+        testing::MatchesRegex("what was there before\r\n([0-9/]{8}   [0-9:]{8}   --- Quillon service started "
+                              "---\r\n\r\n){2}new\r\nold\r\nnew\r\n"));
     std::filesystem::remove(home.Path("bootptab"));
     std::filesystem::remove(home.Path("bootps.log"));
     { const LoadedRecord loaded; }

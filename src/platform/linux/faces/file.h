@@ -5,6 +5,7 @@
 
 inline constexpr DWORD GENERIC_READ = 0x80000000u;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000u;
+inline constexpr DWORD FILE_APPEND_DATA = 4;
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
 inline constexpr DWORD CREATE_NEW = 1;
@@ -12,25 +13,22 @@ inline constexpr DWORD CREATE_ALWAYS = 2;
 inline constexpr DWORD OPEN_EXISTING = 3;
 inline constexpr DWORD OPEN_ALWAYS = 4;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
-inline constexpr DWORD FILE_BEGIN = 0;
-inline constexpr DWORD FILE_CURRENT = 1;
-inline constexpr DWORD FILE_END = 2;
-inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFFu;
+inline constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFFu;
 
-// OPEN_ALWAYS on a file that exists succeeds and leaves ERROR_ALREADY_EXISTS; on a new one 0. Either slash
-// separates. 2 for a missing file, 3 for a missing folder, 5 for a folder. The share mode isn't enforced:
-// anybody may open the file. INVALID_HANDLE_VALUE on failure.
+// With GENERIC_WRITE the handle has a position of its own, 0 at first; with FILE_APPEND_DATA instead each
+// write goes to the file's end of that moment, whoever else writes. OPEN_ALWAYS on a file that exists
+// succeeds and leaves ERROR_ALREADY_EXISTS; on a new one 0. Either slash separates. 2 for a missing file, 3
+// for a missing folder, 5 for a folder. The share mode isn't enforced: anybody may open the file.
+// INVALID_HANDLE_VALUE on failure.
 HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
                           DWORD disposition, DWORD flags, HANDLE templateFile);
 
-// Writes all or fails, with what was written until then in `written`. On a new file, and after a move to the
-// end, each write goes to the end of that moment: two writers of one file don't overwrite each other. Not
-// overlapped.
+// Writes all or fails, with what was written until then in `written`. Not overlapped.
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED overlapped);
 
-// Answers the low 32 bits of the new place. Without `distanceHigh` a place beyond them is reached all the
-// same, and its upper bits aren't told.
-DWORD WINAPI SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method);
+// Returns the low 32 bits and stores the others in `high` unless that is null. INVALID_FILE_SIZE on failure,
+// and then the last error isn't 0.
+DWORD WINAPI GetFileSize(HANDLE file, LPDWORD high);
 
 // Makes a path absolute, without `.` and `..`. Answers the length without the NUL, or the size needed with
 // it; 0 on failure.

@@ -23,13 +23,6 @@ class OpenFile : public Object {
     static constexpr ObjectType kType = ObjectType::File;
     explicit OpenFile(Descriptor opened) : Object(kType), descriptor(std::move(opened)) {}
 
-    // At the end each write goes to the end of that moment, so that it overwrites nobody else's.
-    void AppendAlways(bool append) const {
-        const int flags = fcntl(descriptor.Get(), F_GETFL);
-        const int wanted = append ? flags | O_APPEND : flags & ~O_APPEND;
-        if (flags >= 0 && wanted != flags) fcntl(descriptor.Get(), F_SETFL, wanted);
-    }
-
     const Descriptor descriptor;
 };
 
@@ -39,8 +32,9 @@ struct Opened {
 };
 
 int AccessFlags(DWORD access) {
-    if ((access & GENERIC_WRITE) == 0) return O_RDONLY;
-    return (access & GENERIC_READ) != 0 ? O_RDWR : O_WRONLY;
+    const int writing = (access & GENERIC_WRITE) != 0 ? 0 : (access & FILE_APPEND_DATA) != 0 ? O_APPEND : -1;
+    if (writing < 0) return O_RDONLY;
+    return writing | ((access & GENERIC_READ) != 0 ? O_RDWR : O_WRONLY);
 }
 
 Descriptor Open(const std::string& path, int flags) {
@@ -110,13 +104,6 @@ DWORD WriteAll(int descriptor, const char* bytes, DWORD size, DWORD& done) {
     return ERROR_SUCCESS;
 }
 
-int SeekOrigin(DWORD method) {
-    return method == FILE_BEGIN     ? SEEK_SET
-           : method == FILE_CURRENT ? SEEK_CUR
-           : method == FILE_END     ? SEEK_END
-                                    : -1;
-}
-
 }  // namespace
 
 HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD, LPSECURITY_ATTRIBUTES, DWORD disposition, DWORD,
@@ -126,7 +113,6 @@ HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD, LPSECURITY_ATTRIBUTE
     if (!opened.descriptor) return Fail(OpenError(native, errno));
     if (IsFolder(opened.descriptor)) return Fail(ERROR_ACCESS_DENIED);
     const Ref<OpenFile> file = MakeObject<OpenFile>(std::move(opened.descriptor));
-    if (file && !opened.existed && (access & GENERIC_WRITE) != 0) file->AppendAlways(true);
     const HANDLE handle = PublishObject(file);
     if (handle == nullptr) return INVALID_HANDLE_VALUE;
     const bool tellsExistence = disposition == OPEN_ALWAYS || disposition == CREATE_ALWAYS;
@@ -151,22 +137,14 @@ BOOL WINAPI WriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD written, 
     return error == ERROR_SUCCESS;
 }
 
-DWORD WINAPI SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD method) {
+DWORD WINAPI GetFileSize(HANDLE handle, LPDWORD high) {
     const Ref<OpenFile> file = LookUpObject<OpenFile>(handle);
-    if (!file) return INVALID_SET_FILE_POINTER;
-    std::int64_t wide = distance;
-    if (distanceHigh != nullptr) {
-        wide = static_cast<std::int64_t>(static_cast<std::uint64_t>(static_cast<std::uint32_t>(*distanceHigh))
-                                             << 32 |
-                                         static_cast<std::uint32_t>(distance));
+    struct stat status {};
+    if (!file || fstat(file->descriptor.Get(), &status) != 0) {
+        SetLastError(file ? WindowsErrorFrom(errno) : DWORD{ERROR_INVALID_HANDLE});
+        return INVALID_FILE_SIZE;
     }
-    const off_t place = lseek(file->descriptor.Get(), wide, SeekOrigin(method));
-    if (place < 0) {
-        SetLastErrorFrom(errno);
-        return INVALID_SET_FILE_POINTER;
-    }
-    file->AppendAlways(method == FILE_END && wide == 0);
-    if (distanceHigh != nullptr) *distanceHigh = static_cast<LONG>(place >> 32);
+    if (high != nullptr) *high = static_cast<DWORD>(status.st_size >> 32);
     SetLastError(ERROR_SUCCESS);
-    return static_cast<DWORD>(place);
+    return static_cast<DWORD>(status.st_size);
 }
