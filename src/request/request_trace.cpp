@@ -30,14 +30,29 @@ int LittleEndian(const std::uint8_t* bytes, int count) {
     return static_cast<int>(value);
 }
 
-// A text of the packet that needn't end in a NUL.
+// Those of ISO 8859-1: a terminal may act on the upper ones as well.
+bool IsControl(unsigned char byte) {
+    return (byte & 0x7F) < 0x20 || byte == 0x7F;
+}
+
+// A text from the network, which needn't end in a NUL. Its control characters are shown as \x1b is, so that
+// it can't pretend to be lines of the log.
 template <std::size_t N>
 struct FieldText {
-    char text[N + 1];
+    char text[4 * N + 1];
 
     explicit FieldText(const char (&field)[N]) {
-        std::memcpy(text, field, N);
-        text[N] = '\0';
+        static constexpr char digits[] = "0123456789abcdef";
+        char* at = text;
+        for (std::size_t i = 0; i < N && field[i] != '\0'; ++i) {
+            const auto byte = static_cast<unsigned char>(field[i]);
+            if (IsControl(byte))
+                for (const char shown : {'\\', 'x', digits[byte >> 4], digits[byte & 15]})
+                    *at++ = shown;
+            else
+                *at++ = field[i];
+        }
+        *at = '\0';
     }
 };
 
@@ -79,7 +94,7 @@ int FormatTrace(const RequestTrace& trace, const RequestContext& context, char (
         "\tClient's found address: %s\r\n\tReply status: %s\r\n",
         trace.packetType, trace.opcode, packet.htype, packet.hlen, packet.hops, LittleEndian(packet.xid, 4),
         LittleEndian(packet.secs, 2), trace.flags, HardwareLine(trace, packet).text, yiaddr.get(),
-        siaddr.get(), gateway.get(), trace.serverName, FieldText(packet.file).text, cookie.get(),
-        vendorOptions, static_cast<int>(context.length), local.get(), trace.date, trace.time,
+        siaddr.get(), gateway.get(), FieldText(trace.serverName).text, FieldText(packet.file).text,
+        cookie.get(), vendorOptions, static_cast<int>(context.length), local.get(), trace.date, trace.time,
         trace.findStatus, found.get(), trace.replyStatus);
 }

@@ -35,5 +35,7 @@ struct RequestTrace {
     IpAddress gateway = {};
 };
 
-// Formats the block; fields that the trace doesn't hold are those of the packet now. Answers the length.
+// Formats the block; fields that the trace doesn't hold are those of the packet now. Control characters in
+// the server name and the boot file are shown as \x and two digits, all other bytes as they are. Returns the
+// length.
 int FormatTrace(const RequestTrace& trace, const RequestContext& context, char (&text)[TraceSize + 1]);

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "database/database_result.h"
+#include "database/load/shared_sections.h"
 #include "database/lookup/client_index.h"
 #include "database_fixture.h"
 
@@ -91,6 +92,8 @@ TEST_F(ClientListTest, Sections) {
         EXPECT_EQ(Listed(), expected.listed);
         EXPECT_EQ(reported, expected.reported);
         EXPECT_EQ(cacheLeft, expected.cacheLeft);
+        EXPECT_EQ(total, 332 * (expected.listed.size() + expected.reported.size())) << "the blocks of both";
+        total = 0;
         Discard();
     }
 }
@@ -170,6 +173,18 @@ TEST_F(ClientListTest, ManyTemplatesAndBootFiles) {
         ASSERT_EQ(std::string(encoded.begin() + 2, encoded.end() - 1), "host" + number);
     }
     EXPECT_EQ(at, 2 * Many);
+}
+
+TEST_F(ClientListTest, ALoadKeepsNoMoreTextsThanItMay) {
+    WriteBootptab("[Options]\nHost Name=12,string\n");
+    SharedSections shared(heap);
+    for (int at = 0; at < 6000; ++at)
+        RecallTemplate(&shared, ("Template:" + std::to_string(at)).c_str(), &shared.buffers.ofTemplate,
+                       catalogue.data(), path.c_str());
+    EXPECT_LE(shared.templates.size(), 4096u);
+    for (int at = 0; at < 6000; ++at)
+        RecallAlias(&shared, std::to_string(at).c_str(), path.c_str());
+    EXPECT_LE(shared.templates.size() + shared.aliases.size(), 4096u);
 }
 
 TEST_F(ClientListTest, EachLoadReadsTheFileAsItIs) {

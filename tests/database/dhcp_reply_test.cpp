@@ -125,6 +125,17 @@ TEST_F(DhcpReplyTest, AnswersByMessageType) {
     }
 }
 
+TEST_F(DhcpReplyTest, TheLeadingOptionsHaveAnOrderOfTheirOwn) {
+    WriteBootptab(
+        "[Options]\nA=1,byte\nB=51,byte\nC=59,byte\nD=58,byte\nE=3,byte\n[00-01]\nA=1\nB=2\nC=3\nD=4\nE=5\n");
+    DWORD status = 0;
+    entry = Build({0, 1}, &status);
+    Datagram datagram = Request({53, 1, 3, 55, 2, 1, 3, 255});
+    ASSERT_TRUE(Compose(&datagram));
+    const Bytes expected = Join({Header(5), {58, 1, 4, 59, 1, 3, 51, 1, 2, 1, 1, 1, 3, 1, 5, 255}});
+    EXPECT_EQ(datagram.Range(240, 240 + expected.size()), expected);
+}
+
 TEST_F(DhcpReplyTest, BehindTheEndMarkStaysWhatTheRequestHad) {
     Datagram datagram = Request(Join({{53, 1, 3, 55, 4, 1, 3, 12, 6, 255}, Bytes(50, 0xEE)}));
     ASSERT_TRUE(Compose(&datagram));

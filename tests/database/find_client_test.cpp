@@ -6,6 +6,7 @@
 #include "database/database_result.h"
 #include "database/lookup/client_index.h"
 #include "database_fixture.h"
+#include "operation_watch.h"
 
 namespace {
 
@@ -122,7 +123,11 @@ TEST_F(FindClientTest, TheStampIsSetByOneHitOnly) {
 }
 
 TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
-    Prepare("[00-01]\nAlias Files=1\nBoot File=own\n[00-02]\nBoot File=own\n[File Aliases]\n");
+    const std::string longest(127, 'l');
+    std::string text = ExampleBootptab;
+    WriteBootptab(text.replace(text.find("lab.img = "), 0, "long = " + longest + "\n") +
+                  "[00-01]\nAlias Files=1\nBoot File=own\n[00-02]\nBoot File=own\n");
+    ASSERT_EQ(Load(), DatabaseOk);
     const std::string unterminated(128, 'u');
     const struct {
         Bytes address;
@@ -132,8 +137,8 @@ TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
     } cases[] = {
         {{0, 1}, "lab.img", {}, "lab-new.img"}, {{0, 1}, "LAB.IMG", Discover, "lab-new.img"},
         {{0, 1}, "boot.img", {}, ""},           {{0, 1}, "", {}, "own"},
-        {{0, 1}, unterminated, {}, ""},         {{0, 1}, "lab.img", Inform, "own"},
-        {{0, 2}, "lab.img", {}, "own"},
+        {{0, 1}, "long", {}, longest.c_str()},  {{0, 1}, unterminated, {}, ""},
+        {{0, 1}, "lab.img", Inform, "own"},     {{0, 2}, "lab.img", {}, "own"},
     };
     for (const auto& expected : cases) {
         Datagram datagram(300, expected.address, expected.options);
@@ -189,6 +194,10 @@ TEST_F(FindClientTest, PlainOnlyIgnoresTheClientsOptions) {
         if (length == 300) std::copy(Discover.begin(), Discover.end(), Options(datagram.Packet()));
         EXPECT_EQ(Find(&datagram), FindListedBootp);
     }
+    Datagram fixedPart(241, {0, 1});
+    fixedPart.length = 240;
+    EXPECT_EQ(Find(&fixedPart), FindListedBootp);
+    EXPECT_EQ(fixedPart.block[240], 0) << "the byte behind the packet stays";
     Datagram tooShort(100, {0, 1});
     EXPECT_EQ(Find(&tooShort), FindRefused);
 }
@@ -218,6 +227,55 @@ TEST_F(FindClientTest, MutexesThatCannotBeTaken) {
     Datagram walked(300, {0, 2});
     EXPECT_EQ(Find(&walked), FindMutexFailed);
     EXPECT_TRUE(IsFree(listMutex));
+}
+
+TEST_F(FindClientTest, AMutexWhoseOwnerHasEndedIsTaken) {
+    Prepare("[00-01]\nHost Name=h\n");
+    for (const bool isIndexed : {true, false}) {
+        if (!isIndexed) list->index = nullptr;
+        std::thread([&] {
+            for (const HANDLE mutex : {listMutex, list->mutex})
+                WaitForSingleObject(mutex, INFINITE);
+        }).join();
+        Datagram datagram(300, {0, 1});
+        EXPECT_EQ(Find(&datagram), FindListedBootp);
+    }
+}
+
+TEST_F(FindClientTest, ATransientEntryIsFreedAndBuiltWithNoMutexHeld) {
+    const WatchScope scope;
+    Prepare("[00-01]\nHost Name=h\n[00-02]\nHost Name=h\nHardware Type=6\n[00-03]\nTimes=1\n", 1);
+    std::set<void*> blocks;
+    Watched.blocks = &blocks;
+    int allocations = 0;
+    Watched.onHeapAlloc = [&] {
+        ++allocations;
+        EXPECT_TRUE(IsFree(listMutex));
+        EXPECT_TRUE(IsFree(list->mutex));
+    };
+    const int statuses[] = {FindTransientBootp, FindOtherHardwareType, FindMalformed, FindUnknownClient};
+    for (const bool isIndexed : {true, false}) {
+        if (!isIndexed) list->index = nullptr;
+        for (BYTE client = 1; client <= 4; ++client) {
+            Datagram datagram(300, {0, client});
+            EXPECT_EQ(Find(&datagram), statuses[client - 1]);
+            EXPECT_EQ(blocks.size(), 0u);
+        }
+    }
+    EXPECT_GT(allocations, 8);
+}
+
+// A hardware length above 16 reaches behind `chaddr`, and beyond the packet.
+TEST_F(FindClientTest, WhatLiesBehindThePacketCountsAsZeros) {
+    Prepare("");
+    Datagram whole(300, Example);
+    std::memcpy(whole.block.data(), &list->packet, 300);
+    whole.Packet()->op = BootRequestOpcode;
+    whole.Packet()->hlen = 220;  // eight bytes of the options
+    Datagram cut = whole;
+    cut.length = 240;
+    EXPECT_EQ(Find(&whole), FindListedBootp);
+    EXPECT_EQ(Find(&cut), FindUnknownClient);
 }
 
 TEST_F(FindClientTest, ARetiredListSendsItsCallerAway) {

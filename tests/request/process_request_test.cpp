@@ -10,6 +10,7 @@
 #include <fstream>
 #include <thread>
 
+#include "operation_watch.h"
 #include "request/daemon_pool.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
@@ -257,6 +258,24 @@ TEST_F(WholeRequest, ARequestOfTheOldGenerationLooksInTheNewList) {
     EXPECT_EQ(LiveParameters.ArpAdd, before.ArpAdd);
     EXPECT_EQ(LiveParameters.ArpRemove, before.ArpRemove);
     EXPECT_EQ(LiveParameters.MaxDaemonThreads, 4u);
+}
+
+TEST_F(WholeRequest, AReloadIsAnsweredBeforeItsEvent) {
+    const WatchScope scope;
+    const auto answerAtEvent = [&] {
+        std::string answer;
+        Watched.onEvent = [&](DWORD number) {
+            if (number != 0xC0000004 && number != 3) return;
+            const std::vector<std::uint8_t> received = Received();
+            answer.assign(received.begin(), received.end());
+        };
+        RequestContext reload = Context(std::vector<std::uint8_t>(11));
+        ReloadParameters(&reload);
+        return answer;
+    };
+    EXPECT_EQ(answerAtEvent(), std::string("RELOAD ACK", 11));
+    std::filesystem::remove(home.Path("bootptab"));
+    EXPECT_EQ(answerAtEvent(), std::string("RELOAD NACK", 12));
 }
 
 TEST_F(WholeRequest, WithoutAGenerationTheBlockIsFreedAndNothingIsSent) {

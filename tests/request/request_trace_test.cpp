@@ -76,6 +76,18 @@ TEST_F(Trace, OfAWrongOpcodeHasOnlyTheBytesAndTheDefaults) {
         "\tClient's found address: Not available\r\n\tReply status: No reply sent\r\n");
 }
 
+TEST_F(Trace, ShowsControlCharactersOfTheNetworkEscaped) {
+    trace.decoded = true;
+    std::strcpy(trace.serverName, "a\r\nPacket Received:\x1b[2J");
+    std::strcpy(packet.file, "\x01\\x\x7f\x9b~ \xc3\xbc");
+    const std::string block = Format();
+    EXPECT_NE(block.find("\tServer name: a\\x0d\\x0aPacket Received:\\x1b[2J\r\n"), std::string::npos);
+    EXPECT_NE(block.find("client: \\x01\\x\\x7f\\x9b~ \xc3\xbc\r\n"), std::string::npos) << block;
+    std::memset(packet.file, '\n', sizeof packet.file);
+    std::memset(trace.serverName, '\r', sizeof packet.sname);
+    EXPECT_EQ(Format().size(), TraceSize) << "what is escaped doesn't go beyond the block";
+}
+
 TEST_F(Trace, IsCutAtItsLimitAndFieldsWithoutANulAtTheirEnd) {
     std::memset(packet.file, 'f', sizeof packet.file);
     std::memset(trace.serverName, 's', sizeof packet.sname);

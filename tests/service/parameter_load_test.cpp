@@ -5,7 +5,9 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <map>
 
+#include "operation_watch.h"
 #include "service/generation.h"
 #include "service/temporary_home.h"
 
@@ -55,7 +57,6 @@ TEST_F(ParameterLoad, AGoodLoadFillsTheRecord) {
 
 TEST_F(ParameterLoad, EveryFailureHasItsResultAndItsEvent) {
     const std::string helper = "\"HelperDLL\"=\"" HELPER_PATH "\"";
-    const std::string twoHundred(300, 'x');
     struct Case {
         const char* name;
         std::vector<std::string> registry;
@@ -72,6 +73,11 @@ TEST_F(ParameterLoad, EveryFailureHasItsResultAndItsEvent) {
          good,
          LoadLogFailed,
          {"0xC0000008"}},
+        {"a log path that is too long",
+         {helper, "\"EnableLogging\"=dword:1", "\"LogFile\"=\"" + std::string(250, 'x') + "\""},
+         good,
+         LoadLogPathFailed,
+         {"0xC0000021"}},
         {"a heap that can't be",
          {helper, "\"CacheSize\"=dword:ffffffff"},
          good,
@@ -154,6 +160,74 @@ TEST_F(ParameterLoad, SeventyOptionsAndMoreAreRead) {
     home.Write("bootptab", database + "[00-01]\nOption 1999=7\n");
     const LoadedRecord loaded;
     EXPECT_EQ(loaded.result, LoadOk);
+}
+
+// Failures that no file brings about: each call of an operation fails in turn.
+TEST_F(ParameterLoad, EveryOperationThatFailsHasItsResultAndItsEvent) {
+    const WatchScope scope;
+    std::string many = "[Options]\nIP Address=-2,ipaddress\n";
+    for (int at = 0; at < 70; ++at)
+        many += "Option " + std::to_string(at) + "=1,byte\n";
+    home.Write("bootptab", many + "[00-01]\nIP Address=10.0.0.1\n[00-02]\nIP Address=10.0.0.2\n");
+    const auto failures = [&](FailingCall OperationWatch::*operation) {
+        std::map<DWORD, std::vector<std::string>> found;
+        for (int number = 1; number <= 20; ++number) {
+            std::filesystem::remove(home.Path("events.log"));
+            (Watched.*operation).number = number;
+            const LoadedRecord loaded;
+            if (loaded.result == LoadOk) continue;
+            found[loaded.result] = home.EventNumbers();
+        }
+        (Watched.*operation).number = 0;
+        return found;
+    };
+    using Row = std::pair<const DWORD, std::vector<std::string>>;
+    EXPECT_THAT(failures(&OperationWatch::heapAlloc),
+                ElementsAre(Row{LoadCatalogueNoMemory, {"0xC0000010"}},
+                            Row{LoadReaderNoMemory, {"0xC0000010"}}, Row{LoadListNoMemory, {"0xC0000011"}},
+                            Row{LoadListCorrupt, {"0xC000001C", "0xC0000006"}}));
+    EXPECT_THAT(failures(&OperationWatch::heapFree),
+                ElementsAre(Row{LoadCatalogueReleaseFailed, {"0xC0000010"}},
+                            Row{LoadReaderReleaseFailed, {"0xC0000017"}},
+                            Row{LoadListReleaseFailed, {"0xC0000017"}}));
+    const auto withoutMutex = failures(&OperationWatch::createMutex);
+    EXPECT_THAT(withoutMutex, testing::Contains(Row{LoadListFailed, {"0xC0000021"}}));
+}
+
+TEST_F(ParameterLoad, TheLogLevelThatCountsForEachEvent) {
+    home.Write("bootptab", "[Options]\nIP Address=-2,ipaddress\n[00-01]\n[00-02]\nIP Address=10.0.0.1\n");
+    const struct {
+        DWORD installed;
+        std::string level;
+        std::vector<std::string> events;
+    } rows[] = {
+        {31,
+         "\"LogLevel\"=dword:0",
+         {"0xC000001C", "0xC000001F"}},  // of the record that is live, and no level at all
+        {0, "\"LogLevel\"=dword:1f", {"0xC000001F"}},
+    };
+    for (const auto& row : rows) {
+        std::filesystem::remove(home.Path("events.log"));
+        home.WriteRegistry({"\"HelperDLL\"=\"none\"", row.level});
+        InstallEventMask(row.installed);
+        const LoadedRecord loaded;
+        EXPECT_EQ(loaded.result, LoadHelperMissing);
+        EXPECT_EQ(home.EventNumbers(), row.events);
+    }
+}
+
+TEST_F(ParameterLoad, WhatStandsInOtherKeys) {
+    const std::string registry = home.Read("registry.reg");
+    ::setenv("AGENTS", "/opt/agents", 1);
+    home.Write("registry.reg", registry +
+                                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\RFC1156Agent\\CurrentVersion]\n"
+                                   "\"Pathname\"=str(2):\"%AGENTS%/agent.dll\"\n"
+                                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion]\n"
+                                   "\"CurrentVersion\"=\"four\"\n");
+    const LoadedRecord loaded;
+    EXPECT_STREQ(loaded.record.SnmpAgentPath, "/opt/agents/agent.dll");
+    EXPECT_EQ(loaded.record.ForceBroadcast, 1u) << "of an unknown version nothing is known";
+    EXPECT_THAT(home.EventNumbers(), ElementsAre("0xC000001D"));
 }
 
 TEST_F(ParameterLoad, OldSystemsBroadcastOnly) {

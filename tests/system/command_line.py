@@ -81,7 +81,9 @@ class CommandLine(SystemTest):
             self.assertIn(f'"{name}"=dword:{value:08x}', registry)
         for name, value in (("DatabasePath", r".\\bootptab"), ("LogFile", "bootps.log"), ("HelperDLL", "arpadd.dll")):
             self.assertIn(f'"{name}"=str(2):"{value}"', registry)
-        self.assertIn(r"EventLog\Application\Quillon]", registry)
+        source = registry[registry.index(r"EventLog\Application\Quillon]"):]
+        self.assertIn('"TypesSupported"=dword:00000007', source)
+        self.assertIn(f'"EventMessageFile"=str(2):"{program("quillon")}"', source)
         self.assertIn(f"ExecStart={program('quillon')}", home.read("systemd/quillon.service"))
 
         self.assertEqual(self.quillon(home, "-install"), (1, "Error installing the Quillon service\n"))
