@@ -1,8 +1,8 @@
 // The thread that has ARP entries removed again, StaticArpTimeout after the reply that needed them.
 //
 // Its message queue is its only connection to the request threads. All entries live equally long, so the
-// queue's order is the order in which they come due. The thread ends with the process; entries that wait then
-// are not removed.
+// queue's order is the order in which they come due. The queue is bounded: if it is nearly full, the oldest
+// entries go before their time, so that none is forgotten.
 #pragma once
 
 #include "arp/arp_helper.h"
@@ -13,12 +13,17 @@
 // bytes.
 inline constexpr UINT ArpExpiryMessage = 0x8000;
 
-// Starts the thread. The time-out, in milliseconds, and the helper's entry point hold for the life of the
-// process. To be called once, before any request is served.
+// Starts the thread. The time-out, in milliseconds, and the helper's entry point hold until it is stopped.
+// To be called before any request is served.
 void StartArpExpiry(DWORD timeout, ArpRemoveFunction remove);
 
-// Asks for the removal of an entry. May be called from any thread; a message that can't be posted is lost.
+// Asks for the removal of an entry. May be called from any thread. It waits up to some 20 ms for room in the
+// queue, which only a thread that hangs in the helper doesn't make; then the entry stays.
 void PostArpExpiry(IpAddress localAddress, IpAddress clientAddress);
+
+// Removes all entries that wait, and ends the thread. Returns after 3 s at the latest, whatever the helper
+// does. To be called when no request is served any more; without a thread it does nothing.
+void StopArpExpiry();
 
 // Milliseconds that are left of `timeout` for an entry posted at tick count `posted`; right across the
 // counter's wrap.

@@ -1,7 +1,7 @@
 // The contract with the ARP helper: a loadable library with two C exports.
 //
-// A directed reply goes to an address that its client doesn't have yet, so the stack has to be told which
-// hardware address stands behind it. All texts are NUL-terminated and are valid only during the call. ArpAdd
+// A directed reply goes to an address that its client doesn't have yet, so the stack has to know which
+// hardware address belongs to it. All texts are NUL-terminated and are valid only during the call. ArpAdd
 // is called by any number of threads at once, ArpRemove by one thread alongside them.
 #pragma once
 
@@ -17,6 +17,6 @@ using ArpAddFunction = int (*)(const char* localAddress, const char* clientAddre
                                const unsigned char* hardwareAddress, int hardwareLength,
                                const char* agentPath);
 
-// Removes the entry again; the order of the addresses is the other one. Nobody looks at the answer.
+// Removes the entry again; the order of the addresses is the other one. The result is not looked at.
 using ArpRemoveFunction = int (*)(const char* clientAddress, const char* localAddress);
 }

@@ -81,7 +81,7 @@ TEST_F(ArpHelperTest, DirectedReplyLeavesAtOnceForTheHardwareAddress) {
     FrameWatch wire("link1");
     PlainSocket server(kLocal, 67);
     ASSERT_EQ(Add(kClient, kMac), kCreated);
-    EXPECT_THAT(Entry(), HasSubstr(std::string("lladdr ") + kMacAsShown + " PERMANENT"));
+    EXPECT_THAT(Entry(), HasSubstr(std::string("lladdr ") + kMacAsShown + " extern_learn PERMANENT"));
     ASSERT_TRUE(server.Send("reply", kClient, 68));
     std::optional<Frame> frame = wire.Next(10s);
     while (frame && frame->protocol == ETH_P_IPV6)
@@ -135,9 +135,11 @@ TEST_F(ArpHelperTest, AnswersByWhatStandsThere) {
         {wrong + " nud reachable", kCreated, kMacAsShown, false},
         {wrong + " nud stale", kCreated, kMacAsShown, false},
         {entry + "nud failed", kCreated, kMacAsShown, false},
-        // The mark says that an earlier run of the helper has left these.
-        {wrong + " nud permanent protocol 81", kCreated, kMacAsShown, false},
-        {right + " nud permanent protocol 81", kCreated, kMacAsShown, false},
+        // As the helper makes them; then as an administrator's replacement leaves the mark in place.
+        {wrong + " nud permanent protocol 81 extern_learn", kCreated, kMacAsShown, false},
+        {right + " nud permanent protocol 81 extern_learn", kCreated, kMacAsShown, false},
+        {wrong + " nud permanent protocol 81", ArpAddFailed, kOtherMacAsShown, true},
+        {right + " nud permanent protocol 81", kReachable, kMacAsShown, true},
         {wrong + " nud permanent protocol 82", ArpAddFailed, kOtherMacAsShown, true},
     };
     for (const auto& row : cases) {
@@ -157,6 +159,14 @@ TEST_F(ArpHelperTest, EntryThatWasTakenFromItIsNoLongerItsOwn) {
     EXPECT_EQ(Add(kClient, kMac), ArpAddFailed);
     Remove(kClient);
     EXPECT_THAT(Entry(), HasSubstr(kOtherMacAsShown));
+    Shell(std::string("ip neigh del ") + kClient + " dev link0");
+
+    // Also if the administrator gave it the same address.
+    ASSERT_EQ(Add(kClient, kMac), kCreated);
+    Shell(std::string("ip neigh replace ") + kClient + " dev link0 nud permanent lladdr " + kMacAsShown);
+    EXPECT_EQ(Add(kClient, kMac), kReachable);
+    Remove(kClient);
+    EXPECT_THAT(Entry(), HasSubstr(kMacAsShown));
 
     // And one that went with its interface is made anew.
     ASSERT_EQ(Add("10.1.0.51", kMac), kCreated);

@@ -60,44 +60,31 @@ TEST(NeighbourPolicy, TouchesNothingThatSomebodyElseMadeToStay) {
     const struct {
         const char* what;
         std::optional<Neighbour> present;
-        std::optional<HardwareAddress> made;
         Action action;
     } cases[] = {
-        {"nothing there", std::nullopt, std::nullopt, Action::Enter},
-        {"ours has gone", std::nullopt, Mac(1), Action::Enter},
-        {"learned, right", Neighbour{Mac(1), NUD_REACHABLE}, std::nullopt, Action::LeaveRight},
-        {"learned, right, old", Neighbour{Mac(1), NUD_STALE}, std::nullopt, Action::LeaveRight},
-        {"learned, right, doubted", Neighbour{Mac(1), NUD_DELAY}, std::nullopt, Action::LeaveRight},
-        {"learned, right, under probe", Neighbour{Mac(1), NUD_PROBE}, std::nullopt, Action::Enter},
-        {"learned, wrong", Neighbour{Mac(2), NUD_REACHABLE}, std::nullopt, Action::Enter},
-        {"asked for", Neighbour{{}, NUD_INCOMPLETE}, std::nullopt, Action::Enter},
-        {"failed", Neighbour{Mac(1), NUD_FAILED}, std::nullopt, Action::Enter},
-        {"administrator's, right", Neighbour{Mac(1), NUD_PERMANENT}, std::nullopt, Action::LeaveRight},
-        {"administrator's, wrong", Neighbour{Mac(2), NUD_PERMANENT}, std::nullopt, Action::LeaveWrong},
-        {"needs no ARP, right", Neighbour{Mac(1), NUD_NOARP}, std::nullopt, Action::LeaveRight},
-        {"needs no ARP, wrong", Neighbour{Mac(2), NUD_NOARP}, std::nullopt, Action::LeaveWrong},
-        {"another daemon's, wrong", Neighbour{Mac(2), NUD_REACHABLE, 0, true}, std::nullopt,
+        {"nothing there", std::nullopt, Action::Enter},
+        {"learned, right", Neighbour{Mac(1), NUD_REACHABLE}, Action::LeaveRight},
+        {"learned, right, old", Neighbour{Mac(1), NUD_STALE}, Action::LeaveRight},
+        {"learned, right, doubted", Neighbour{Mac(1), NUD_DELAY}, Action::LeaveRight},
+        {"learned, right, under probe", Neighbour{Mac(1), NUD_PROBE}, Action::Enter},
+        {"learned, wrong", Neighbour{Mac(2), NUD_REACHABLE}, Action::Enter},
+        {"asked for", Neighbour{{}, NUD_INCOMPLETE}, Action::Enter},
+        {"failed", Neighbour{Mac(1), NUD_FAILED}, Action::Enter},
+        {"administrator's, right", Neighbour{Mac(1), NUD_PERMANENT}, Action::LeaveRight},
+        {"administrator's, wrong", Neighbour{Mac(2), NUD_PERMANENT}, Action::LeaveWrong},
+        {"needs no ARP, right", Neighbour{Mac(1), NUD_NOARP}, Action::LeaveRight},
+        {"needs no ARP, wrong", Neighbour{Mac(2), NUD_NOARP}, Action::LeaveWrong},
+        {"another program's, wrong", Neighbour{Mac(2), NUD_REACHABLE, 0, true}, Action::LeaveWrong},
+        {"another program's with our mark, not permanent", Neighbour{Mac(2), NUD_REACHABLE, kOurs, true},
          Action::LeaveWrong},
-        {"of an earlier run", Neighbour{Mac(1), NUD_PERMANENT, kOurs}, std::nullopt, Action::Enter},
-        {"of an earlier run, wrong", Neighbour{Mac(2), NUD_PERMANENT, kOurs}, std::nullopt, Action::Enter},
-        {"ours", Neighbour{Mac(1), NUD_PERMANENT, kOurs}, Mac(1), Action::KeepOurs},
-        {"ours for another client", Neighbour{Mac(2), NUD_PERMANENT, kOurs}, Mac(2), Action::Enter},
-        {"ours, mark unknown to the kernel", Neighbour{Mac(2), NUD_PERMANENT}, Mac(2), Action::Enter},
-        {"ours, replaced by the administrator", Neighbour{Mac(3), NUD_PERMANENT, kOurs}, Mac(2),
-         Action::LeaveWrong},
-        {"ours, replaced by the right one", Neighbour{Mac(1), NUD_PERMANENT, kOurs}, Mac(2),
-         Action::LeaveRight},
+        {"another program's, permanent", Neighbour{Mac(2), NUD_PERMANENT, 11, true}, Action::LeaveWrong},
+        {"ours", Neighbour{Mac(1), NUD_PERMANENT, kOurs, true}, Action::KeepOurs},
+        {"ours for another client", Neighbour{Mac(2), NUD_PERMANENT, kOurs, true}, Action::Enter},
+        {"ours, replaced by an administrator", Neighbour{Mac(2), NUD_PERMANENT, kOurs}, Action::LeaveWrong},
+        {"ours, replaced by the right one", Neighbour{Mac(1), NUD_PERMANENT, kOurs}, Action::LeaveRight},
     };
     for (const auto& row : cases)
-        EXPECT_EQ(DecideEntry(row.present, row.made, Mac(1)), row.action) << row.what;
-}
-
-TEST(NeighbourPolicy, RemovesOnlyWhatItMade) {
-    EXPECT_TRUE(IsStillOurs(Neighbour{Mac(1), NUD_PERMANENT}, Mac(1)));
-    EXPECT_FALSE(IsStillOurs(std::nullopt, Mac(1)));
-    EXPECT_FALSE(IsStillOurs(Neighbour{Mac(2), NUD_PERMANENT}, Mac(1)));
-    EXPECT_FALSE(IsStillOurs(Neighbour{Mac(1), NUD_REACHABLE}, Mac(1)));
-    EXPECT_FALSE(IsStillOurs(Neighbour{Mac(1), NUD_PERMANENT, 0, true}, Mac(1)));
+        EXPECT_EQ(DecideEntry(row.present, Mac(1)), row.action) << row.what;
 }
 
 }  // namespace

@@ -2,8 +2,9 @@
 // netlink.
 //
 // An entry is made permanent because only such a one is neither probed (the client can't answer yet) nor aged
-// out before its time. Each carries a mark of its maker in the kernel, so that what an earlier run has left
-// is ours to replace.
+// out before its time. Each carries a mark of its maker in the kernel, by which the next run knows what a
+// crash has left: that is removed when the library is loaded. Two services in one network would take each
+// other's waiting entries for that, which costs a client of the first a reply and no more.
 #include <arpa/inet.h>
 
 #include <algorithm>
@@ -40,6 +41,7 @@ class Helper {
   public:
     int Add(std::uint32_t local, std::uint32_t client, const HardwareAddress& wanted);
     int Remove(std::uint32_t client, std::uint32_t local);
+    void RemoveLeftOvers();
 
   private:
     using Entries = std::unordered_multimap<std::uint32_t, MadeEntry>;
@@ -84,8 +86,7 @@ int Helper::Enter(const NeighbourKey& key, const HardwareAddress& wanted) {
     }
     std::optional<Neighbour> present;
     if (table_.Read(key, present) != 0) return ArpAddFailed;
-    const auto own = made == made_.end() ? std::nullopt : std::optional(made->second.address);
-    switch (DecideEntry(present, own, wanted)) {
+    switch (DecideEntry(present, wanted)) {
         case NeighbourAction::Enter:
             return table_.Enter(key, wanted, NeighbourTable::IfPresent::Replace) == 0 ? ArpAddCreated
                                                                                       : ArpAddFailed;
@@ -125,7 +126,8 @@ int Helper::Remove(std::uint32_t client, std::uint32_t local) {
         if (!holders.empty()) return kRemoved;
 
         std::optional<Neighbour> present;
-        const bool isOurs = table_.Read(key, present) == 0 && IsStillOurs(present, address);
+        const bool isOurs =
+            table_.Read(key, present) == 0 && present && IsOfHelper(*present) && present->address == address;
         const bool isRemoved = isOurs && table_.Remove(key) == 0;
         made_.erase(entry);
         return isRemoved ? kRemoved : kNotRemoved;
@@ -133,10 +135,25 @@ int Helper::Remove(std::uint32_t client, std::uint32_t local) {
     return kNotRemoved;
 }
 
+// Of the network namespace in which the library is loaded.
+void Helper::RemoveLeftOvers() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<NeighbourKey> keys;
+    if (table_.FindOwn(keys) != 0) return;
+    for (const NeighbourKey& key : keys)
+        table_.Remove(key);
+}
+
 // Threads may still be at it when the process ends, so it is never destroyed.
 Helper& TheHelper() {
     static auto& helper = *new Helper;
     return helper;
+}
+
+[[gnu::constructor]] void RemoveWhatACrashLeft() try {
+    TheHelper().RemoveLeftOvers();
+} catch (const std::bad_alloc&) {
+} catch (const std::system_error&) {
 }
 
 std::optional<std::uint32_t> ParseAddress(const char* text) {

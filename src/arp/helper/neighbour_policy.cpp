@@ -15,23 +15,15 @@ bool IsUsable(const Neighbour& neighbour) {
 
 }  // namespace
 
-bool IsStillOurs(const std::optional<Neighbour>& present, const HardwareAddress& made) {
-    return present && !present->isExternal && (present->state & NUD_PERMANENT) != 0 &&
-           present->address == made;
+bool IsOfHelper(const Neighbour& neighbour) {
+    return neighbour.isExternal && neighbour.origin == kOriginOfHelper &&
+           (neighbour.state & NUD_PERMANENT) != 0;
 }
 
-NeighbourAction DecideEntry(const std::optional<Neighbour>& present,
-                            const std::optional<HardwareAddress>& made, const HardwareAddress& wanted) {
+NeighbourAction DecideEntry(const std::optional<Neighbour>& present, const HardwareAddress& wanted) {
     if (!present) return NeighbourAction::Enter;
     const bool isRight = present->address == wanted;
-    if (!IsMadeToStay(*present)) {
-        return isRight && IsUsable(*present) ? NeighbourAction::LeaveRight : NeighbourAction::Enter;
-    }
-    if (made && IsStillOurs(present, *made)) {
-        return isRight ? NeighbourAction::KeepOurs : NeighbourAction::Enter;
-    }
-    const bool isOfEarlierRun =
-        !made && present->origin == kOriginOfHelper && IsStillOurs(present, present->address);
-    if (isOfEarlierRun) return NeighbourAction::Enter;
-    return isRight ? NeighbourAction::LeaveRight : NeighbourAction::LeaveWrong;
+    if (IsOfHelper(*present)) return isRight ? NeighbourAction::KeepOurs : NeighbourAction::Enter;
+    if (IsMadeToStay(*present)) return isRight ? NeighbourAction::LeaveRight : NeighbourAction::LeaveWrong;
+    return isRight && IsUsable(*present) ? NeighbourAction::LeaveRight : NeighbourAction::Enter;
 }

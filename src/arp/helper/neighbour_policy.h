@@ -1,4 +1,8 @@
 // What to do about a client's entry in the neighbour table: the decision alone, without its effect.
+//
+// An entry is the helper's own if it is permanent, has the helper's mark, and the kernel still has it as
+// learned from outside. The mark alone is not enough: an administrator's tool that replaces the entry leaves
+// the mark in place, but takes that flag away.
 #pragma once
 
 #include <cstdint>
@@ -11,23 +15,22 @@ struct Neighbour {
     HardwareAddress address;  // empty while it is being asked for
     std::uint16_t state = 0;  // NUD_...
     std::uint8_t origin = 0;  // who made it, as far as the maker said so: NDA_PROTOCOL
-    bool isExternal = false;  // learned by another program that looks after it
+    bool isExternal = false;  // NTF_EXT_LEARNED: a program looks after it
 };
 
-// The mark in the entries that this helper makes, by which it knows those that an earlier run has left.
+// The mark in the entries that this helper makes.
 inline constexpr std::uint8_t kOriginOfHelper = 0x51;
+
+// Whether this helper has made it, in this run or an earlier one, and nobody has replaced it since.
+bool IsOfHelper(const Neighbour& neighbour);
 
 enum class NeighbourAction {
     Enter,       // make the entry, or put ours in place of what is there
     KeepOurs,    // ours stands there already, as it ought to be
     LeaveRight,  // the client can be reached as it is
-    LeaveWrong   // somebody's own entry stands there and sends to another hardware address
+    LeaveWrong   // an entry that was made to stay is there and sends to another hardware address
 };
 
-// `present` is what the kernel has, `made` what this process has entered for the client and not removed yet.
-// An entry that somebody else made to stay is never touched, also if it has taken the place of ours.
-NeighbourAction DecideEntry(const std::optional<Neighbour>& present,
-                            const std::optional<HardwareAddress>& made, const HardwareAddress& wanted);
-
-// Whether what the kernel has is still what this process has entered.
-bool IsStillOurs(const std::optional<Neighbour>& present, const HardwareAddress& made);
+// `present` is what the kernel has. An entry that an administrator or another program made to stay is never
+// touched, whether it was there first or has replaced ours.
+NeighbourAction DecideEntry(const std::optional<Neighbour>& present, const HardwareAddress& wanted);

@@ -19,10 +19,18 @@ ndmsg* AddKey(NetlinkRequest& request, const NeighbourKey& key) {
     return fixed;
 }
 
-Neighbour ParseNeighbour(const nlmsghdr& message) {
+}  // namespace
+
+std::optional<NeighbourRow> ParseNeighbourRow(const nlmsghdr& message) {
+    if (message.nlmsg_type != RTM_NEWNEIGH && message.nlmsg_type != RTM_DELNEIGH) return std::nullopt;
+    if (mnl_nlmsg_get_payload_len(&message) < sizeof(ndmsg)) return std::nullopt;
     const auto* fixed = static_cast<const ndmsg*>(mnl_nlmsg_get_payload(&message));
     const auto attributes = ParseAttributes<NDA_PROTOCOL>(message, sizeof(ndmsg));
-    Neighbour neighbour;
+    if (fixed->ndm_family != AF_INET || attributes[NDA_DST] == nullptr) return std::nullopt;
+    NeighbourRow row;
+    row.key = {.interfaceIndex = static_cast<std::uint32_t>(fixed->ndm_ifindex),
+               .client = AttributeWord(attributes[NDA_DST])};
+    Neighbour& neighbour = row.neighbour;
     neighbour.state = fixed->ndm_state;
     neighbour.isExternal = (fixed->ndm_flags & NTF_EXT_LEARNED) != 0;
     if (const nlattr* address = attributes[NDA_LLADDR]; address != nullptr) {
@@ -35,10 +43,8 @@ Neighbour ParseNeighbour(const nlmsghdr& message) {
         origin != nullptr && mnl_attr_get_payload_len(origin) >= 1) {
         neighbour.origin = mnl_attr_get_u8(origin);
     }
-    return neighbour;
+    return row;
 }
-
-}  // namespace
 
 int NeighbourTable::Open() {
     if (netlink_ == nullptr || !netlink_->IsUsable()) netlink_ = NetlinkSocket::Open();
@@ -74,16 +80,36 @@ int NeighbourTable::Read(const NeighbourKey& key, std::optional<Neighbour>& neig
     AddKey(request, key);
     neighbour.reset();
     const int error = Exchange(request, [&neighbour](const nlmsghdr& message) {
-        if (message.nlmsg_type != RTM_NEWNEIGH || mnl_nlmsg_get_payload_len(&message) < sizeof(ndmsg)) return;
-        neighbour = ParseNeighbour(message);
+        if (const auto row = ParseNeighbourRow(message)) neighbour = row->neighbour;
     });
     return error == ENOENT ? 0 : error;
+}
+
+int NeighbourTable::ReadOwn(std::vector<NeighbourKey>& keys) {
+    keys.clear();
+    NetlinkRequest request(RTM_GETNEIGH, NLM_F_DUMP);
+    request.Add<ndmsg>()->ndm_family = AF_INET;
+    return Exchange(request, [&keys](const nlmsghdr& message) {
+        const auto row = ParseNeighbourRow(message);
+        if (row && IsOfHelper(row->neighbour)) keys.push_back(row->key);
+    });
+}
+
+int NeighbourTable::FindOwn(std::vector<NeighbourKey>& keys) {
+    // The kernel ends a dump with EINTR if the table changed meanwhile.
+    constexpr int kAttempts = 16;
+    int error = EINTR;
+    for (int attempt = 0; attempt < kAttempts && error == EINTR; ++attempt)
+        error = ReadOwn(keys);
+    return error;
 }
 
 int NeighbourTable::Enter(const NeighbourKey& key, const HardwareAddress& address, IfPresent ifPresent) {
     const std::uint16_t mode = ifPresent == IfPresent::Replace ? NLM_F_REPLACE : NLM_F_EXCL;
     NetlinkRequest request(RTM_NEWNEIGH, static_cast<std::uint16_t>(NLM_F_ACK | NLM_F_CREATE | mode));
-    AddKey(request, key)->ndm_state = NUD_PERMANENT;
+    auto* fixed = AddKey(request, key);
+    fixed->ndm_state = NUD_PERMANENT;
+    fixed->ndm_flags = NTF_EXT_LEARNED;
     request.AddAttribute(NDA_LLADDR, address.bytes.data(), address.length);
     request.AddAttribute(NDA_PROTOCOL, &kOriginOfHelper, sizeof kOriginOfHelper);
     return Exchange(request, IgnoreMessage);

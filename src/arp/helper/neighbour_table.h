@@ -1,12 +1,13 @@
 // The kernel's neighbour table and what is needed to fill it, over netlink. Addresses are the four wire
 // bytes.
 //
-// Failures are told as numbers of errno. One object serves one thread at a time.
+// Failures are returned as numbers of errno. One object serves one thread at a time.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "arp/helper/hardware_address.h"
 #include "arp/helper/neighbour_policy.h"
@@ -20,6 +21,13 @@ struct NeighbourKey {
     bool operator==(const NeighbourKey&) const = default;
 };
 
+// What a message of RTM_NEWNEIGH or RTM_DELNEIGH says, with its place; nothing if it is no IPv4 neighbour.
+struct NeighbourRow {
+    NeighbourKey key;
+    Neighbour neighbour;
+};
+std::optional<NeighbourRow> ParseNeighbourRow(const nlmsghdr& message);
+
 class NeighbourTable {
   public:
     enum class IfPresent { Fail, Replace };
@@ -30,12 +38,15 @@ class NeighbourTable {
 
     int Read(const NeighbourKey& key, std::optional<Neighbour>& neighbour);
 
-    // A permanent entry with the mark of the helper. EEXIST if there is one of any kind and it isn't to be
-    // replaced.
+    // The places at which an entry of the helper stands, of whichever run.
+    int FindOwn(std::vector<NeighbourKey>& keys);
+
+    // An entry that IsOfHelper. EEXIST if there is one of any kind and it isn't to be replaced.
     int Enter(const NeighbourKey& key, const HardwareAddress& address, IfPresent ifPresent);
     int Remove(const NeighbourKey& key);
 
   private:
+    int ReadOwn(std::vector<NeighbourKey>& keys);
     int Exchange(NetlinkRequest& request, const NetlinkSocket::OnMessage& onMessage);
     int Open();
 

@@ -122,6 +122,7 @@ void TearDownService() {
         ReleaseParameters(&LiveParameters);
     else
         WaitForGenerations(GenerationWait);
+    StopArpExpiry();
     CloseIfMade(ClientListMutex);
     WriteStopBanner(log.file, log.mutex);
     for (const HANDLE handle : {ListenerMutex.load(), log.mutex, ThreadCountMutex.load(), log.file})
