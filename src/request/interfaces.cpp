@@ -56,21 +56,39 @@ void LookUpPort() {
         ActivePort = ntohs(static_cast<WORD>(service->s_port));
 }
 
-// The text of the log's binding line, cut at the end of its buffer.
+// The text of the log's binding line. It takes 259 bytes at most: a longer list is cut after a whole address,
+// and the line end is always there.
 class BindingText {
   public:
-    BindingText() : _length(std::strlen("** Bound to: ")) { std::strcpy(_text, "** Bound to: "); }
+    BindingText() { Put("** Bound to: "); }
 
-    void Append(IpAddress address, bool last) {
-        const int written = std::snprintf(_text + _length, sizeof _text - _length, "%s%s",
-                                          inet_ntoa(ToInAddr(address)), last ? ".\r\n\r\n" : ", ");
-        if (written > 0) _length = std::min(_length + static_cast<std::size_t>(written), sizeof _text - 1);
+    void Append(IpAddress address) {
+        char dotted[AddressTextSize];
+        FormatAddress(address, dotted);
+        if (!_isFirst) Put(Separator);
+        _isFirst = false;
+        Put(dotted);
     }
-    const char* get() const { return _text; }
+
+    const char* End() {
+        const bool fits = _length + Last.size() <= MostBytes;
+        if (!fits) _length = std::string_view(_text, _length).rfind(Separator, MostBytes - More.size());
+        Put(fits ? Last : More);
+        _text[_length] = '\0';
+        return _text;
+    }
 
   private:
-    char _text[260] = {};
-    std::size_t _length;
+    static constexpr std::size_t MostBytes = 259;
+    static constexpr std::string_view Separator = ", ";
+    static constexpr std::string_view Last = ".\r\n\r\n";
+    static constexpr std::string_view More = ", ...\r\n\r\n";
+
+    void Put(std::string_view piece) { _length += piece.copy(_text + _length, sizeof _text - 1 - _length); }
+
+    char _text[(MaxLocalAddresses + 1) * (AddressTextSize + Separator.size())];
+    std::size_t _length = 0;
+    bool _isFirst = true;
 };
 
 enum class SlotResult { Bound, Dropped, NoBroadcast };
@@ -101,13 +119,24 @@ DWORD BindTable(const IpAddress* addresses, DWORD count, BindingText* text, int*
         SocketCount = bound;
         if (result == SlotResult::NoBroadcast) return BindBroadcastFailed;
         BoundCount.store(bound);
-        text->Append(addresses[i], i + 1 == count);
+        text->Append(addresses[i]);
     }
     return BindOk;
 }
 
 void WriteBindingLine(const char* text) {
     WriteLogLine(text, LiveParameters.LogHandle, LiveParameters.LogMutex, BindingLogWait);
+}
+
+// The addresses that LocalAddrs names. That it names none at all is hardly meant.
+DWORD ChosenAddresses(IpAddress* table) {
+    const DWORD count = ParseLocalAddresses(LiveParameters.LocalAddrs, table);
+    if (count == 0) {
+        char text[sizeof LiveParameters.LocalAddrs + 64];
+        std::snprintf(text, sizeof text, "LocalAddrs \"%s\" names no address.", LiveParameters.LocalAddrs);
+        LogEventText(EVENT_ERROR_TEXT, text);
+    }
+    return count;
 }
 
 std::uint32_t Masked(IpAddress address, std::uint32_t mask) {
@@ -198,8 +227,7 @@ DWORD BindAllInterfaces() {
             return BindEnumerateFailed;
         }
         LookUpPort();
-        if (LiveParameters.LocalAddrs[0] != '\0')
-            count = ParseLocalAddresses(LiveParameters.LocalAddrs, addresses);
+        if (LiveParameters.LocalAddrs[0] != '\0') count = ChosenAddresses(addresses);
         if (ReceptionStopped) return BindOk;
         result = BindTable(addresses, count, &text, &error);
         ++BindingNumber;
@@ -207,7 +235,7 @@ DWORD BindAllInterfaces() {
     if (result == BindBroadcastFailed) {
         LogEventError(EVENT_SOCKET_OPTION_FAILED, static_cast<DWORD>(error));
     } else if (BoundCount.load() != 0) {
-        WriteBindingLine(text.get());
+        WriteBindingLine(text.End());
     } else {
         LogEventError(EVENT_SOCKET_FAILED, static_cast<DWORD>(error));
         WriteBindingLine("Could not bind to an address\r\n.");

@@ -239,6 +239,44 @@ TEST_F(SocketNetworkTest, HearsBroadcastsOfAnInterfaceThatWasDownWhenItWasBound)
     EXPECT_THAT(DrainAll(bound, 2), UnorderedElementsAre("255.255.255.255", "10.3.0.255"));
 }
 
+// Datagrams to neighbours that don't answer wait in the kernel, until no more fit. Who sends then must not
+// wait as long as those do.
+TEST_F(SocketNetworkTest, AnInterfaceWithoutRoomRefusesAndHoldsUpNoOther) {
+    constexpr int kMoreThanFit = 4000;
+    const SOCKET east = OpenBound("10.1.0.1", kPort);
+    const SOCKET west = OpenBound("10.3.0.1", kPort);
+    const auto westClient = Host(*west_, "10.3.0.9", kClientPort);
+    const std::string reply(300, 'x');
+    int refused = 0;
+    for (int i = 0; i < kMoreThanFit; ++i) {
+        const int error = Send(east, reply, "10.1.0." + std::to_string(100 + i % 100), kClientPort);
+        ASSERT_TRUE(error == 0 || error == WSAENOBUFS) << error;
+        refused += error != 0 ? 1 : 0;
+    }
+    EXPECT_GT(refused, kMoreThanFit / 2);
+    ASSERT_EQ(Send(west, reply, "10.3.0.9", kClientPort), 0);
+    EXPECT_TRUE(westClient->Receive(10s));
+    // What waited is dropped with the interface's neighbours, and then there is room at once.
+    Shell("ip link set east0 down && ip link set east0 up");
+    EXPECT_EQ(Send(east, reply, "10.1.0.9", kClientPort), 0);
+}
+
+// What comes back from a client that doesn't listen any more is nothing that was received.
+TEST_F(SocketNetworkTest, AnUnreachablePortCostsNothing) {
+    constexpr std::uint16_t kIcmp = 1;
+    const SOCKET bound = OpenBound("10.1.0.1", kPort);
+    FrameWatch wire("east0");
+    ASSERT_EQ(Send(bound, "reply", "10.1.0.9", kClientPort), 0);
+    for (std::optional<Frame> frame; !frame || frame->protocol != 0x0800 || frame->bytes[23] != kIcmp;) {
+        frame = wire.Next(10s);
+        ASSERT_TRUE(frame) << "no answer to a closed port";
+    }
+    EXPECT_THAT(SelectFrom({bound}, 0s), Optional(IsEmpty()));
+    EXPECT_EQ(Send(bound, "next reply", "10.1.0.9", kClientPort), 0);
+    ASSERT_TRUE(Host(*east_, "10.1.0.9", kClientPort)->Send("request", "10.1.0.1", kPort));
+    EXPECT_THAT(DrainAll(bound, 1), ElementsAre("request"));
+}
+
 TEST_F(SocketNetworkTest, BothWaysToLimitADescriptorPassItsInterfaceOnly) {
     const unsigned west = static_cast<unsigned>(std::stoul(Shell("ip -o link show west0")));
     for (const InterfaceLimit limit : {InterfaceLimit::Binding, InterfaceLimit::Filter}) {

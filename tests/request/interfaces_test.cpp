@@ -4,6 +4,10 @@
 
 #include <cstring>
 
+#include "diagnostics/event_report.h"
+#include "service/server_parameters.h"
+#include "service/temporary_home.h"
+
 namespace {
 
 using testing::ElementsAreArray;
@@ -39,6 +43,95 @@ TEST(LocalAddressList, TakesThePiecesThatAreAddresses) {
         many += "10.0.0." + std::to_string(i) + ",";
     IpAddress table[MaxLocalAddresses];
     EXPECT_EQ(ParseLocalAddresses(many.c_str(), table), MaxLocalAddresses);
+}
+
+// Binds addresses of the loopback interface, of which 127.0.0.9 is taken by someone who would share it.
+class Binding : public testing::Test {
+  protected:
+    void SetUp() override {
+        home.Write("services", "bootp " + std::to_string(Port) + "/udp\n");
+        WSADATA data;
+        ASSERT_EQ(WSAStartup(MAKEWORD(1, 1), &data), 0);
+        ASSERT_EQ(OpenBoundSocket(&taken, Port, {{127, 0, 0, 9}}, 1), 0);
+        InstallEventMask(31);
+    }
+    void TearDown() override {
+        CloseAllSockets();
+        SocketCount = 0;
+        BoundCount = 0;
+        LiveParameters = {};
+        WSACleanup();
+    }
+
+    // What the log got.
+    std::string Bind(const std::string& list) {
+        LiveParameters = {};
+        std::strcpy(LiveParameters.LocalAddrs, list.c_str());
+        const std::string file = home.Path("binding.log");
+        LiveParameters.LogHandle = CreateFileA(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                               FILE_ATTRIBUTE_NORMAL, nullptr);
+        LiveParameters.LogMutex = CreateMutexA(nullptr, FALSE, nullptr);
+        EXPECT_EQ(BindAllInterfaces(), BindOk);
+        CloseHandle(LiveParameters.LogHandle);
+        CloseHandle(LiveParameters.LogMutex);
+        return home.Read("binding.log");
+    }
+
+    // The sender of a datagram from the socket in a slot.
+    std::string SenderOf(DWORD slot) const {
+        sockaddr_in to = {};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(Port);
+        to.sin_addr.s_addr = inet_addr("127.0.0.9");
+        char byte = 0;
+        sendto(BoundSockets[slot], &byte, 1, 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+        int length = sizeof to;
+        recvfrom(taken, &byte, 1, 0, reinterpret_cast<sockaddr*>(&to), &length);
+        return inet_ntoa(to.sin_addr);
+    }
+
+    // Apart from that of the same test in another process.
+    const WORD Port = static_cast<WORD>(20012 + (::getpid)() % 750 * 16);
+    TemporaryHome home;
+    SOCKET taken = 0;
+};
+
+TEST_F(Binding, DropsWhatItCannotHaveAndKeepsTheTablesInStep) {
+    const std::string line = "** Bound to: 127.0.0.2, 127.0.0.3.\r\n\r\n";
+    for (const char* list : {"127.0.0.2,127.0.0.3", "127.0.0.9,127.0.0.2,bad,127.0.0.3",
+                             "127.0.0.2,127.0.0.9,127.0.0.3", "127.0.0.2,127.0.0.3,127.0.0.9"}) {
+        EXPECT_EQ(Bind(list), line) << list;
+        ASSERT_EQ(BoundCount, 2u) << list;
+        EXPECT_EQ(SocketCount, 2u) << list;
+        for (DWORD slot : {0u, 1u}) {
+            EXPECT_EQ(Dotted(LocalAddresses[slot]), "127.0.0." + std::to_string(slot + 2)) << list;
+            EXPECT_EQ(SenderOf(slot), Dotted(LocalAddresses[slot])) << list;
+        }
+    }
+    EXPECT_THAT(home.EventNumbers(), testing::IsEmpty());
+}
+
+TEST_F(Binding, TheLineEndsWellHoweverLongTheList) {
+    std::string list;
+    std::string line = "** Bound to: ";
+    for (unsigned count = 1; count <= 16; ++count) {
+        const std::string address = "127.100.100." + std::to_string(100 + count);
+        list += (count == 1 ? "" : ",") + address;
+        line += count > 14 ? "" : (count == 1 ? "" : ", ") + address;
+        EXPECT_EQ(Bind(list), line + (count > 14 ? ", ...\r\n\r\n" : ".\r\n\r\n"));
+        EXPECT_EQ(BoundCount, count);
+    }
+}
+
+TEST_F(Binding, AListWithoutAnAddressIsReportedByItsText) {
+    const char* const noSocket = "Could not bind to an address\r\n.";
+    for (const char* list : {"any, all", ",127.0.0.2"}) {
+        EXPECT_EQ(Bind(list), noSocket);
+        EXPECT_THAT(home.Read("events.log"), testing::HasSubstr(std::string("\"") + list + "\""));
+    }
+    EXPECT_EQ(Bind("127.0.0.9"), noSocket);
+    EXPECT_THAT(home.EventNumbers(),
+                testing::ElementsAre("0xC0000022", "0xC000000B", "0xC0000022", "0xC000000B", "0xC000000B"));
 }
 
 // The block ends right behind the packet, so that the sanitizer sees a read behind it.

@@ -13,8 +13,10 @@ namespace {
 
 constexpr unsigned kOwn = 0;
 constexpr std::uint32_t kClosed = 0x80000000;
-constexpr int kSendWaitMilliseconds = 20;
 constexpr int kSendAttempts = 8;
+// How long a full send buffer is waited for, and how long it isn't after that was in vain.
+constexpr int kRoomWaitMilliseconds = 5;
+constexpr std::chrono::milliseconds kNoWait{250};
 
 }  // namespace
 
@@ -130,22 +132,32 @@ void DatagramSocket::NoteReadAhead(bool isThere) {
     if (isThere) WakeWaiters(*this);
 }
 
+// False if there is none in time.
+bool DatagramSocket::WaitForRoom(int descriptor) {
+    using Clock = std::chrono::steady_clock;
+    if (Clock::now().time_since_epoch().count() < noWaitBefore_.load(std::memory_order_relaxed)) return false;
+    pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
+    if (poll(&room, 1, kRoomWaitMilliseconds) != 0) return true;  // or interrupted, which the caller counts
+    noWaitBefore_.store((Clock::now() + kNoWait).time_since_epoch().count(), std::memory_order_relaxed);
+    return false;
+}
+
 int DatagramSocket::Send(const void* data, std::size_t size, const sockaddr_in& to) {
     const Stay stay(*this);
     if (!stay) return ENOTSOCK;
     const int descriptor = DescriptorAt(kOwn);
-    for (int attempt = 0; !IsClosed();) {
+    for (int attempt = 0; !IsClosed(); ++attempt) {
         const ssize_t sent = sendto(descriptor, data, size, MSG_DONTWAIT | MSG_NOSIGNAL,
                                     reinterpret_cast<const sockaddr*>(&to), sizeof to);
         if (sent >= 0) {
             if (!hasPort_.load(std::memory_order_relaxed)) hasPort_.store(true, std::memory_order_release);
             return 0;
         }
-        if (errno == EAGAIN) {
-            pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
-            poll(&room, 1, kSendWaitMilliseconds);
-        } else if ((errno != EINTR && errno != ECONNREFUSED) || ++attempt == kSendAttempts) {
-            return errno;
+        const int error = errno;
+        if (error == EAGAIN) {
+            if (attempt == kSendAttempts || !WaitForRoom(descriptor)) return ENOBUFS;
+        } else if ((error != EINTR && error != ECONNREFUSED) || attempt == kSendAttempts) {
+            return error;
         }
     }
     return ENOTSOCK;

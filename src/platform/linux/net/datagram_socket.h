@@ -1,4 +1,4 @@
-// What a SOCKET names: up to three descriptors that look like one. Within the layer; failures are told as
+// What a SOCKET names: up to three descriptors that look like one. Within the layer; failures are returned as
 // numbers of errno, a socket that has been closed as ENOTSOCK.
 //
 // No operation here waits for a datagram. Any thread may call any of them at any time; a descriptor is given
@@ -10,6 +10,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -36,7 +37,9 @@ class DatagramSocket final : public Object {
     // yet. What else waits at that descriptor is read ahead, for the calls that follow.
     int TryReceive(void* buffer, std::size_t size, sockaddr_in& from, std::size_t& length);
 
-    // Sends from its own address. A full send buffer is waited for, but not beyond the closing of the socket.
+    // Sends from its own address. ENOBUFS if its interface doesn't get rid of what was sent before: that is
+    // waited for a few milliseconds, and for some time after that not at all, so that an interface that is
+    // blocked holds up no thread that has others to serve.
     int Send(const void* data, std::size_t size, const sockaddr_in& to);
 
     // Which descriptors a wait has found readable, one bit each: they are asked first.
@@ -72,6 +75,7 @@ class DatagramSocket final : public Object {
     bool IsClosed() const;
     int FindDatagram(unsigned& from);
     int Fill(unsigned index);
+    bool WaitForRoom(int descriptor);
     void NoteReadAhead(bool isThere);
     void CloseDescriptors();
 
@@ -79,6 +83,7 @@ class DatagramSocket final : public Object {
     std::atomic<std::uint32_t> stays_{0};  // and kClosed
     std::atomic<std::uint32_t> readable_{0};
     std::atomic<bool> hasPort_{false};
+    std::atomic<std::chrono::steady_clock::rep> noWaitBefore_{0};  // the steady clock's count
     std::mutex binding_;
     std::atomic<bool> hasReadAhead_{false};
     std::mutex receiving_;  // guards what follows
