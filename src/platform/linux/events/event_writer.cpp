@@ -1,6 +1,7 @@
 #include "platform/linux/events/event_writer.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/uio.h>
 #include <syslog.h>
 #include <systemd/sd-journal.h>
@@ -9,19 +10,20 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <mutex>
 
 #include "platform/linux/events/message_table.h"
 #include "platform/linux/faces/event_log.h"
 #include "platform/linux/instance/home.h"
-#include "platform/linux/system/atomic_file.h"
 #include "platform/linux/system/descriptor.h"
+#include "platform/linux/system/guarded_file.h"
 #include "platform/linux/system/local_time.h"
 #include "platform/linux/system/system_error.h"
 
 namespace {
 
 constexpr std::size_t InsertionLimit = 31839;  // Windows' limit of one string
-constexpr auto LogPatience = std::chrono::milliseconds(200);
+constexpr mode_t LogMode = 0640;
 constexpr char JournalSocket[] = "/run/systemd/journal/socket";
 constexpr DWORD LayerErrorNumber = 0xC0000022u;  // the number whose whole text is its insertion
 constexpr char LayerSource[] = "Quillon";
@@ -72,19 +74,19 @@ std::string FillIn(std::string_view pattern, const std::vector<std::string_view>
 }
 
 // A disk that was full leaves half a line; the next event then begins on a line of its own. Under the lock
-// nobody else is in the middle of a line, and the lock is held until the log is closed. Who holds it for long
-// isn't waited for.
+// no other process is in the middle of a line, and the lock is held until the log is closed. It isn't waited
+// for: whoever may read the log can hold it.
 bool EndsInHalfALine(int log) {
-    if (LockFile(log, LogPatience) != 0) return false;
+    if (flock(log, LOCK_EX | LOCK_NB) != 0) return false;
     char last = '\n';
     const off_t end = lseek(log, 0, SEEK_END);
     return end > 0 && pread(log, &last, 1, end - 1) == 1 && last != '\n';
 }
 
 DWORD AppendToLog(const std::string& line) {
-    // O_NONBLOCK: whatever stands under this name, the caller doesn't wait for it.
-    const Descriptor log(open(PathOf(HomePlace::EventLog).c_str(),
-                              O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644));
+    static std::mutex& oneLineAtATime = *new std::mutex;  // threads may report while the process ends
+    const std::lock_guard guard(oneLineAtATime);
+    const Descriptor log = OpenToWrite(PathOf(HomePlace::EventLog), O_RDWR | O_CREAT | O_APPEND, LogMode);
     if (!log) return WindowsErrorFrom(errno);
     const std::string whole = EndsInHalfALine(log.Get()) ? "\n" + line : line;
     const ssize_t written = write(log.Get(), whole.data(), whole.size());

@@ -6,9 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <fstream>
+#include <sstream>
 
 #include "platform/linux/instance/home.h"
+#include "platform/linux/system/whole_file.h"
 
 namespace {
 
@@ -75,7 +76,10 @@ std::optional<ServiceName> FindServiceName(std::istream& lines, std::string_view
 }
 
 std::optional<ServiceName> LookUpServiceName(const std::string& name, const std::string& protocol) {
-    std::ifstream file(PathOf(HomePlace::Services));
-    if (auto service = FindServiceName(file, name, protocol)) return service;
+    FileText file;
+    if (ReadWholeFile(PathOf(HomePlace::Services), file) == ERROR_SUCCESS) {
+        std::istringstream lines{std::string(file.View())};
+        if (auto service = FindServiceName(lines, name, protocol)) return service;
+    }
     return AskSystem(name, protocol);
 }

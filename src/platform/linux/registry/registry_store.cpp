@@ -46,19 +46,12 @@ LONG Parse(const std::string& path, std::string_view text, RegistryDocument& con
 }
 
 LONG ReadFile(const std::string& path, RegistryDocument& content) {
-    struct stat status {};
-    const Descriptor file = OpenForReading(path.c_str(), status);
-    if (!file) {
-        const DWORD error = GetLastError();
-        if (error != ERROR_FILE_NOT_FOUND) return Numbered(error);
-        content = RegistryDocument();
-        return ERROR_SUCCESS;
-    }
     FileText text;
-    if (const int error = ReadToEnd(file.Get(), static_cast<std::size_t>(status.st_size), text); error != 0) {
-        return Numbered(WindowsErrorFrom(error));
-    }
-    return Parse(path, text.View(), content);
+    const DWORD error = ReadWholeFile(path, text);
+    if (error == ERROR_SUCCESS) return Parse(path, text.View(), content);
+    if (error != ERROR_FILE_NOT_FOUND) return Numbered(error);
+    content = RegistryDocument();
+    return ERROR_SUCCESS;
 }
 
 }  // namespace

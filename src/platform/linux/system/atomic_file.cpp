@@ -6,16 +6,20 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "platform/linux/system/guarded_file.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 
+constexpr mode_t OwnLockMode = 0600;
 constexpr auto LockPatience = std::chrono::seconds(5);
 constexpr auto LockPause = std::chrono::milliseconds(1);
 
@@ -41,8 +45,10 @@ int SyncFolder(const fs::path& folder) {
     return descriptor && fsync(descriptor.Get()) == 0 ? 0 : errno;
 }
 
+// What a crash, or somebody else, has left under the name goes.
 int WriteNew(const std::string& path, const std::string& former, std::string_view bytes) {
-    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644));
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) return errno;
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     if (!file) return errno;
     if (const int error = WriteAll(file.Get(), bytes); error != 0) return error;
     if (const int error = TakeOverOwnerAndMode(file.Get(), former); error != 0) return error;
@@ -51,6 +57,16 @@ int WriteNew(const std::string& path, const std::string& former, std::string_vie
 
 fs::path FolderOf(const fs::path& path) {
     return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+int Lock(int descriptor) {
+    const auto deadline = std::chrono::steady_clock::now() + LockPatience;
+    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) return errno;
+        if (std::chrono::steady_clock::now() >= deadline) return ETIMEDOUT;
+        std::this_thread::sleep_for(LockPause);
+    }
+    return 0;
 }
 
 }  // namespace
@@ -71,21 +87,9 @@ int ReplaceFile(const std::string& path, std::string_view bytes) {
 Descriptor LockForWriting(const std::string& path, int& error) {
     std::error_code failure;
     fs::create_directories(FolderOf(path), failure);
-    Descriptor lock(open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644));
-    if (!lock) {
-        error = errno;
-        return {};
-    }
-    error = LockFile(lock.Get(), LockPatience);
+    Descriptor lock = OpenToWrite(path + ".lock", O_RDWR | O_CREAT | O_NOFOLLOW, OwnLockMode);
+    // One that an earlier release made could be read, and so be locked, by anybody.
+    const bool isOpen = lock && (fchmod(lock.Get(), OwnLockMode) == 0 || errno == EPERM);
+    error = isOpen ? Lock(lock.Get()) : errno;
     return error == 0 ? std::move(lock) : Descriptor();
-}
-
-int LockFile(int descriptor, std::chrono::milliseconds patience) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR) return errno;
-        if (std::chrono::steady_clock::now() >= deadline) return ETIMEDOUT;
-        std::this_thread::sleep_for(LockPause);
-    }
-    return 0;
 }

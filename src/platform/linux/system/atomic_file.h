@@ -1,7 +1,6 @@
 // Replaces a file as a whole, and keeps its writers apart. Within the layer only.
 #pragma once
 
-#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -12,11 +11,7 @@
 // errno.
 int ReplaceFile(const std::string& path, std::string_view bytes);
 
-// Takes the lock of `path`'s writers, a file beside it; it is released with the descriptor, at the latest by
-// the end of the process. Makes missing folders. On failure no descriptor and `error` set; ETIMEDOUT after
-// five seconds.
+// Takes the lock of `path`'s writers, a file beside it that no other user can open; it is released with the
+// descriptor, at the latest by the end of the process. Makes missing folders. On failure no descriptor and
+// `error` set; ETIMEDOUT after five seconds.
 Descriptor LockForWriting(const std::string& path, int& error);
-
-// Takes the lock of an open file, which its descriptor holds until it is closed. Answers 0, or an errno:
-// ETIMEDOUT after `patience`.
-int LockFile(int descriptor, std::chrono::milliseconds patience);

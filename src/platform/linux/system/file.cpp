@@ -12,11 +12,12 @@
 #include "platform/linux/instance/home.h"
 #include "platform/linux/objects/object.h"
 #include "platform/linux/system/descriptor.h"
+#include "platform/linux/system/guarded_file.h"
 #include "platform/linux/system/system_error.h"
 
 namespace {
 
-constexpr mode_t NewFileMode = 0666;  // less the process's mask
+constexpr mode_t NewFileMode = 0640;  // less the process's mask
 
 class OpenFile : public Object {
   public:
@@ -38,6 +39,7 @@ int AccessFlags(DWORD access) {
 }
 
 Descriptor Open(const std::string& path, int flags) {
+    if ((flags & O_ACCMODE) != O_RDONLY) return OpenToWrite(path, flags, NewFileMode);
     // O_NONBLOCK: a pipe without a reader must not hold the caller up.
     return Descriptor(open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, NewFileMode));
 }

@@ -76,6 +76,14 @@ Descriptor OpenForReading(const char* path, struct stat& status) {
     return file;
 }
 
+DWORD ReadWholeFile(const std::string& path, FileText& text) {
+    struct stat status {};
+    const Descriptor file = OpenForReading(path.c_str(), status);
+    if (!file) return GetLastError();
+    const int error = ReadToEnd(file.Get(), static_cast<std::size_t>(status.st_size), text);
+    return error == 0 ? ERROR_SUCCESS : WindowsErrorFrom(error);
+}
+
 int ReadToEnd(int descriptor, std::size_t expected, FileText& text) {
     // One byte more than the file has, so that its end is found without growing.
     std::size_t capacity = expected + 1;

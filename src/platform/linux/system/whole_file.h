@@ -6,8 +6,10 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
 
+#include "platform/linux/faces/types.h"
 #include "platform/linux/system/descriptor.h"
 
 // The bytes of a file, in a block of their own.
@@ -38,6 +40,10 @@ struct FileIdentity {
 // Opens a regular file for reading and never waits for one. On failure no descriptor, and the last error: 2,
 // 3, 5 and so on; 5 for what isn't a regular file.
 Descriptor OpenForReading(const char* path, struct stat& status);
+
+// Reads a whole regular file and never waits for one. Answers 0 or an error number, as OpenForReading gives
+// it.
+DWORD ReadWholeFile(const std::string& path, FileText& text);
 
 // Reads from the descriptor's place to the end of the file, whose size is expected to be about `expected`.
 // Answers 0 or an errno.
