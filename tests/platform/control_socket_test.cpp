@@ -20,14 +20,6 @@ using Clock = std::chrono::steady_clock;
 
 class ControlSocketTest : public ServiceManagerTest {
   protected:
-    Descriptor Connect(int type = SOCK_SEQPACKET) const {
-        Descriptor connection(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-        const auto address = LocalSocketAddress(Control()).value();
-        if (::connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            connection.Reset();
-        return connection;
-    }
-
     Descriptor ConnectAsNobody() const {
         EXPECT_EQ(::seteuid(65534), 0);
         Descriptor connection = Connect();
@@ -180,6 +172,20 @@ TEST_F(ControlSocketTest, WhatIsNotAnAbandonedSocketIsNeverRemoved) {
     ControlServer server;
     EXPECT_EQ(server.Open(Control()), ERROR_SERVICE_ALREADY_RUNNING);
     EXPECT_TRUE(std::filesystem::is_socket(Control()));
+}
+
+TEST_F(ControlSocketTest, WithoutADescriptorLeftItServesOneByOneAndRests) {
+    StartAndAwaitRunning();
+    ExpectPromptAnswer();
+    std::vector<Descriptor> silent = TakeDescriptors();
+    for (int count = 0; count < 3; ++count)
+        ExpectPromptAnswer();
+    const auto before = BusyTime();
+    for (int count = 0; count < 3; ++count)
+        silent.push_back(Connect());
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    EXPECT_LT(BusyTime() - before, std::chrono::milliseconds(150));
+    EXPECT_EQ(Ask(ControlQuery, std::chrono::seconds(30)), (Answer{0, SERVICE_RUNNING}));
 }
 
 TEST_F(ControlSocketTest, AHomeThatIsNotThereIsAClearFailure) {

@@ -3,14 +3,17 @@
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <cstddef>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <thread>
 
 #include "platform/linux/instance/control_socket.h"
+#include "platform/linux/instance/home.h"
 
 // A service that is built with ThreadSanitizer and shares its core with other tests takes its time.
 constexpr int NotificationMilliseconds = 30000;
@@ -48,6 +51,7 @@ void ServiceManagerTest::Start(const std::string& behaviour, const std::string& 
                                const std::string& home) {
     process_ = ::fork();
     if (process_ != 0) return;
+    ::close_range(STDERR_FILENO + 1, ~0u, 0);  // what the test itself was started with
     ::setenv("NOTIFY_SOCKET", manager.c_str(), 1);
     if (!home.empty()) ::setenv("QUILLON_HOME", home.c_str(), 1);
     ::execl(SERVICE_PROGRAM, SERVICE_PROGRAM, behaviour.empty() ? nullptr : behaviour.c_str(), nullptr);
@@ -65,6 +69,46 @@ void ServiceManagerTest::StartAndAwaitRunning(const std::string& behaviour) {
 
 void ServiceManagerTest::Signal(int signal) const {
     ::kill(process_, signal);
+}
+
+Descriptor ServiceManagerTest::Connect(int type) const {
+    Descriptor connection(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+    const auto address = LocalSocketAddress(PathOf(HomePlace::ControlSocket)).value();
+    if (::connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        connection.Reset();
+    return connection;
+}
+
+std::vector<Descriptor> ServiceManagerTest::TakeDescriptors() const {
+    const std::filesystem::path folder = "/proc/" + std::to_string(process_) + "/fd";
+    const auto open = [&folder] {
+        std::set<rlim_t> numbers;
+        for (const auto& entry : std::filesystem::directory_iterator(folder))
+            numbers.insert(std::stoul(entry.path().filename()));
+        return numbers;
+    };
+    const rlim_t end = *open().rbegin() + 1;
+    const rlimit limit{end, end};
+    EXPECT_EQ(::prlimit(process_, RLIMIT_NOFILE, &limit, nullptr), 0);
+    std::vector<Descriptor> silent;
+    for (int attempt = 0; open().size() < end && attempt < 14; ++attempt) {
+        silent.push_back(Connect());
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_EQ(open().size(), end);
+    return silent;
+}
+
+std::chrono::milliseconds ServiceManagerTest::BusyTime() const {
+    std::ifstream file("/proc/" + std::to_string(process_) + "/stat");
+    std::string text;
+    std::getline(file, text, ')');
+    for (int field = 3; field <= 13; ++field)
+        file >> text;
+    long user = 0;
+    long kernel = 0;
+    file >> user >> kernel;
+    return std::chrono::milliseconds((user + kernel) * 1000 / ::sysconf(_SC_CLK_TCK));
 }
 
 int ServiceManagerTest::AwaitEnd() {

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/linux/instance/control_client.h"
 #include "platform/linux/system/descriptor.h"
@@ -43,6 +44,13 @@ class ServiceManagerTest : public testing::Test {
     void StartAndAwaitRunning(const std::string& behaviour = "");
     void Signal(int signal) const;
     pid_t Process() const { return process_; }
+    // A client of the control socket; none if the program doesn't take it.
+    Descriptor Connect(int type = SOCK_SEQPACKET) const;
+    // Leaves the program no descriptor as long as these clients are silent, and it hears them, which is two
+    // seconds.
+    std::vector<Descriptor> TakeDescriptors() const;
+    // The processor time that it has used.
+    std::chrono::milliseconds BusyTime() const;
 
     // The exit status, or -1 if it doesn't end within a minute or is killed.
     int AwaitEnd();

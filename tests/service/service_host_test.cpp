@@ -111,6 +111,21 @@ class ServiceHost : public ServiceManagerTest {
     TemporaryHome home;
 };
 
+TEST_F(ServiceHost, ALackOfDescriptorsIsReported) {
+    WriteHome();
+    StartUp();
+    AwaitRunning();
+    AwaitAnswers();
+    const std::vector<Descriptor> silent = TakeDescriptors();
+    EXPECT_EQ(RunQuillonctl({"reload", "127.0.0.1"}).status, 1);
+    const std::vector<std::string> events = home.EventNumbers();
+    ASSERT_GE(events.size(), 2u);
+    EXPECT_EQ(events.back(), "0xC0000004");
+    EXPECT_THAT(events[events.size() - 2], testing::StartsWith("0xC00000")) << "the cause";
+    Do("stop");
+    EXPECT_EQ(AwaitEnd(), 0);
+}
+
 TEST_F(ServiceHost, GoesThroughItsStates) {
     WriteHome();
     StartUp();

@@ -18,6 +18,7 @@
 #include "platform/linux/system/descriptor.h"
 #include "platform/linux/system/guarded_file.h"
 #include "platform/linux/system/local_time.h"
+#include "platform/linux/system/spare_descriptor.h"
 #include "platform/linux/system/system_error.h"
 
 namespace {
@@ -83,15 +84,28 @@ bool EndsInHalfALine(int log) {
     return end > 0 && pread(log, &last, 1, end - 1) == 1 && last != '\n';
 }
 
-DWORD AppendToLog(const std::string& line) {
-    static std::mutex& oneLineAtATime = *new std::mutex;  // threads may report while the process ends
-    const std::lock_guard guard(oneLineAtATime);
-    const Descriptor log = OpenToWrite(PathOf(HomePlace::EventLog), O_RDWR | O_CREAT | O_APPEND, LogMode);
+DWORD AppendLine(SpareDescriptor& spare, const std::string& line) {
+    const std::string path = PathOf(HomePlace::EventLog);
+    const Descriptor log =
+        spare.Use([&path] { return OpenToWrite(path, O_RDWR | O_CREAT | O_APPEND, LogMode); });
     if (!log) return WindowsErrorFrom(errno);
     const std::string whole = EndsInHalfALine(log.Get()) ? "\n" + line : line;
     const ssize_t written = write(log.Get(), whole.data(), whole.size());
     if (written < 0) return WindowsErrorFrom(errno);
     return static_cast<std::size_t>(written) == whole.size() ? ERROR_SUCCESS : ERROR_DISK_FULL;
+}
+
+DWORD AppendToLog(const std::string& line) {
+    struct Turn {
+        std::mutex mutex;  // one line at a time
+        SpareDescriptor spare;
+    };
+    static Turn& turn = *new Turn;  // threads may report while the process ends
+    const std::lock_guard guard(turn.mutex);
+    turn.spare.Refill();
+    const DWORD error = AppendLine(turn.spare, line);
+    turn.spare.Refill();
+    return error;
 }
 
 DWORD SendToJournal(const EventRecord& event) {

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/linux/instance/control_socket.h"
@@ -14,6 +15,10 @@ namespace {
 
 constexpr std::size_t MostClients = 16;
 constexpr std::chrono::milliseconds ClientPatience{2000};
+
+// How long new clients wait when there is no descriptor for them. The listener stays ready meanwhile, so it
+// isn't looked at.
+constexpr std::chrono::milliseconds Rest{100};
 
 // New clients taken in at one call, so that a flood of them doesn't keep the thread from its other work.
 constexpr int MostAtOnce = 64;
@@ -79,13 +84,14 @@ DWORD ControlServer::Listen() {
 }
 
 void ControlServer::AppendTo(std::vector<pollfd>& descriptors) const {
-    descriptors.push_back({listener_.Get(), POLLIN, 0});
+    if (!isResting_) descriptors.push_back({listener_.Get(), POLLIN, 0});
     for (const Client& client : clients_)
         descriptors.push_back({client.connection.Get(), POLLIN, 0});
 }
 
 ControlServer::Clock::time_point ControlServer::NextDeadline() const {
-    return clients_.empty() ? Clock::time_point::max() : clients_.front().deadline;
+    const auto deadline = clients_.empty() ? Clock::time_point::max() : clients_.front().deadline;
+    return isResting_ ? std::min(deadline, Clock::now() + Rest) : deadline;
 }
 
 void ControlServer::Serve(const Handler& handler) {
@@ -96,11 +102,19 @@ void ControlServer::Serve(const Handler& handler) {
     TakeInClients(handler);
 }
 
+Descriptor ControlServer::Accept() const {
+    return Descriptor(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+}
+
 void ControlServer::TakeInClients(const Handler& handler) {
+    isResting_ = false;
     for (int count = 0; count < MostAtOnce; ++count) {
-        Client client{Descriptor(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)),
-                      Clock::now() + ClientPatience};
-        if (!client.connection) return;
+        spare_.Refill();
+        Client client{spare_.Use([this] { return Accept(); }), Clock::now() + ClientPatience};
+        if (!client.connection) {
+            isResting_ = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS;
+            return;
+        }
         if (ServeClient(client, handler)) continue;
         if (clients_.size() == MostClients) clients_.pop_front();
         clients_.push_back(std::move(client));

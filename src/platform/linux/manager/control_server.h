@@ -3,7 +3,7 @@
 // One thread owns it: it waits on the descriptors that AppendTo gives and then calls Serve, which never
 // blocks. Only the owner of the process and root are heard; others get ERROR_ACCESS_DENIED. A client that
 // stays silent is dropped after a while, and so is one that doesn't speak the protocol; there is a bounded
-// number of them at once.
+// number of them at once. With no descriptor left in the process there is one at a time.
 #pragma once
 
 #include <poll.h>
@@ -16,6 +16,7 @@
 
 #include "platform/linux/instance/control_protocol.h"
 #include "platform/linux/system/descriptor.h"
+#include "platform/linux/system/spare_descriptor.h"
 
 class ControlServer {
   public:
@@ -35,7 +36,8 @@ class ControlServer {
 
     void AppendTo(std::vector<pollfd>& descriptors) const;
 
-    // When Serve has to be called although no descriptor is ready; the far future if there is no client.
+    // When Serve has to be called although no descriptor is ready; the far future if there is nothing to wait
+    // for.
     Clock::time_point NextDeadline() const;
 
     // Takes in new clients, answers those that have asked, drops those that have had their time.
@@ -49,11 +51,14 @@ class ControlServer {
 
     DWORD Lock();
     DWORD Listen();
+    Descriptor Accept() const;
     void TakeInClients(const Handler& handler);
     static bool ServeClient(const Client& client, const Handler& handler);
 
     std::string path_;
     Descriptor lock_;
     Descriptor listener_;
+    SpareDescriptor spare_;
+    bool isResting_ = false;      // there was no descriptor for the next client
     std::deque<Client> clients_;  // the oldest first
 };
