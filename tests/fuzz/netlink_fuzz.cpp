@@ -1,0 +1,109 @@
+// The kernel's messages about addresses, links, routes and neighbours: whatever comes, it is read within its
+// bytes, and each operation ends.
+#include <libmnl/libmnl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "arp/helper/local_interfaces.h"
+#include "arp/helper/neighbour_table.h"
+#include "class_a/fuzz/expect.h"
+#include "platform/linux/net/interface_table.h"
+
+namespace {
+
+struct Input {
+    const std::uint8_t* data = nullptr;
+    std::size_t size = 0;
+    std::uint32_t sequence = 0;
+    int received = 0;
+} Rest;
+
+constexpr int MostReceived = 64;  // in one operation; a kernel that never ends a table isn't meant
+
+// The messages of the chunk answer the last request: a wrong number ends all reading at once. No kernel gives
+// a length of 2 GiB, and libmnl takes such a one for a short message.
+void MakeAnswer(std::vector<std::uint8_t>* chunk, const mnl_socket* handle) {
+    for (std::size_t at = 0; chunk->size() - at >= sizeof(nlmsghdr);) {
+        auto* message = reinterpret_cast<nlmsghdr*>(chunk->data() + at);
+        message->nlmsg_len &= 0x7FFFFFFF;
+        message->nlmsg_seq = Rest.sequence;
+        message->nlmsg_pid = mnl_socket_get_portid(handle);
+        if (message->nlmsg_len < sizeof *message || message->nlmsg_len > chunk->size() - at) return;
+        at += std::min<std::size_t>(MNL_ALIGN(message->nlmsg_len), chunk->size() - at);
+    }
+}
+
+}  // namespace
+
+extern "C" ssize_t __wrap_mnl_socket_sendto(const mnl_socket*, const void* request, size_t size) {
+    Rest.sequence = static_cast<const nlmsghdr*>(request)->nlmsg_seq;
+    expect(static_cast<const nlmsghdr*>(request)->nlmsg_len == size, "a request is whole");
+    return static_cast<ssize_t>(size);
+}
+
+// A byte for the length of the next chunk in words, and a bit of it for an error instead.
+extern "C" ssize_t __wrap_mnl_socket_recvfrom(const mnl_socket* handle, void* buffer, size_t size) {
+    if (Rest.size == 0 || ++Rest.received > MostReceived) {
+        errno = EAGAIN;
+        return -1;
+    }
+    const std::uint8_t head = *Rest.data++;
+    --Rest.size;
+    if (head >= 0xF8) {
+        errno = head == 0xFF ? ENOBUFS : head == 0xFE ? EINTR : EIO;
+        return -1;
+    }
+    std::vector<std::uint8_t> chunk(Rest.data,
+                                    Rest.data + std::min({Rest.size, std::size_t{4} * head, size}));
+    Rest.data += chunk.size();
+    Rest.size -= chunk.size();
+    MakeAnswer(&chunk, handle);
+    std::ranges::copy(chunk, static_cast<std::uint8_t*>(buffer));
+    return static_cast<ssize_t>(chunk.size());
+}
+
+// The first byte says what is asked.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size == 0) return 0;
+    Rest = {data + 1, size - 1, 0, 0};
+    static const auto notices = NetlinkSocket::Open();
+    expect(notices != nullptr, "a socket can be had");
+    NeighbourTable table;
+    const NeighbourKey key{.interfaceIndex = 2, .client = 0x1100000A};
+    switch (data[0] % 6) {
+        case 0: {
+            std::vector<AddressRow> rows;
+            if (ReadAddressTable(rows) != 0) break;
+            for (const AddressRow& row : rows)
+                expect(FindAddress(rows, row.address) != nullptr, "a row is found by its address");
+            break;
+        }
+        case 1:
+            while (notices->Receive([](const nlmsghdr& message) { ParseAddressRow(message); }) == 0) {
+            }
+            break;
+        case 2: {
+            LinkFacts link;
+            const auto socket = NetlinkSocket::Open();
+            ReadLink(*socket, 2, link);
+            break;
+        }
+        case 3: {
+            std::optional<Neighbour> neighbour;
+            if (table.Read(key, neighbour) == 0 && neighbour)
+                expect(neighbour->address.length <= HardwareAddress::kLongest, "an address has its bounds");
+            break;
+        }
+        case 4:
+            table.IsOnLink(key, 0x0100000A);
+            break;
+        default: {
+            LocalInterfaces interfaces;
+            interfaces.Find(0x0100000A);
+            break;
+        }
+    }
+    return 0;
+}
