@@ -6,50 +6,15 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <memory_resource>
 #include <mutex>
-#include <new>
-#include <optional>
 
-#include "platform/linux/memory/heap_blocks.h"
-#include "platform/linux/memory/page_memory.h"
+#include "platform/linux/memory/block_pool.h"
 #include "platform/linux/objects/object.h"
 
 namespace {
 
 constexpr SIZE_T kMostBytes = SIZE_T{1} << 40;  // of one block
 
-constexpr std::pmr::pool_options kPoolOptions{.max_blocks_per_chunk = 65536,
-                                              .largest_required_pool_block = 8192};
-
-// The chunks of the pools. A large one is a mapping of its own, so that it goes back to the system with its
-// heap, whatever else the threads that made it have allocated meanwhile.
-class ChunkSource final : public std::pmr::memory_resource {
-    static constexpr std::size_t kLeastMapping = std::size_t{32} << 10;
-
-    void* do_allocate(std::size_t bytes, std::size_t alignment) override {
-        if (bytes < kLeastMapping) return std::pmr::new_delete_resource()->allocate(bytes, alignment);
-        void* chunk = MapPages(bytes);
-        if (chunk == nullptr) throw std::bad_alloc();
-        return chunk;
-    }
-    void do_deallocate(void* chunk, std::size_t bytes, std::size_t alignment) override {
-        if (bytes < kLeastMapping)
-            return std::pmr::new_delete_resource()->deallocate(chunk, bytes, alignment);
-        ASAN_UNPOISON_MEMORY_REGION(chunk, bytes);  // somebody else's next
-        UnmapPages(chunk, bytes);
-    }
-    bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
-};
-
-ChunkSource& Chunks() {
-    static auto& source = *new ChunkSource;  // heaps may outlive the statics
-    return source;
-}
-
-// One pool under one lock. The library's synchronised pool keeps a pool per thread as well, and touches that
-// at the end of the thread, which crashes if the heap is destroyed at that moment: here heaps do go while
-// threads end.
 class HeapObject final : public Object {
   public:
     static constexpr ObjectType kType = ObjectType::Heap;
@@ -76,7 +41,7 @@ class HeapObject final : public Object {
         const SIZE_T footprint = FootprintOf(header->size);
         ASAN_POISON_MEMORY_REGION(block, footprint - sizeof(BlockHeader));
         used_ -= footprint;
-        spares_.Put(header, footprint, pool_);
+        pool_.Put(header, footprint);
         return true;
     }
 
@@ -86,16 +51,11 @@ class HeapObject final : public Object {
         const SIZE_T footprint = FootprintOf(size);
         const std::lock_guard lock(mutex_);
         if (limit_ != 0 && footprint > limit_ - used_) return nullptr;
-        try {
-            BlockHeader* header = spares_.Take(footprint);
-            if (header == nullptr)
-                header = static_cast<BlockHeader*>(pool_.allocate(footprint, alignof(BlockHeader)));
-            *header = {{size}, id_, header->MarkAs(BlockHeader::kLive)};
-            used_ += footprint;
-            return header;
-        } catch (const std::bad_alloc&) {
-            return nullptr;
-        }
+        BlockHeader* header = pool_.Take(footprint);
+        if (header == nullptr) return nullptr;
+        *header = {{size}, id_, header->MarkAs(BlockHeader::kLive)};
+        used_ += footprint;
+        return header;
     }
 
     static std::uint32_t NextId() {
@@ -107,8 +67,7 @@ class HeapObject final : public Object {
     const std::uint32_t id_ = NextId();
     std::mutex mutex_;  // guards what follows, and the headers
     SIZE_T used_ = 0;
-    std::pmr::unsynchronized_pool_resource pool_{kPoolOptions, &Chunks()};
-    SpareBlocks spares_;
+    BlockPool pool_;
 };
 
 // What a heap has held goes back to the system and not only to the allocator, which would keep it in as many
