@@ -12,4 +12,11 @@ class HeldIniFile {
     ~HeldIniFile();
     HeldIniFile(const HeldIniFile&) = delete;
     HeldIniFile& operator=(const HeldIniFile&) = delete;
+
+    // Whether an INI operation of its thread has given its default since, not because the file has no such
+    // thing but because there was no memory for looking.
+    bool HasMissedMemory() const;
+
+  private:
+    const unsigned missedBefore_;
 };

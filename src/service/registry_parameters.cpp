@@ -32,15 +32,24 @@ bool IsText(DWORD type) {
     return type == REG_SZ || type == REG_EXPAND_SZ;
 }
 
+// Without memory a value can't be told from one that is missing: the last error says which it is.
+bool LacksMemory() {
+    return GetLastError() == ERROR_NOT_ENOUGH_MEMORY;
+}
+
+bool Query(HKEY key, const char* name, DWORD* type, void* value, DWORD* size) {
+    const LONG error = RegQueryValueExA(key, name, nullptr, type, static_cast<BYTE*>(value), size);
+    SetLastError(static_cast<DWORD>(error));
+    return error == 0;
+}
+
 // `text` has ParameterTextSize bytes; it is left as it was if the value is missing,
 // isn't a text or doesn't fit.
 bool ReadText(HKEY key, const char* name, char* text) {
     char value[ParameterTextSize] = {};
     DWORD type = REG_NONE;
     DWORD size = sizeof value - 1;  // a stored text needn't end in a NUL
-    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(value), &size) != 0 ||
-        !IsText(type))
-        return false;
+    if (!Query(key, name, &type, value, &size) || !IsText(type)) return false;
     std::memcpy(text, value, sizeof value);
     return true;
 }
@@ -49,8 +58,7 @@ bool ReadNumber(HKEY key, const char* name, DWORD* number) {
     DWORD value = 0;
     DWORD type = REG_NONE;
     DWORD size = sizeof value;
-    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size) != 0)
-        return false;
+    if (!Query(key, name, &type, &value, &size)) return false;
     if (type != REG_DWORD || size != sizeof value) return false;
     *number = value;
     return true;
@@ -76,11 +84,11 @@ const char* ReadValues(HKEY key, ServerParameters* record) {
     for (const TextParameter& row : TextParameters()) {
         char* const text = TextOf(record, row);
         const bool isRead = ReadText(key, row.name, text) && (!row.expanded || Expand(text));
-        if (!isRead && row.required) return row.name;
+        if (!isRead && (row.required || LacksMemory())) return row.name;
     }
     for (const NumberParameter& row : NumberParameters()) {
         DWORD number = row.fallback;
-        if (!ReadNumber(key, row.name, &number) && row.required) return row.name;
+        if (!ReadNumber(key, row.name, &number) && (row.required || LacksMemory())) return row.name;
         NumberOf(record, row) = std::min<DWORD>(number, 0xFFFFFFFFu / row.scale) * row.scale;
     }
     return nullptr;

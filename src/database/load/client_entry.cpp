@@ -158,6 +158,7 @@ ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char
         result =
             BuildClientEntry(terminateStrings, heap, path, catalogue, &entry->packet, options + room, shared);
         if (result == EntryTooSmall && room == largestTemplate) result = EntryMalformed;
+        if (held.HasMissedMemory()) result = OutOfMemory;
         if (result != EntryTooSmall) break;
         if (!HeapFree(heap, 0, entry)) {
             *status = BlockNotReleased;

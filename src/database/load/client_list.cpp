@@ -103,6 +103,8 @@ DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, 
     result = LoadSections(&load, {names.text, names.text + names.size});
     const bool buffersReleased = load.shared.buffers.Release();
     if (!names.Release() || !buffersReleased) result = BlockNotReleased;
+    // What was built is incomplete, then.
+    if (held.HasMissedMemory()) return OutOfMemory;
     if (*listHead == nullptr && result != LoadAborted) return DatabaseCorrupt;
     if (result != DatabaseOk) return result;
     (*listHead)->index = BuildClientIndex(heap, *listHead);

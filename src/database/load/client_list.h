@@ -20,7 +20,7 @@ bool IsSpecialSection(const char* name);
 // each section that can't be used. Answers
 //   DatabaseOk        the list is built
 //   MutexNotCreated
-//   OutOfMemory       for the section names or the index
+//   OutOfMemory       for the section names, the index or reading the file
 //   DatabaseCorrupt   no usable client, or a section that is none and has no hyphen
 //   BlockNotReleased
 //   LoadAborted       interrupted

@@ -89,6 +89,7 @@ DWORD ReadOptionCatalogue(HANDLE heap, const char* path, DWORD capacity, OptionD
     const HeldIniFile held;
     HeapBuffer buffer(heap, FirstNameListSize);
     result = FillCatalogue(&buffer, path, capacity, rows);
+    if (held.HasMissedMemory()) result = OutOfMemory;
     return buffer.Release() ? result : BlockNotReleased;
 }
 

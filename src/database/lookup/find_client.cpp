@@ -9,6 +9,7 @@
 #include "database/lookup/client_index.h"
 #include "database/lookup/vendor_area.h"
 #include "database/lookup/walking_lock.h"
+#include "platform/held_ini_file.h"
 #include "platform/prefetch.h"
 
 namespace {
@@ -107,7 +108,9 @@ int AnswerFromEntry(ClientEntry* entry, bool listed, const Lookup& request) {
     char alias[BootFileSize + 1];  // an alias of 128 characters shows that it is too long
     const bool wantsAlias = wantedLength != 0 && (entry->packet.op & FileAlias) != 0;
     if (wantsAlias) {
+        const HeldIniFile held;
         ReadAlias(wantedFile, "", alias, sizeof alias, request.path);
+        if (held.HasMissedMemory()) return FindRefused;
         if (std::strlen(alias) >= BootFileSize) return FindMalformed;
     }
 

@@ -1,5 +1,10 @@
 #include "platform/held_ini_file.h"
 
 // The system alone decides when it looks at the file.
-HeldIniFile::HeldIniFile() {}
+HeldIniFile::HeldIniFile() : missedBefore_(0) {}
 HeldIniFile::~HeldIniFile() {}
+
+// Nor does it say so.
+bool HeldIniFile::HasMissedMemory() const {
+    return missedBefore_ != 0;
+}

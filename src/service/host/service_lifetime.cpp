@@ -28,7 +28,10 @@ DWORD LoadFirstGeneration() {
     StoreLiveParameters({});
     if (const LoadResult result = LoadParameters(&LiveParameters)) return result;
     Generation* const generation = MakeGeneration(&LiveParameters);
-    if (generation == nullptr) return LoadListNoMemory;
+    if (generation == nullptr) {
+        LogEvent(EVENT_CACHE_NO_MEMORY);
+        return LoadListNoMemory;
+    }
     InstallGeneration(generation);
     return 0;
 }

@@ -8,6 +8,7 @@
 
 #include "platform/linux/instance/home.h"
 #include "platform/linux/system/system_error.h"
+#include "platform/linux/system/undying.h"
 
 namespace {
 
@@ -134,8 +135,7 @@ class IniCache {
 }  // namespace
 
 std::shared_ptr<const ParsedIni> OpenIni(const char* path) try {
-    static IniCache& cache = *new IniCache;  // threads may read while the process ends
-    return cache.Open(path);
+    return Undying<IniCache>().Open(path);
 } catch (const std::bad_alloc&) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;

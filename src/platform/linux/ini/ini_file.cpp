@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/linux/ini/ini_reading.h"
+#include "platform/linux/system/system_error.h"
 
 namespace {
 
@@ -60,11 +61,14 @@ DWORD CopyValue(std::string_view value, LPSTR buffer, DWORD size) {
 }  // namespace
 
 DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR fallback, LPSTR buffer, DWORD size,
-                                      LPCSTR path) {
+                                      LPCSTR path) try {
     if (buffer == nullptr || size == 0) return 0;
     const std::string_view missing = fallback != nullptr ? fallback : "";
     const IniReading reading(path != nullptr ? path : "");
-    if (reading.Content() == nullptr) return CopyValue(missing, buffer, size);
+    if (reading.Content() == nullptr) {
+        if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) NoteMissedMemory();
+        return CopyValue(missing, buffer, size);
+    }
     if (section != nullptr && key != nullptr) {
         const std::string_view wanted = TrimBlanks(key);
         return CopyValue(reading.FindValue(TrimBlanks(section), wanted).value_or(missing), buffer, size);
@@ -77,6 +81,11 @@ DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR fallbac
         reading.ForEachKey(TrimBlanks(section), add);
     }
     return list.IsEmpty() ? CopyValue(missing, buffer, size) : list.Finish();
+} catch (...) {
+    const DWORD copied = CopyValue(fallback != nullptr ? fallback : "", buffer, size);
+    SetLastError(CaughtError());
+    NoteMissedMemory();
+    return copied;
 }
 
 DWORD WINAPI GetPrivateProfileSectionNamesA(LPSTR buffer, DWORD size, LPCSTR path) {

@@ -74,11 +74,12 @@ class Series {
 };
 
 thread_local Series* series = nullptr;
+constinit thread_local unsigned missed = 0;  // operations without memory; wraps
 
 }  // namespace
 
 // Without memory for a series each operation looks for itself.
-HeldIniFile::HeldIniFile() {
+HeldIniFile::HeldIniFile() : missedBefore_(missed) {
     if (series != nullptr) {
         ++series->depth;
     } else {
@@ -90,6 +91,14 @@ HeldIniFile::~HeldIniFile() {
     if (series == nullptr || --series->depth > 0) return;
     delete series;
     series = nullptr;
+}
+
+bool HeldIniFile::HasMissedMemory() const {
+    return missed != missedBefore_;
+}
+
+void NoteMissedMemory() {
+    ++missed;
 }
 
 IniReading::IniReading(const char* path) {

@@ -6,6 +6,9 @@
 #include "platform/held_ini_file.h"
 #include "platform/linux/ini/parsed_ini.h"
 
+// Notes for HeldIniFile that an operation of the calling thread can't look into its file.
+void NoteMissedMemory();
+
 // Stands at the head of an operation, whose thread alone uses it. An edit that was complete before the
 // operation is in what it reads, unless the operation belongs to a series.
 class IniReading {

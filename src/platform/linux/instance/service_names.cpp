@@ -77,8 +77,11 @@ std::optional<ServiceName> FindServiceName(std::istream& lines, std::string_view
 
 std::optional<ServiceName> LookUpServiceName(const std::string& name, const std::string& protocol) {
     FileText file;
-    if (ReadWholeFile(PathOf(HomePlace::Services), file) == ERROR_SUCCESS) {
+    const DWORD error = ReadWholeFile(PathOf(HomePlace::Services), file);
+    if (error == ERROR_NOT_ENOUGH_MEMORY) throw std::bad_alloc();  // not the same as no such file
+    if (error == ERROR_SUCCESS) {
         std::istringstream lines{std::string(file.View())};
+        lines.exceptions(std::ios::badbit);  // else a lack of memory would look like the end of the file
         if (auto service = FindServiceName(lines, name, protocol)) return service;
     }
     return AskSystem(name, protocol);

@@ -7,13 +7,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 #include "platform/linux/instance/control_socket.h"
 #include "platform/linux/system/system_error.h"
 
 namespace {
 
-constexpr std::size_t MostClients = 16;
 constexpr std::chrono::milliseconds ClientPatience{2000};
 
 // How long new clients wait when there is no descriptor for them. The listener stays ready meanwhile, so it
@@ -116,8 +116,12 @@ void ControlServer::TakeInClients(const Handler& handler) {
             return;
         }
         if (ServeClient(client, handler)) continue;
-        if (clients_.size() == MostClients) clients_.pop_front();
-        clients_.push_back(std::move(client));
+        if (clients_.size() == kMostClients) clients_.pop_front();
+        try {
+            clients_.push_back(std::move(client));
+        } catch (const std::bad_alloc&) {
+            // Its connection ends.
+        }
     }
 }
 

@@ -21,6 +21,8 @@
 class ControlServer {
   public:
     using Clock = std::chrono::steady_clock;
+    static constexpr std::size_t kMostClients = 16;
+    static constexpr std::size_t kMostDescriptors = kMostClients + 1;
     // Carries out one request of a client that may make it.
     using Handler = std::function<ControlReply(DWORD control)>;
 
@@ -40,7 +42,8 @@ class ControlServer {
     // for.
     Clock::time_point NextDeadline() const;
 
-    // Takes in new clients, answers those that have asked, drops those that have had their time.
+    // Takes in new clients, answers those that have asked, drops those that have had their time, and those
+    // for which there is no memory.
     void Serve(const Handler& handler);
 
   private:

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <new>
+#include <utility>
 
 #include "platform/linux/events/system_text.h"
 #include "platform/linux/faces/handle.h"
@@ -16,6 +18,7 @@
 #include "platform/linux/instance/home.h"
 #include "platform/linux/manager/service_rules.h"
 #include "platform/linux/system/system_error.h"
+#include "platform/linux/system/undying.h"
 #include "platform/stop_bounds.h"
 
 namespace {
@@ -31,6 +34,8 @@ std::uint64_t MonotonicMicroseconds() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
+
+constexpr std::size_t kOwnDescriptors = 2;
 
 sigset_t StopSignals() {
     sigset_t signals;
@@ -57,25 +62,32 @@ int MillisecondsUntil(ControlServer::Clock::time_point when) {
 }  // namespace
 
 ServiceDispatcher& ServiceDispatcher::Instance() {
-    static auto* const dispatcher = new ServiceDispatcher;
-    return *dispatcher;
+    return Undying<ServiceDispatcher>();
 }
 
 DWORD ServiceDispatcher::Run(const SERVICE_TABLE_ENTRYA& service) {
     if (const DWORD error = Connect(); error != ERROR_SUCCESS) return error;
-    ControlServer control;
-    DWORD error = Prepare(control);
-    if (error == ERROR_SUCCESS) {
-        control_ = &control;
-        error = StartServiceThread(service);
-    }
-    if (error == ERROR_SUCCESS) {
-        Dispatch();
-        error = Verdict();
+    DWORD error = ERROR_SUCCESS;
+    try {
+        error = RunConnected(service);
+    } catch (...) {
+        error = Complain("No service", CaughtError());
     }
     control_ = nullptr;
     Disconnect();
     return error;
+}
+
+DWORD ServiceDispatcher::RunConnected(const SERVICE_TABLE_ENTRYA& service) {
+    ControlServer control;
+    std::vector<pollfd> descriptors;
+    descriptors.reserve(ControlServer::kMostDescriptors + kOwnDescriptors);
+    if (const DWORD error = Prepare(control); error != ERROR_SUCCESS) return error;
+    control_ = &control;
+    if (const DWORD error = StartServiceThread(service); error != ERROR_SUCCESS)
+        return Complain("No thread for the service", error);
+    Dispatch(descriptors);
+    return Verdict();
 }
 
 DWORD ServiceDispatcher::Connect() {
@@ -109,11 +121,14 @@ DWORD ServiceDispatcher::Prepare(ControlServer& control) {
 }
 
 // To the manager and to whoever started the process by hand: there is no service yet that could report it.
-DWORD ServiceDispatcher::Complain(const std::string& what, DWORD error) {
+DWORD ServiceDispatcher::Complain(const std::string& what, DWORD error) try {
     const std::string complaint = what + ", error " + std::to_string(error) + ": " + SystemText(error);
     std::fprintf(stderr, "%s\n", complaint.c_str());
     const std::lock_guard guard(lock_);
     Notify("STATUS=" + complaint);
+    return error;
+} catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "The service can't be started, error %u\n", error);
     return error;
 }
 
@@ -137,9 +152,10 @@ DWORD WINAPI ServiceDispatcher::RunServiceMain(LPVOID dispatcher) {
     return 0;
 }
 
-void ServiceDispatcher::Dispatch() {
+// `ready` has room, so that a lack of memory concerns nobody but the client for which there is none.
+void ServiceDispatcher::Dispatch(std::vector<pollfd>& ready) {
     while (!HasEnded()) {
-        std::vector<pollfd> ready = {{signals_.Get(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}};
+        ready.assign({{signals_.Get(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}});
         control_->AppendTo(ready);
         const auto next = std::min(NextLook(), control_->NextDeadline());
         if (::poll(ready.data(), ready.size(), MillisecondsUntil(next)) < 0 && errno != EINTR) return;
@@ -222,9 +238,12 @@ DWORD ServiceDispatcher::Report(const SERVICE_STATUS& status) {
         const std::lock_guard guard(lock_);
         if (status.dwCurrentState == SERVICE_STOPPED && status_.dwCurrentState != SERVICE_STOPPED)
             stoppedAt_ = Clock::now();
-        const std::string notification = NotificationOf(status_, status, MonotonicMicroseconds());
-        status_ = status;
-        if (isConnected_) Notify(notification);
+        const SERVICE_STATUS former = std::exchange(status_, status);
+        try {
+            if (isConnected_) Notify(NotificationOf(former, status, MonotonicMicroseconds()));
+        } catch (const std::bad_alloc&) {
+            // As with a manager that can't be reached: the status counts all the same.
+        }
     }
     Wake();
     return ERROR_SUCCESS;

@@ -26,11 +26,12 @@ class ServiceDispatcher {
     using Clock = ControlServer::Clock;
 
     DWORD Connect();
+    DWORD RunConnected(const SERVICE_TABLE_ENTRYA& service);
     DWORD Prepare(ControlServer& control);
     DWORD Complain(const std::string& what, DWORD error);
     DWORD StartServiceThread(const SERVICE_TABLE_ENTRYA& service);
     static DWORD WINAPI RunServiceMain(LPVOID dispatcher);
-    void Dispatch();
+    void Dispatch(std::vector<pollfd>& ready);
     void TakeSignals();
     ControlReply Carry(DWORD control);
     void StopIfAsked();

@@ -11,6 +11,7 @@
 #include "platform/linux/manager/service_store.h"
 #include "platform/linux/objects/object.h"
 #include "platform/linux/system/ascii_case.h"
+#include "platform/linux/system/system_error.h"
 
 namespace {
 
@@ -48,6 +49,11 @@ Handle Fail(DWORD error) {
     return nullptr;
 }
 
+// The same of an operation that was left by an exception.
+BOOL AnswerCaught() {
+    return Answer(CaughtError());
+}
+
 SC_HANDLE Publish(Ref<Object> object) {
     return static_cast<SC_HANDLE>(static_cast<void*>(PublishObject(std::move(object))));
 }
@@ -77,10 +83,12 @@ SERVICE_STATUS StoppedStatus() {
 
 }  // namespace
 
-BOOL WINAPI StartServiceCtrlDispatcherA(const SERVICE_TABLE_ENTRYA* table) {
+BOOL WINAPI StartServiceCtrlDispatcherA(const SERVICE_TABLE_ENTRYA* table) try {
     if (table == nullptr || table->lpServiceName == nullptr || table->lpServiceProc == nullptr)
         return Answer(ERROR_INVALID_PARAMETER);
     return Answer(ServiceDispatcher::Instance().Run(*table));
+} catch (...) {
+    return AnswerCaught();
 }
 
 SERVICE_STATUS_HANDLE WINAPI RegisterServiceCtrlHandlerA(LPCSTR service, LPHANDLER_FUNCTION handler) {
@@ -90,12 +98,14 @@ SERVICE_STATUS_HANDLE WINAPI RegisterServiceCtrlHandlerA(LPCSTR service, LPHANDL
     return static_cast<SERVICE_STATUS_HANDLE>(static_cast<void*>(PublishObject(MakeObject<StatusObject>())));
 }
 
-BOOL WINAPI SetServiceStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS status) {
+BOOL WINAPI SetServiceStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS status) try {
     if (!LookUpObject<StatusObject>(handle)) return FALSE;
     if (status == nullptr) return Answer(ERROR_NOACCESS);
     if (!IsValidStatus(*status)) return Answer(ERROR_INVALID_DATA);
     ServiceDispatcher::Instance().Report(*status);
     return TRUE;
+} catch (...) {
+    return AnswerCaught();
 }
 
 SC_HANDLE WINAPI OpenSCManagerA(LPCSTR machine, LPCSTR database, DWORD) {
@@ -108,7 +118,7 @@ SC_HANDLE WINAPI OpenSCManagerA(LPCSTR machine, LPCSTR database, DWORD) {
 
 SC_HANDLE WINAPI CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWORD, DWORD type,
                                 DWORD start, DWORD errorControl, LPCSTR path, LPCSTR loadOrderGroup,
-                                LPDWORD tag, LPCSTR dependencies, LPCSTR account, LPCSTR password) {
+                                LPDWORD tag, LPCSTR dependencies, LPCSTR account, LPCSTR password) try {
     if (!IsManager(manager)) return nullptr;
     if (name == nullptr || path == nullptr) return Fail<SC_HANDLE>(ERROR_INVALID_PARAMETER);
     // The unit decides on these.
@@ -119,38 +129,48 @@ SC_HANDLE WINAPI CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayNa
     const DWORD error = StoreService({name, shown, path, type, start, errorControl});
     if (error != ERROR_SUCCESS) return Fail<SC_HANDLE>(error);
     return Publish(MakeObject<ServiceObject>(name));
+} catch (...) {
+    return Fail<SC_HANDLE>(CaughtError());
 }
 
-SC_HANDLE WINAPI OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD) {
+SC_HANDLE WINAPI OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD) try {
     if (!IsManager(manager)) return nullptr;
     if (const DWORD error = FindService(TextOf(name)); error != ERROR_SUCCESS) return Fail<SC_HANDLE>(error);
     return Publish(MakeObject<ServiceObject>(name));
+} catch (...) {
+    return Fail<SC_HANDLE>(CaughtError());
 }
 
-BOOL WINAPI QueryServiceStatus(SC_HANDLE service, LPSERVICE_STATUS status) {
+BOOL WINAPI QueryServiceStatus(SC_HANDLE service, LPSERVICE_STATUS status) try {
     if (!LookUpObject<ServiceObject>(service)) return FALSE;
     if (status == nullptr) return Answer(ERROR_NOACCESS);
     const DWORD error = Ask(ControlQuery, *status);
     if (error != ERROR_SERVICE_NOT_ACTIVE) return Answer(error);
     *status = StoppedStatus();
     return TRUE;
+} catch (...) {
+    return AnswerCaught();
 }
 
-BOOL WINAPI ControlService(SC_HANDLE service, DWORD control, LPSERVICE_STATUS status) {
+BOOL WINAPI ControlService(SC_HANDLE service, DWORD control, LPSERVICE_STATUS status) try {
     if (!LookUpObject<ServiceObject>(service)) return FALSE;
     if (status == nullptr) return Answer(ERROR_NOACCESS);
     // It would be taken for the query.
     if (control == ControlQuery) return Answer(ERROR_INVALID_SERVICE_CONTROL);
     *status = StoppedStatus();
     return Answer(Ask(control, *status));
+} catch (...) {
+    return AnswerCaught();
 }
 
-BOOL WINAPI DeleteService(SC_HANDLE service) {
+BOOL WINAPI DeleteService(SC_HANDLE service) try {
     const auto object = LookUpObject<ServiceObject>(service);
     if (!object) return FALSE;
     const DWORD error = EraseService(object->name);
     // The handle is open still, so to its holder the service is one that waits for its end.
     return Answer(error == ERROR_SERVICE_DOES_NOT_EXIST ? ERROR_SERVICE_MARKED_FOR_DELETE : error);
+} catch (...) {
+    return AnswerCaught();
 }
 
 BOOL WINAPI CloseServiceHandle(SC_HANDLE handle) {

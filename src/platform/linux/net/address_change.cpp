@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "platform/linux/faces/wait.h"
 #include "platform/linux/net/interface_table.h"
 #include "platform/linux/objects/object.h"
+#include "platform/linux/system/undying.h"
 
 namespace {
 
@@ -32,6 +34,7 @@ class AddressMonitor {
     int Start();
     static void* Run(void* monitor);
     void Follow();
+    int ReceiveChanges(bool& changed);
     bool Apply(const nlmsghdr& message);
     bool ReadAgain();
     void NoteChange();
@@ -48,8 +51,7 @@ class AddressMonitor {
 
 // The thread ends with the process, so neither is ever destroyed.
 AddressMonitor& Monitor() {
-    static auto& monitor = *new AddressMonitor;
-    return monitor;
+    return Undying<AddressMonitor>();
 }
 
 int AddressMonitor::Arm(HANDLE event) {
@@ -109,8 +111,7 @@ void* AddressMonitor::Run(void* monitor) {
 void AddressMonitor::Follow() {
     for (;;) {
         bool changed = false;
-        const int error =
-            subscription_->Receive([&](const nlmsghdr& message) { changed = Apply(message) || changed; });
+        const int error = ReceiveChanges(changed);
         if (error == ENOBUFS) {
             // Which notices were lost is not known, so it counts as a change even if the table looks the
             // same.
@@ -122,6 +123,13 @@ void AddressMonitor::Follow() {
         }
         if (changed) NoteChange();
     }
+}
+
+// What a lack of memory keeps from the table counts as lost.
+int AddressMonitor::ReceiveChanges(bool& changed) try {
+    return subscription_->Receive([&](const nlmsghdr& message) { changed = Apply(message) || changed; });
+} catch (const std::bad_alloc&) {
+    return ENOBUFS;
 }
 
 // A lease that is renewed is told like a new address, though nothing in the table changes.
@@ -139,11 +147,13 @@ bool AddressMonitor::Apply(const nlmsghdr& message) {
 }
 
 // Whether that shows another table than the one known so far.
-bool AddressMonitor::ReadAgain() {
+bool AddressMonitor::ReadAgain() try {
     std::vector<AddressRow> table;
     if (ReadAddressTable(table) != 0 || std::ranges::is_permutation(table, table_)) return false;
     table_ = std::move(table);
     return true;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 void AddressMonitor::NoteChange() {

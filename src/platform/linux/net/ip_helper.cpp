@@ -31,7 +31,7 @@ MIB_IPADDRROW AsTableRow(const AddressRow& row) {
 
 }  // namespace
 
-DWORD WINAPI GetIpAddrTable(PMIB_IPADDRTABLE table, ULONG* size, BOOL sorted) {
+DWORD WINAPI GetIpAddrTable(PMIB_IPADDRTABLE table, ULONG* size, BOOL sorted) try {
     if (size == nullptr) return ERROR_INVALID_PARAMETER;
     NoteTableIsRead();
     std::vector<AddressRow> rows;
@@ -49,9 +49,11 @@ DWORD WINAPI GetIpAddrTable(PMIB_IPADDRTABLE table, ULONG* size, BOOL sorted) {
     table->dwNumEntries = static_cast<DWORD>(rows.size());
     std::ranges::transform(rows, table->table, AsTableRow);
     return NO_ERROR;
+} catch (...) {
+    return CaughtError();
 }
 
-DWORD WINAPI NotifyAddrChange(PHANDLE handle, LPOVERLAPPED overlapped) {
+DWORD WINAPI NotifyAddrChange(PHANDLE handle, LPOVERLAPPED overlapped) try {
     // Without an event the call would wait for the change itself, which is not offered.
     if (handle == nullptr || overlapped == nullptr) return ERROR_INVALID_PARAMETER;
     const auto event = LookUpAnyObject(overlapped->hEvent);
@@ -59,4 +61,6 @@ DWORD WINAPI NotifyAddrChange(PHANDLE handle, LPOVERLAPPED overlapped) {
     *handle = nullptr;  // there is nothing to close or to cancel
     const int error = SignalNextAddressChange(overlapped->hEvent);
     return error == 0 ? ERROR_IO_PENDING : WindowsErrorFrom(error);
+} catch (...) {
+    return CaughtError();
 }

@@ -35,6 +35,11 @@ int FailWithErrno(int error) {
     return SOCKET_ERROR;
 }
 
+// Of an operation that was left by an exception.
+int FailCaught() {
+    return Fail(static_cast<int>(CaughtError(ErrorDomain::Sockets)));
+}
+
 int AnswerOf(int error) {
     return error == 0 ? 0 : FailWithErrno(error);
 }
@@ -89,7 +94,7 @@ int WINAPI closesocket(SOCKET handle) {
 
 namespace winsock {
 
-SOCKET Socket(int family, int type, int protocol) {
+SOCKET Socket(int family, int type, int protocol) try {
     const auto refuse = [](int error) {
         WSASetLastError(error);
         return INVALID_SOCKET;
@@ -107,8 +112,12 @@ SOCKET Socket(int family, int type, int protocol) {
     const HANDLE handle = PublishObject(MakeObject<DatagramSocket>(std::move(own)));
     if (handle == nullptr) return refuse(WSAENOBUFS);
     const auto opened = reinterpret_cast<SOCKET>(handle);
-    NoteOpenSocket(opened);
-    return opened;
+    if (NoteOpenSocket(opened)) return opened;
+    CloseObjectHandle(handle, ObjectType::Socket);
+    return refuse(WSAENOBUFS);
+} catch (...) {
+    FailCaught();
+    return INVALID_SOCKET;
 }
 
 int SetSocketOption(SOCKET handle, int level, int option, const char* value, int length) {
@@ -124,14 +133,16 @@ int SetSocketOption(SOCKET handle, int level, int option, const char* value, int
         found->SetOption(option == SO_BROADCAST ? Option::Broadcast : Option::ReuseAddress, on != 0));
 }
 
-int Bind(SOCKET handle, const sockaddr* address, int length) {
+int Bind(SOCKET handle, const sockaddr* address, int length) try {
     const auto found = Find(handle);
     if (!found) return SOCKET_ERROR;
     if (const int fault = AddressFault(address, length); fault != 0) return Fail(fault);
     return AnswerOf(found->Bind(CopyAddress(address)));
+} catch (...) {
+    return FailCaught();
 }
 
-int Select(int, FdSet* read, FdSet* write, FdSet* except, const timeval* timeout) {
+int Select(int, FdSet* read, FdSet* write, FdSet* except, const timeval* timeout) try {
     if (!IsWinsockStarted()) return SOCKET_ERROR;
     for (const FdSet* unwatched : {write, except}) {
         if (unwatched != nullptr && unwatched->fd_count != 0) return Fail(WSAEOPNOTSUPP);
@@ -149,9 +160,11 @@ int Select(int, FdSet* read, FdSet* write, FdSet* except, const timeval* timeout
     if (count < 0) return FailWithErrno(errno);
     read->fd_count = static_cast<unsigned>(count);
     return count;
+} catch (...) {
+    return FailCaught();
 }
 
-int ReceiveFrom(SOCKET handle, char* buffer, int size, int flags, sockaddr* from, int* fromLength) {
+int ReceiveFrom(SOCKET handle, char* buffer, int size, int flags, sockaddr* from, int* fromLength) try {
     const auto found = Find(handle);
     if (!found) return SOCKET_ERROR;
     if (flags != 0) return Fail(WSAEOPNOTSUPP);
@@ -173,6 +186,8 @@ int ReceiveFrom(SOCKET handle, char* buffer, int size, int flags, sockaddr* from
         *fromLength = sizeof sender;
     }
     return length > static_cast<std::size_t>(size) ? Fail(WSAEMSGSIZE) : static_cast<int>(length);
+} catch (...) {
+    return FailCaught();
 }
 
 int SendTo(SOCKET handle, const char* data, int size, int flags, const sockaddr* to, int toLength) {
@@ -195,7 +210,7 @@ int GetHostName(char* name, int size) {
     return 0;
 }
 
-servent* GetServiceByName(const char* name, const char* protocol) {
+servent* GetServiceByName(const char* name, const char* protocol) try {
     if (!IsWinsockStarted()) return nullptr;
     thread_local ServiceAnswer answer;
     auto service =
@@ -205,6 +220,9 @@ servent* GetServiceByName(const char* name, const char* protocol) {
         return nullptr;
     }
     return answer.Set(std::move(*service));
+} catch (...) {
+    FailCaught();
+    return nullptr;
 }
 
 void AddToSet(SOCKET handle, FdSet* set) {

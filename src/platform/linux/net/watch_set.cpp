@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/linux/objects/freeze_point.h"
+#include "platform/linux/system/undying.h"
 
 namespace {
 
@@ -206,8 +207,7 @@ struct WatchSets {
 };
 
 WatchSets& Sets() {
-    static auto& sets = *new WatchSets;
-    return sets;
+    return Undying<WatchSets>();
 }
 
 // A set that somebody waits on has to stay in reach of RetireWatchSets.

@@ -4,11 +4,13 @@
 #include <atomic>
 #include <cstdio>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "platform/linux/faces/socket.h"
 #include "platform/linux/objects/object.h"
+#include "platform/linux/system/undying.h"
 
 namespace {
 
@@ -24,8 +26,7 @@ struct Session {
 
 // Daemon threads may still run when the process ends, so it is never destroyed.
 Session& TheSession() {
-    static auto& session = *new Session;
-    return session;
+    return Undying<Session>();
 }
 
 bool IsBelow(WORD version, WORD other) {
@@ -40,9 +41,12 @@ bool IsWinsockStarted() {
     return false;
 }
 
-void NoteOpenSocket(UINT_PTR socket) {
+bool NoteOpenSocket(UINT_PTR socket) try {
     const std::lock_guard<std::mutex> lock(TheSession().mutex);
     TheSession().open.push_back(socket);
+    return true;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 void NoteClosedSocket(UINT_PTR socket) {

@@ -7,5 +7,5 @@
 bool IsWinsockStarted();
 
 // The last WSACleanup closes what has been noted as open and not as closed.
-void NoteOpenSocket(UINT_PTR socket);
+bool NoteOpenSocket(UINT_PTR socket);  // false without memory for it
 void NoteClosedSocket(UINT_PTR socket);

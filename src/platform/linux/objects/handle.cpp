@@ -3,6 +3,7 @@
 #include "platform/linux/faces/thread.h"
 #include "platform/linux/objects/object.h"
 #include "platform/linux/objects/thread_object.h"
+#include "platform/linux/system/system_error.h"
 
 HANDLE WINAPI GetCurrentProcess() {
     return INVALID_HANDLE_VALUE;
@@ -14,7 +15,7 @@ BOOL WINAPI CloseHandle(HANDLE handle) {
 }
 
 BOOL WINAPI DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, PHANDLE target, DWORD,
-                            BOOL, DWORD options) {
+                            BOOL, DWORD options) try {
     if (target != nullptr) *target = nullptr;
     if (sourceProcess != GetCurrentProcess() || targetProcess != GetCurrentProcess()) {
         SetLastError(ERROR_INVALID_HANDLE);
@@ -27,4 +28,7 @@ BOOL WINAPI DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetPr
     if (target == nullptr) return CloseHandle(made);
     *target = made;
     return TRUE;
+} catch (...) {
+    SetLastError(CaughtError());
+    return FALSE;
 }

@@ -3,6 +3,7 @@
 #include "platform/linux/faces/thread.h"
 #include "platform/linux/objects/freeze_point.h"
 #include "platform/linux/objects/thread_object.h"
+#include "platform/linux/system/system_error.h"
 
 namespace {
 
@@ -20,14 +21,17 @@ BOOL WINAPI PostThreadMessageA(DWORD threadId, UINT message, WPARAM wParam, LPAR
     return FALSE;
 }
 
-BOOL WINAPI WaitMessage() {
+BOOL WINAPI WaitMessage() try {
     FreezeWhileSuspended();
     ThreadObject::Current().messages.WaitForUnannounced();
     FreezeWhileSuspended();
     return TRUE;
+} catch (...) {
+    SetLastError(CaughtError());
+    return FALSE;
 }
 
-BOOL WINAPI GetMessageA(LPMSG message, HWND window, UINT filterMin, UINT filterMax) {
+BOOL WINAPI GetMessageA(LPMSG message, HWND window, UINT filterMin, UINT filterMax) try {
     if (message == nullptr) {
         SetLastError(ERROR_NOACCESS);
         return -1;
@@ -40,4 +44,7 @@ BOOL WINAPI GetMessageA(LPMSG message, HWND window, UINT filterMin, UINT filterM
     *message = ThreadObject::Current().messages.Take();
     FreezeWhileSuspended();
     return message->message != kQuit;
+} catch (...) {
+    SetLastError(CaughtError());
+    return -1;
 }

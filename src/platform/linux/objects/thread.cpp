@@ -73,21 +73,28 @@ HANDLE WINAPI GetCurrentThread() {
     return reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-2));
 }
 
-DWORD WINAPI GetCurrentThreadId() {
-    return ThreadObject::Current().Id();
+DWORD WINAPI GetCurrentThreadId() try { return ThreadObject::Current().Id(); } catch (...) {
+    SetLastError(CaughtError());
+    return 0;
 }
 
-DWORD WINAPI SuspendThread(HANDLE handle) {
+DWORD WINAPI SuspendThread(HANDLE handle) try {
     const Ref<ThreadObject> thread = ThreadObject::FromHandle(handle);
     if (!thread) return 0xFFFFFFFFu;
     const DWORD count = thread->Suspend();
     if (thread.Get() == ThreadObject::CurrentIfKnown()) FreezeWhileSuspended();
     return count;
+} catch (...) {
+    SetLastError(CaughtError());
+    return 0xFFFFFFFFu;
 }
 
-DWORD WINAPI ResumeThread(HANDLE handle) {
+DWORD WINAPI ResumeThread(HANDLE handle) try {
     const Ref<ThreadObject> thread = ThreadObject::FromHandle(handle);
     return thread ? thread->Resume() : 0xFFFFFFFFu;
+} catch (...) {
+    SetLastError(CaughtError());
+    return 0xFFFFFFFFu;
 }
 
 void WINAPI Sleep(DWORD milliseconds) {

@@ -10,6 +10,7 @@
 #include "platform/linux/objects/freeze_point.h"
 #include "platform/linux/objects/futex.h"
 #include "platform/linux/system/system_error.h"
+#include "platform/linux/system/undying.h"
 
 namespace {
 
@@ -59,8 +60,7 @@ class ThreadRegistry {
 
 // Never destroyed: threads may outlive main.
 ThreadRegistry& Registry() {
-    static auto& registry = *new ThreadRegistry;
-    return registry;
+    return Undying<ThreadRegistry>();
 }
 
 constinit thread_local ThreadObject* current = nullptr;

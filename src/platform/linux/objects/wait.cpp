@@ -5,6 +5,7 @@
 #include "platform/linux/objects/object.h"
 #include "platform/linux/objects/signal_state.h"
 #include "platform/linux/objects/thread_object.h"
+#include "platform/linux/system/system_error.h"
 
 namespace {
 
@@ -27,17 +28,24 @@ bool IsUnnamed(LPCSTR name) {
 
 }  // namespace
 
-HANDLE WINAPI CreateMutexA(LPSECURITY_ATTRIBUTES, BOOL initialOwner, LPCSTR name) {
+HANDLE WINAPI CreateMutexA(LPSECURITY_ATTRIBUTES, BOOL initialOwner, LPCSTR name) try {
     if (!IsUnnamed(name)) return nullptr;
+    if (initialOwner) ThreadObject::Current();  // so that the wait below can't fail
     const Ref<MutexObject> mutex = MakeObject<MutexObject>();
     const HANDLE handle = PublishObject(mutex);
     if (handle != nullptr && initialOwner) mutex->Wait(0);
     return handle;
+} catch (...) {
+    SetLastError(CaughtError());
+    return nullptr;
 }
 
-BOOL WINAPI ReleaseMutex(HANDLE handle) {
+BOOL WINAPI ReleaseMutex(HANDLE handle) try {
     const Ref<MutexObject> mutex = LookUpObject<MutexObject>(handle);
     return mutex && mutex->Release();
+} catch (...) {
+    SetLastError(CaughtError());
+    return FALSE;
 }
 
 HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState, LPCSTR name) {
@@ -57,10 +65,13 @@ BOOL WINAPI ResetEvent(HANDLE handle) {
     return bool(event);
 }
 
-DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) try {
     const Ref<Object> object = handle == GetCurrentThread() ? Ref<Object>(ThreadObject::FromHandle(handle))
                                                             : LookUpAnyObject(handle);
     return object ? object->Wait(milliseconds) : WAIT_FAILED;
+} catch (...) {
+    SetLastError(CaughtError());
+    return WAIT_FAILED;
 }
 
 DWORD WINAPI WaitForSingleObjectEx(HANDLE handle, DWORD milliseconds, BOOL) {

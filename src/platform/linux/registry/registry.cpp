@@ -1,13 +1,13 @@
 #include "platform/linux/faces/registry.h"
 
 #include <algorithm>
-#include <new>
 #include <stdexcept>
 #include <string>
 
 #include "platform/linux/objects/object.h"
 #include "platform/linux/registry/registry_edit.h"
 #include "platform/linux/registry/registry_store.h"
+#include "platform/linux/system/system_error.h"
 
 namespace {
 
@@ -24,10 +24,10 @@ class OpenKey : public Object {
 template <class Operation>
 LONG Guarded(Operation operation) try {
     return operation();
-} catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
 } catch (const std::invalid_argument&) {
     return ERROR_INVALID_DATA;
+} catch (...) {
+    return static_cast<LONG>(CaughtError());
 }
 
 bool PathOfKey(HKEY key, std::string& path) {

@@ -10,6 +10,7 @@
 #include "platform/linux/registry/registry_text.h"
 #include "platform/linux/system/atomic_file.h"
 #include "platform/linux/system/system_error.h"
+#include "platform/linux/system/undying.h"
 #include "platform/linux/system/whole_file.h"
 
 namespace {
@@ -22,8 +23,7 @@ struct Known {
 };
 
 Known& KnownRegistry() {
-    static Known& known = *new Known;  // threads may ask while the process ends
-    return known;
+    return Undying<Known>();
 }
 
 void Remember(const std::string& path, const RegistryRef& content) {

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
+#include <new>
+#include <stdexcept>
+#include <system_error>
 
 namespace {
 
@@ -96,6 +99,20 @@ DWORD WindowsErrorFrom(int errorNumber, ErrorDomain domain) {
     if (domain == ErrorDomain::Sockets)
         return known && found->sockets != 0 ? found->sockets : kSocketCallFailed;
     return known && found->system != 0 ? found->system : ERROR_GEN_FAILURE;
+}
+
+DWORD CaughtError(ErrorDomain domain) {
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return WindowsErrorFrom(ENOMEM, domain);
+    } catch (const std::length_error&) {
+        return WindowsErrorFrom(ENOMEM, domain);
+    } catch (const std::system_error& error) {
+        return WindowsErrorFrom(error.code().value(), domain);
+    } catch (...) {
+        return WindowsErrorFrom(EIO, domain);
+    }
 }
 
 void SetLastErrorFrom(int errorNumber, ErrorDomain domain) {

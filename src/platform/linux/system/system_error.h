@@ -14,4 +14,7 @@ enum class ErrorDomain {
 // A number that has no counterpart gives ERROR_GEN_FAILURE, or WSASYSCALLFAILURE (10107). 0 stays 0.
 DWORD WindowsErrorFrom(int errorNumber, ErrorDomain domain = ErrorDomain::System);
 
+// The error of the exception that is being handled: the last resort of an operation, which lets none out.
+DWORD CaughtError(ErrorDomain domain = ErrorDomain::System);
+
 void SetLastErrorFrom(int errorNumber, ErrorDomain domain = ErrorDomain::System);

@@ -1,0 +1,366 @@
+// Without memory for one allocation after the other: what is under way ends with its ordinary failure, and
+// the next attempt succeeds. Nothing may leak, which a build that looks for leaks sees.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstring>
+#include <functional>
+#include <thread>
+
+#include "faults/failing_allocations.h"
+#include "platform/linux/instance/control_client.h"
+#include "platform/linux/manager/control_server.h"
+#include "request/interfaces.h"
+#include "request/pool_state.h"
+#include "request/process_request.h"
+#include "request/reload.h"
+#include "service/generation.h"
+#include "service/host/service_lifetime.h"
+#include "service/parameter_load.h"
+#include "service/temporary_home.h"
+
+namespace {
+
+constexpr IpAddress Loopback = {{127, 0, 0, 1}};
+
+class WithoutMemory : public testing::Test {
+  protected:
+    void SetUp() override {
+        // One client is cached, so the last one is built for each request.
+        home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1",
+                            "\"UseClientSrcPort\"=dword:1", "\"CacheSize\"=dword:1",
+                            "\"LocalAddrs\"=\"127.0.0.1\""});
+        home.Write("services", "bootps 0/udp\nbootpc 9/udp\n");
+        WriteDatabase(0);
+    }
+    // Another content each time, or it would be known already.
+    void WriteDatabase(long mark) const {
+        std::string text =
+            "[Options]\nIP Address=-2,ipaddress\nBoot File=-1,string\n[00-a0-24-12-34-55]\nIP "
+            "Address=127.0.0.1\n";
+        text += ";" + std::to_string(mark) + "\n[00-a0-24-12-34-56]\n";
+        for (int i = 0; i < 300; ++i)
+            text += "Unknown " + std::to_string(i) + "=1\n";
+        text += "IP Address=127.0.0.1\nBoot File=a250\n[File Aliases]\n";
+        for (int i = 0; i < 300; ++i)
+            text += "a" + std::to_string(i) + "=alias" + std::to_string(i) + "\n";
+        home.Write("bootptab", text);
+    }
+    void Open() {
+        WSADATA data;
+        WSAStartup(MAKEWORD(1, 1), &data);
+        MakePoolMutexes();
+        ServerParameters record = {};
+        ASSERT_EQ(LoadParameters(&record), LoadOk) << home.Read("events.log");
+        InstallGeneration(MakeGeneration(&record));
+        std::strcpy(HostName, "alpha");
+        LocalAddresses[0] = Loopback;
+        BoundCount = 1;
+        ASSERT_EQ(OpenBoundSocket(&server, 0, Loopback, 0), 0);
+        client = (::socket)(AF_INET, SOCK_DGRAM, 0);
+        from.sin_family = AF_INET;
+        from.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        (::bind)(client, reinterpret_cast<sockaddr*>(&from), sizeof from);
+        socklen_t size = sizeof from;
+        (::getsockname)(client, reinterpret_cast<sockaddr*>(&from), &size);
+    }
+    void TearDown() override {
+        if (client < 0) return;
+        (::close)(client);
+        WSACleanup();
+        ReleaseGeneration(UninstallGeneration());
+        EXPECT_TRUE(WaitForGenerations(0));
+        for (const HANDLE mutex : {ListenerMutex.load(), ThreadCountMutex.load(), ListenerHandleMutex.load(),
+                                   ClientListMutex.load()})
+            CloseHandle(mutex);
+    }
+    RequestContext Context(const char* text) {
+        RequestContext context = {};
+        context.from = from;
+        context.socket = server;
+        context.length = 300;
+        context.blockOwner = PinCurrentGeneration();
+        const ServerParameters& record = RecordOf(context.blockOwner);
+        context.packet =
+            static_cast<BootPacket*>(HeapAlloc(record.ClientHeap, HEAP_ZERO_MEMORY, record.Daemonblksize));
+        std::memcpy(context.packet, text, std::strlen(text));
+        const unsigned char address[] = {0x00, 0xA0, 0x24, 0x12, 0x34, 0x56};
+        if (*text == 1) std::memcpy(context.packet->chaddr, address, sizeof address);
+        return context;
+    }
+    std::string Received() const {
+        char reply[1500] = {};
+        const auto size = (::recv)(client, reply, sizeof reply, MSG_DONTWAIT);
+        return {reply, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+    }
+    // The boot file of the reply; empty without one.
+    std::string BootFile() {
+        RequestContext context = Context("\1\1\6");
+        ProcessBootRequest(&context);
+        return BootFileOf(Received());
+    }
+    static std::string BootFileOf(const std::string& reply) {
+        return reply.empty() ? "" : reply.c_str() + 108;
+    }
+
+    TemporaryHome home;
+    SOCKET server = 0;
+    int client = -1;
+    sockaddr_in from = {};
+};
+
+TEST_F(WithoutMemory, ARequestIsAnsweredOrNot) {
+    Open();
+    const long allocations = FailEachAllocation([&](long nth) {
+        WriteDatabase(nth);
+        RequestContext context = Context("\1\1\6");
+        {
+            const FailingAllocation failure(nth);
+            ProcessBootRequest(&context);
+        }
+        const std::string file = BootFileOf(Received());
+        EXPECT_TRUE(file.empty() || file == "alias250" || file == "a250") << nth << file;
+        EXPECT_EQ(BootFile(), "alias250") << nth;
+        return FailingAllocation::HasFailed();
+    });
+    EXPECT_GT(allocations, 5);
+}
+
+TEST_F(WithoutMemory, ALoadFailsWithItsResult) {
+    const long allocations = FailEachAllocation([&](long nth) {
+        for (const bool fails : {true, false}) {
+            WriteDatabase(nth);
+            ServerParameters record = {};
+            LoadResult result = LoadOk;
+            {
+                const FailingAllocation failure(fails ? nth : 0);
+                result = LoadParameters(&record);
+            }
+            EXPECT_TRUE(fails || result == LoadOk) << nth << " gave " << result;
+            ReleaseParameters(&record);
+            if (fails && !FailingAllocation::HasFailed()) return false;
+        }
+        return true;
+    });
+    EXPECT_GT(allocations, 50);
+}
+
+TEST_F(WithoutMemory, AReloadIsRefusedAndTheServiceServesOn) {
+    Open();
+    const auto reload = [&](long nth) {
+        RequestContext context = Context("RELOAD REQ");
+        const FailingAllocation failure(nth);
+        ReloadParameters(&context);
+        return FailingAllocation::HasFailed();
+    };
+    long refused = 0;
+    FailEachAllocation([&](long nth) {
+        WriteDatabase(nth);
+        home.Write("events.log", "");
+        const bool failed = reload(nth);
+        const std::string answer = Received();
+        EXPECT_TRUE(answer.starts_with("RELOAD ACK") || answer.starts_with("RELOAD NACK")) << nth;
+        if (answer.starts_with("RELOAD NACK")) ++refused;
+        // A system of unknown version broadcasts, which an event says.
+        const bool broadcasts = home.Read("events.log").find("version information") != std::string::npos;
+        EXPECT_TRUE(BootFile() == "alias250" || broadcasts) << nth << ' ' << answer;
+        if (broadcasts) {
+            reload(0);
+            EXPECT_TRUE(Received().starts_with("RELOAD ACK")) << nth;
+            EXPECT_EQ(BootFile(), "alias250") << nth;
+        }
+        return failed;
+    });
+    EXPECT_GT(refused, 20);
+}
+
+// Each in a process of its own: a pool ends once.
+TEST_F(WithoutMemory, AStartComesUpOrEndsWithAnEvent) {
+    enum { CameUp = 40, Failed, FailedInSilence, NothingFailed };
+    const auto start = [&](long nth) {
+        AddressWatch watch = {};
+        watch.overlapped.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        bool isUp = false;
+        {
+            const FailingAllocation failure(nth);
+            isUp = BringUpService(&watch);
+        }
+        if (!FailingAllocation::HasFailed()) return NothingFailed;
+        const bool isReported = home.EventNumbers().size() != 0;
+        TearDownService();
+        return isUp ? CameUp : isReported ? Failed : FailedInSilence;
+    };
+    const long allocations = FailEachAllocation([&](long nth) {
+        home.Write("events.log", "");
+        const pid_t child = fork();
+        if (child == 0) std::_Exit(start(nth));
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status)) << nth;
+        const int code = WEXITSTATUS(status);
+        EXPECT_TRUE(code == CameUp || code == Failed || code == NothingFailed) << nth << " gave " << code;
+        return WIFEXITED(status) && code != NothingFailed;
+    });
+    EXPECT_GT(allocations, 60);
+}
+
+TEST_F(WithoutMemory, AControlIsAnsweredOrDropped) {
+    ControlServer control;
+    ASSERT_EQ(control.Open(home.Path("control")), DWORD{ERROR_SUCCESS});
+    const auto ask = [&] {
+        DWORD error = 0;
+        std::optional<ControlReply> reply;
+        std::atomic<bool> isDone{false};
+        std::thread asking([&] {
+            try {
+                reply = AskService(home.Path("control"), 0, error);
+            } catch (const std::bad_alloc&) {
+                error = ERROR_NOT_ENOUGH_MEMORY;  // the program that asks decides what that means to it
+            }
+            isDone = true;
+        });
+        while (!isDone) {
+            control.Serve([](DWORD) { return ControlReply{}; });
+            std::this_thread::yield();
+        }
+        asking.join();
+        return reply.has_value();
+    };
+    FailEachAllocation([&](long nth) {
+        try {
+            const FailingAllocation failure(nth);
+            ask();
+        } catch (const std::exception&) {
+            // The thread that asks wasn't made.
+        }
+        const bool failed = FailingAllocation::HasFailed();
+        EXPECT_TRUE(ask()) << nth;
+        return failed;
+    });
+}
+
+// Operations that return their error, 0 for success.
+struct Operation {
+    const char* name;
+    std::function<DWORD()> run;
+};
+
+DWORD LastErrorUnless(bool succeeded) {
+    return succeeded ? ERROR_SUCCESS : GetLastError();
+}
+
+TEST_F(WithoutMemory, AnOperationFailsWithItsError) {
+    WSADATA data;
+    WSAStartup(MAKEWORD(1, 1), &data);
+    const auto bound = [](auto use) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const SOCKET made = socket(AF_INET, SOCK_DGRAM, 0);
+        if (made == INVALID_SOCKET) return LastErrorUnless(false);
+        const bool isBound = bind(made, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        const DWORD error = isBound ? use(made) : GetLastError();
+        closesocket(made);
+        return error;
+    };
+    const Operation operations[] = {
+        {"getservbyname", [] { return LastErrorUnless(getservbyname("bootps", "udp") != nullptr); }},
+        {"socket and bind", [&] { return bound([](SOCKET) { return DWORD{0}; }); }},
+        {"select",
+         [&] {
+             return bound([](SOCKET made) {
+                 fd_set set;
+                 FD_ZERO(&set);
+                 FD_SET(made, &set);
+                 const timeval none{};
+                 return LastErrorUnless(select(0, &set, nullptr, nullptr, &none) >= 0);
+             });
+         }},
+        {"GetIpAddrTable",
+         [] {
+             ULONG size = 0;
+             const DWORD error = GetIpAddrTable(nullptr, &size, TRUE);
+             return error == ERROR_INSUFFICIENT_BUFFER ? 0 : error;
+         }},
+        {"a thread of C++",
+         [] {
+             DWORD error = 0;
+             try {
+                 std::thread([&error] { error = LastErrorUnless(GetCurrentThreadId() != 0); }).join();
+             } catch (const std::exception&) {
+                 return DWORD{ERROR_NOT_ENOUGH_MEMORY};
+             }
+             return error;
+         }},
+        {"CreateThread",
+         [] {
+             const auto body = [](LPVOID) -> DWORD { return 0; };
+             const HANDLE thread = CreateThread(nullptr, 0, body, nullptr, 0, nullptr);
+             const DWORD error = LastErrorUnless(thread != nullptr);
+             if (thread != nullptr) WaitForSingleObject(thread, INFINITE);
+             if (thread != nullptr) CloseHandle(thread);
+             return error;
+         }},
+        {"RegSetValueExA",
+         [] {
+             HKEY key = nullptr;
+             LONG error = RegCreateKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Test", &key);
+             if (error == 0)
+                 error = RegSetValueExA(key, "V", 0, REG_SZ, reinterpret_cast<const BYTE*>("x"), 2);
+             if (key != nullptr) RegCloseKey(key);
+             return static_cast<DWORD>(error);
+         }},
+        {"OpenServiceA",
+         [] {
+             const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, 0);
+             const SC_HANDLE service = manager != nullptr ? OpenServiceA(manager, "Quillon", 0) : nullptr;
+             DWORD error = LastErrorUnless(service != nullptr);
+             SERVICE_STATUS status;
+             if (service != nullptr) error = LastErrorUnless(QueryServiceStatus(service, &status));
+             if (service != nullptr) CloseServiceHandle(service);
+             if (manager != nullptr) CloseServiceHandle(manager);
+             return error;
+         }},
+        {"GetFullPathNameA",
+         [] {
+             char path[260];
+             return LastErrorUnless(GetFullPathNameA("x", sizeof path, path, nullptr) != 0);
+         }},
+        {"ReportEventA",
+         [] {
+             const HANDLE log = RegisterEventSourceA(nullptr, "Quillon");
+             DWORD error = LastErrorUnless(log != nullptr);
+             if (log != nullptr)
+                 error = LastErrorUnless(ReportEventA(log, 4, 0, 1, nullptr, 0, 0, nullptr, nullptr));
+             if (log != nullptr) DeregisterEventSource(log);
+             return error;
+         }},
+        {"FormatMessageA",
+         [] {
+             LPSTR text = nullptr;
+             const DWORD length =
+                 FormatMessageA(0x1100, nullptr, 5, 0, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+             LocalFree(text);
+             return LastErrorUnless(length != 0);
+         }},
+    };
+    for (const Operation& operation : operations) {
+        EXPECT_EQ(operation.run(), DWORD{ERROR_SUCCESS}) << operation.name;
+        const long allocations = FailEachAllocation([&](long nth) {
+            DWORD error = 0;
+            {
+                const FailingAllocation failure(nth);
+                error = operation.run();
+            }
+            const bool failed = FailingAllocation::HasFailed();
+            EXPECT_TRUE(error == 0 || error == ERROR_NOT_ENOUGH_MEMORY || error == WSAENOBUFS)
+                << operation.name << ' ' << nth << ": " << error;
+            EXPECT_EQ(operation.run(), DWORD{ERROR_SUCCESS}) << operation.name << ' ' << nth;
+            return failed;
+        });
+        EXPECT_GT(allocations, 0) << operation.name;
+    }
+    WSACleanup();
+}
+
+}  // namespace
