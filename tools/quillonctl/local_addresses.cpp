@@ -9,25 +9,11 @@
 #include <memory>
 #include <sstream>
 
-#include "platform/linux/faces/registry.h"
 #include "quillonctl/request_builder.h"
+#include "quillonctl/service_parameter.h"
 
 namespace quillonctl {
 namespace {
-
-constexpr char kParametersKey[] = "SYSTEM\\CurrentControlSet\\Services\\Quillon\\Parameters";
-
-// Empty if there is none, or it can't be read: the other addresses are still worth a try.
-std::string ReadLocalAddrs() {
-    char text[260] = "";
-    DWORD size = sizeof text - 1;
-    HKEY key = nullptr;
-    if (RegOpenKeyA(HKEY_LOCAL_MACHINE, kParametersKey, &key) != 0) return "";
-    const LONG result =
-        RegQueryValueExA(key, "LocalAddrs", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size);
-    RegCloseKey(key);
-    return result == 0 ? text : "";
-}
 
 void AppendOnce(std::vector<IpAddress>& addresses, const IpAddress& address) {
     if (std::ranges::find(addresses, address) == addresses.end()) addresses.push_back(address);
@@ -56,7 +42,8 @@ std::vector<IpAddress> ParseLocalAddrs(const std::string& list) {
 }
 
 std::vector<IpAddress> LocalServiceAddresses() {
-    std::vector<IpAddress> addresses = ParseLocalAddrs(ReadLocalAddrs());
+    // Without them, the other addresses are still worth a try.
+    std::vector<IpAddress> addresses = ParseLocalAddrs(TextParameter("LocalAddrs"));
     AppendOnce(addresses, {{127, 0, 0, 1}});
     AppendInterfaces(addresses);
     return addresses;

@@ -9,6 +9,7 @@
 #include "quillonctl/check/check_command.h"
 #include "quillonctl/complaint.h"
 #include "quillonctl/control_command.h"
+#include "quillonctl/edit/edit_command.h"
 #include "quillonctl/explain/explain_command.h"
 #include "quillonctl/import/import_command.h"
 #include "quillonctl/reload_command.h"
@@ -29,6 +30,7 @@ int main(int argc, char** argv) {
         quillonctl::AddExplainCommand(app, run);
         quillonctl::AddReloadCommand(app, run);
         quillonctl::AddControlCommands(app, run);
+        quillonctl::AddEditCommands(app, run);
         quillonctl::AddImportCommand(app, run);
         quillonctl::AddUnitCommand(app, run);
         try {

@@ -123,6 +123,10 @@ int Reload(const ReloadArguments& arguments) {
 
 }  // namespace
 
+int ReloadLocalService() {
+    return Reload(ReloadArguments());
+}
+
 void AddReloadCommand(CLI::App& app, std::function<int()>& run) {
     CLI::App* command =
         app.add_subcommand("reload", "Have the service read its parameters and its database anew");

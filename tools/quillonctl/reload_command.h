@@ -10,4 +10,8 @@ namespace quillonctl {
 // status.
 void AddReloadCommand(CLI::App& app, std::function<int()>& run);
 
+// Has the service of this machine and this home read them anew, as the command does without arguments; says
+// the outcome and returns the exit status.
+int ReloadLocalService();
+
 }  // namespace quillonctl

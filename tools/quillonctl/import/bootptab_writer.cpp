@@ -58,14 +58,6 @@ class KeyNames {
     std::set<std::string> taken_;
 };
 
-// In quotes if blanks or quotes at its ends would be taken away.
-std::string IniValue(const std::string& value) {
-    const bool hasOuterBlank = Trimmed(value).size() != value.size();
-    const bool looksQuoted =
-        value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\'');
-    return hasOuterBlank || looksQuoted ? '"' + value + '"' : value;
-}
-
 std::string KeyLines(const SettingList& settings, KeyNames& names) {
     std::string lines;
     for (const Setting& setting : settings.All())

@@ -135,6 +135,13 @@ unsigned LengthOfMask(std::uint32_t mask) {
     return static_cast<unsigned>(std::popcount(mask));
 }
 
+std::string IniValue(std::string_view value) {
+    const bool hasOuterBlank = Trimmed(value).size() != value.size();
+    const bool looksQuoted =
+        value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\'');
+    return hasOuterBlank || looksQuoted ? '"' + std::string(value) + '"' : std::string(value);
+}
+
 std::optional<std::string> SectionNameOf(std::string_view hardwareAddress) {
     const auto bytes = ParseHardwareAddress(WithTwoDigits(hardwareAddress));
     if (!bytes) return std::nullopt;

@@ -35,6 +35,9 @@ std::string AddressText(std::uint32_t address);
 std::optional<std::uint32_t> MaskOfLength(std::string_view length);
 unsigned LengthOfMask(std::uint32_t mask);
 
+// A value as an INI file has it: in quotes if the reader would take away blanks or quotes at its ends.
+std::string IniValue(std::string_view value);
+
 // A hardware address as a section's name: "00-a0-c9-11-22-33". Takes hyphens, colons and dots between the
 // bytes, or nothing; between separators a byte may have one digit. Nothing for any other text.
 std::optional<std::string> SectionNameOf(std::string_view hardwareAddress);

@@ -1,0 +1,215 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "temporary_folder.h"
+#include "tools/loopback_server.h"
+#include "tools/run_command.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+constexpr char kHead[] =
+    "; by hand\r\n[Options]\r\nIP Address=-2,ipaddress\r\nHost Name=12,string\r\n"
+    "Boot File=-1,string\r\nOther File=-1,string\r\n\r\n[Template:lab]\r\nBoot File=a\r\n";
+constexpr char kClient[] =
+    "\r\n; the first\r\n[00-A0-00-00-00-01]\r\nTemplate=lab\r\nIP Address=10.0.0.1\r\n";
+
+class EditCommandTest : public testing::Test {
+  protected:
+    EditCommandTest() { Write(std::string(kHead) + kClient); }
+
+    std::string Path() const { return folder_.Path("bootptab"); }
+    void Write(const std::string& text) const { std::ofstream(Path(), std::ios::binary) << text; }
+    std::string Read() const {
+        std::stringstream text;
+        text << std::ifstream(Path(), std::ios::binary).rdbuf();
+        return text.str();
+    }
+    CommandResult Run(std::vector<std::string> words) const {
+        return RunQuillonctl(words, {"QUILLON_HOME=" + folder_.Path()});
+    }
+
+    TemporaryFolder folder_;
+};
+
+TEST_F(EditCommandTest, AddsSetsAndRemoves) {
+    const std::string before = Read();
+    ASSERT_EQ(::chmod(Path().c_str(), 0640), 0);
+    ASSERT_TRUE(::geteuid() != 0 || ::chown(Path().c_str(), 12345, 54321) == 0);
+    struct stat old {};
+    ASSERT_EQ(::stat(Path().c_str(), &old), 0);
+    std::filesystem::create_symlink("bootptab", folder_.Path("link"));
+
+    const CommandResult dry =
+        Run({"add", "00a000000002", "--ip", "10.0.0.2", "--template", "lab", "--dry-run"});
+    EXPECT_EQ(dry.status, 0) << dry.errors;
+    EXPECT_EQ(dry.output,
+              "--- " + Path() + "\n+++ " + Path() +
+                  "\n@@ -12,3 +12,7 @@\n [00-A0-00-00-00-01]\r\n Template=lab\r\n IP Address=10.0.0.1\r\n"
+                  "+\r\n+[00-a0-00-00-00-02]\r\n+Template=lab\r\n+IP Address=10.0.0.2\r\n");
+    EXPECT_EQ(Read(), before);
+
+    CommandResult result = Run({"add", "00:a0:0:0:0:2", "--ip", "10.0.0.2", "--file", folder_.Path("link")});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    result = Run({"set", "00-a0-00-00-00-01", "--host-name", "pc1", "--option", "other file = b;c", "--unset",
+                  "template"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(Read(), std::string(kHead) +
+                          "\r\n; the first\r\n[00-A0-00-00-00-01]\r\nIP Address=10.0.0.1\r\nHost Name=pc1\r\n"
+                          "Other File=b;c\r\n\r\n[00-a0-00-00-00-02]\r\nIP Address=10.0.0.2\r\n");
+    // The key that the client has goes before the first one of the same tag.
+    EXPECT_EQ(Run({"set", "00-a0-00-00-00-01", "--boot-file", "d"}).status, 0);
+    EXPECT_THAT(Read(), HasSubstr("Other File=d\r\n"));
+    result = Run({"remove", "00-a0-00-00-00-01"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_THAT(result.errors, HasSubstr("the comment above [00-A0-00-00-00-01] stays"));
+    EXPECT_EQ(Read(),
+              std::string(kHead) + "\r\n; the first\r\n\r\n[00-a0-00-00-00-02]\r\nIP Address=10.0.0.2\r\n");
+
+    struct stat now {};
+    ASSERT_EQ(::stat(Path().c_str(), &now), 0);
+    EXPECT_EQ(now.st_mode, old.st_mode);
+    EXPECT_EQ(now.st_uid, old.st_uid);
+    EXPECT_EQ(now.st_gid, old.st_gid);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_.Path("link")));
+}
+
+TEST_F(EditCommandTest, RefusesWhatWouldMakeItWorse) {
+    Write(Read() + "[00-a0-00-00-00-09]\r\nIP Address=none\r\nWrong=1\r\n");
+    const std::string before = Read();
+    const struct {
+        std::vector<std::string> words;
+        int status;
+        const char* complaint;
+    } rows[] = {
+        {{"add", "00-a0-00-00-00-01", "--ip", "10.0.0.3"},
+         1,
+         "client [00-A0-00-00-00-01] is there already, in line 12"},
+        {{"set", "00-a0-00-00-00-02", "--ip", "10.0.0.3"},
+         1,
+         "there is no client [00-a0-00-00-00-02]; 'add' adds it"},
+        {{"remove", "00-a0-00-00-00-02"}, 1, "there is no client [00-a0-00-00-00-02]"},
+        {{"set", "00-a0-00-00-00-01", "--ip", "10.0.0.300"},
+         1,
+         ":14: error: [00-A0-00-00-00-01] IP Address = 10.0.0.300"},
+        {{"add", "00-a0-00-00-00-02", "--ip", "10.0.0.1"},
+         1,
+         "has the address 10.0.0.1 of another client (line 12)"},
+        {{"set", "00-a0-00-00-00-01", "--option", "Hots Name=x"},
+         1,
+         "'Hots Name' isn't in [Options]; did you mean 'Host Name'?"},
+        {{"set", "00-a0-00-00-00-01", "--gateway", "10.0.0.1"},
+         1,
+         "--gateway: [Options] has no key with the tag 3"},
+        {{"set", "00-a0-00-00-00-01", "--unset", "IP Address"}, 1, "has no address, and gets no reply"},
+        {{"set", "00-a0-00-00-00-01", "--unset", "Host Name"}, 1, "has no key 'Host Name'"},
+        {{"set", "00-a0-00-00-00-01"}, 2, "nothing to set"},
+        {{"set", "00-a0-00-00-00-01", "--ip", "10.0.0.3", "--option", "ip address=10.0.0.4"},
+         2,
+         "is given twice"},
+        {{"set", "00-a0-00-00-00-01", "--host-name", "a\n[x]"}, 2, "control characters"},
+        {{"set", "00-a0-00-00-00-01", "--option", "=x"}, 2, "is not of the form Name=value"},
+        {{"set", "00-a0-zz", "--ip", "10.0.0.3"}, 2, "'00-a0-zz' is not a hardware address"},
+        {{"set", "00-a0-00-00-00-01", "--ip", "10.0.0.3", "--file", "/nowhere/bootptab"},
+         2,
+         "/nowhere/bootptab: No such file"},
+        {{"set", "00-a0-00-00-00-01", "--ip", "10.0.0.3", "--file", "/dev/null"}, 2, "no regular file"},
+    };
+    for (const auto& row : rows) {
+        const CommandResult result = Run(row.words);
+        EXPECT_EQ(result.status, row.status) << row.complaint;
+        EXPECT_THAT(result.errors, HasSubstr(row.complaint));
+        EXPECT_EQ(Read(), before) << row.complaint;
+    }
+    // What was wrong before is no reason.
+    EXPECT_EQ(Run({"set", "00-a0-00-00-00-01", "--host-name", "pc"}).status, 0);
+}
+
+TEST_F(EditCommandTest, ReloadsTheServiceOfItsHome) {
+    std::string sent;
+    LoopbackServer server([&](const LoopbackServer::Datagram& datagram) {
+        sent.assign(datagram.begin(), datagram.end());
+        const std::string answer("RELOAD ACK\0", 11);
+        return std::vector<LoopbackServer::Datagram>{{answer.begin(), answer.end()}};
+    });
+    std::ofstream(folder_.Path("services")) << "bootp " << server.Port() << "/udp\n";
+    const CommandResult result = Run({"set", "00-a0-00-00-00-01", "--host-name", "pc", "--reload"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_THAT(result.output, HasSubstr("Reload acknowledged by 127.0.0.1"));
+    EXPECT_EQ(sent.substr(0, 10), "RELOAD REQ");
+}
+
+// Starts the command and doesn't wait for it.
+pid_t Start(const std::vector<std::string>& words) {
+    std::vector<char*> argv = {const_cast<char*>(QUILLONCTL)};
+    for (const std::string& word : words)
+        argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
+    const pid_t child = ::fork();
+    if (child != 0) return child;
+    ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
+    ::execv(QUILLONCTL, argv.data());
+    ::_exit(127);
+}
+
+int StatusOf(pid_t child) {
+    int status = 0;
+    return ::waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(EditCommandTest, LosesNoEditOfSeveralAtOnce) {
+    std::vector<pid_t> children;
+    for (int number = 10; number < 22; ++number)
+        children.push_back(Start({"add", "00-a0-00-00-00-" + std::to_string(number), "--ip",
+                                  "10.0.0." + std::to_string(number), "--file", Path()}));
+    for (const pid_t child : children)
+        EXPECT_EQ(StatusOf(child), 0);
+    for (int number = 10; number < 22; ++number)
+        EXPECT_THAT(Read(), HasSubstr("[00-a0-00-00-00-" + std::to_string(number) +
+                                      "]\r\nIP Address=10.0.0." + std::to_string(number)));
+}
+
+// The later the kill, the further the edit has come; at some delays it is over already.
+TEST_F(EditCommandTest, LeavesAWholeFileWheneverItIsKilled) {
+    std::string text = kHead;
+    for (int number = 0; number < 5000; ++number)
+        text += "\r\n[00-a1-00-" + std::to_string(10 + number / 8100) + "-" +
+                std::to_string(10 + number / 90 % 90) + "-" + std::to_string(10 + number % 90) +
+                "]\r\nIP Address=10.1." + std::to_string(number / 250) + "." +
+                std::to_string(1 + number % 250) + "\r\n";
+    const std::string one = text + kClient;
+    const std::string other = std::string(one).replace(one.rfind("10.0.0.1"), 8, "10.0.0.2");
+    Write(one);
+    const auto begun = std::chrono::steady_clock::now();
+    ASSERT_EQ(StatusOf(Start({"set", "00-a0-00-00-00-01", "--ip", "10.0.0.2", "--file", Path()})), 0);
+    const auto whole = std::chrono::steady_clock::now() - begun;
+    constexpr int kRounds = 40;
+    int interrupted = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        const pid_t child = Start(
+            {"set", "00-a0-00-00-00-01", "--ip", round % 2 == 0 ? "10.0.0.1" : "10.0.0.2", "--file", Path()});
+        // Most of them in the last third, where the file is written.
+        std::this_thread::sleep_for(whole * (round % 4 == 0 ? round : kRounds * 2 / 3 + round / 3) / kRounds);
+        ::kill(child, SIGKILL);
+        interrupted += StatusOf(child) == -1 ? 1 : 0;
+        const std::string now = Read();
+        ASSERT_TRUE(now == one || now == other) << "round " << round << ", " << now.size() << " bytes";
+    }
+    EXPECT_GT(interrupted, 0);
+    // What a killed edit has left behind goes with the next one.
+    EXPECT_EQ(StatusOf(Start({"set", "00-a0-00-00-00-01", "--ip", "10.0.0.9", "--file", Path()})), 0);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()), {}), 1);
+}
+
+}  // namespace

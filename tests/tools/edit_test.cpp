@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+
+#include "quillonctl/edit/bootptab_check.h"
+#include "quillonctl/edit/bootptab_text.h"
+#include "quillonctl/edit/unified_diff.h"
+#include "quillonctl/text/nearest_name.h"
+
+namespace quillonctl {
+namespace {
+
+TEST(BootptabText, ChangesNothingButWhatItIsAskedTo) {
+    using Edit = void (*)(BootptabText & file);
+    const Edit put = [](BootptabText& file) { file.Put(*file.Find("0A-0b"), {"ip address", "10.0.0.2"}); };
+    const Edit putNew = [](BootptabText& file) { file.Put(*file.Find("0a-0b"), {"Host Name", " pc "}); };
+    const Edit add = [](BootptabText& file) { file.AddClient("0c-0d", {{"IP Address", "10.0.0.3"}}); };
+    const Edit removeKey = [](BootptabText& file) { file.Remove(*file.Find("0a-0b"), "gateway"); };
+    const Edit remove = [](BootptabText& file) { file.RemoveSection(*file.Find("0a-0b")); };
+    const struct {
+        Edit edit;
+        const char* before;
+        const char* after;
+    } rows[] = {
+        {put, "[0a-0b]\n IP Address\t=  10.0.0.1 \n", "[0a-0b]\n IP Address\t=  10.0.0.2\n"},
+        {put, "[0a-0b]\r\nIP Address='10.0.0.1'", "[0a-0b]\r\nIP Address=10.0.0.2"},
+        {put, "[0a-0b]\nIP Address = \"10.0.0.2\"\n", "[0a-0b]\nIP Address = \"10.0.0.2\"\n"},
+        {put, "[0a-0b]\nIP Address=1\nIP Address=1\n[0a-0b]\nIP Address=1\n",
+         "[0a-0b]\nIP Address=10.0.0.2\nIP Address=1\n[0a-0b]\nIP Address=1\n"},
+        {put, "[0a-0b]\r\n; c\r\n\r\n[x]\r\n", "[0a-0b]\r\nip address = 10.0.0.2\r\n; c\r\n\r\n[x]\r\n"},
+        {putNew, "[0a-0b]\nA=1\n; c\n", "[0a-0b]\nA=1\nHost Name=\" pc \"\n; c\n"},
+        {putNew, "[0a-0b]\n  A          = 1\n  Gateway    = 2",
+         "[0a-0b]\n  A          = 1\n  Gateway    = 2\n  Host Name  = \" pc \"\n"},
+        {putNew, "[0a-0b]\n", "[0a-0b]\nHost Name = \" pc \"\n"},
+        {putNew, "[0a-0b]", "[0a-0b]\nHost Name = \" pc \"\n"},
+        {add, "", "[0c-0d]\nIP Address = 10.0.0.3\n"},
+        {add, "[0a-0b]\nA=1\n; last\n\n[File Aliases]\na=b\n",
+         "[0a-0b]\nA=1\n\n[0c-0d]\nIP Address=10.0.0.3\n\n; last\n\n[File Aliases]\na=b\n"},
+        {add, "[Options]\r\nA=1,byte", "[Options]\r\nA=1,byte\r\n\r\n[0c-0d]\r\nIP Address = 10.0.0.3\r\n"},
+        {removeKey, "[0a-0b]\nA=1\nGateway = 2\nGateway = 3\n", "[0a-0b]\nA=1\nGateway = 3\n"},
+        {remove, "; 1\n\n; 2\n[0a-0b]\n; 3\nA=1\n; 4\n\n[x-y]\n", "; 1\n\n; 2\n; 4\n\n[x-y]\n"},
+        {remove, "[x-y]\n\n[0a-0b]\nA=1\n\n[0a-0b]\nB=1\n", "[x-y]\n\n[0a-0b]\nB=1\n"},
+        {remove, "[x-y]\nB=1\n\n[ 0A-0B ]] \nA=1", "[x-y]\nB=1\n\n[ 0A-0B ]] \nA=1"},
+    };
+    for (const auto& row : rows) {
+        BootptabText file(row.before);
+        EXPECT_EQ(file.Text(), row.before);
+        if (!file.Find("0a-0b") && row.edit != add) continue;
+        row.edit(file);
+        EXPECT_EQ(file.Text(), row.after);
+    }
+}
+
+constexpr char kOptions[] =
+    "[Options]\nMask = 1,ipaddress\nTime = 51,time\nName = 12,string\nSize = 13,word\n"
+    "Boot File = -1,string\nIP = -2,ipaddress\nTemplate = -1000,string\n"
+    "[Template:lab]\nMask = 255.0.0.0\n[0a-0b]\nTemplate = LAB\nIP = 10.0.0.1\n";
+
+TEST(CheckResult, NamesWhatIsWrong) {
+    const struct {
+        std::string added;
+        const char* found;
+    } rows[] = {
+        {"", ""},
+        {"[0a-0c]\nip=10.0.0.2\ntemplate=lab\nTime=1:00:00,Infinite\nSize=1,-2\n", ""},
+        {"[0A-0B]\nIP=10.0.0.2", "f:14: error: [0A-0B] is there twice; only the first one counts (line 11)"},
+        {"[stray]", "f:14: error: [stray] is no section that is known here; the file can't be loaded"},
+        {"[0a-b]\nIP=10.0.0.2",
+         "f:14: error: [0a-b] is no hardware address of two digits for each byte, with hyphens"},
+        {"[0a-0c]", "f:14: error: [0a-0c] has no keys, and gets no reply"},
+        {"[0a-0c]\nName=x", "f:14: error: [0a-0c] has no address, and gets no reply"},
+        {"[0a-0c]\nIP=10.0.0.1", "f:14: error: [0a-0c] has the address 10.0.0.1 of another client (line 11)"},
+        {"Nmae=x", "f:14: error: [0a-0b] key 'Nmae' isn't in [Options]; did you mean 'Name'?"},
+        {"IP=10.0.0.2",
+         "f:14: error: [0a-0b] key 'IP' is there twice; only the first value counts (line 13)"},
+        {"[0a-0c]\nIP=10.0.0.400", "f:15: error: [0a-0c] IP = 10.0.0.400 is no address"},
+        {"Mask=255.0.0.0, 1.1.1.1",
+         "f:14: error: [0a-0b] Mask = 255.0.0.0, 1.1.1.1 has ' 1.1.1.1', which is no address"},
+        {"Time=12:00",
+         "f:14: error: [0a-0b] Time = 12:00 has '12:00', which is no time (hours:minutes:seconds)"},
+        {"Size=ten", "f:14: error: [0a-0b] Size = ten has 'ten', which is no number"},
+        {"[0a-0c]\nIP=10.0.0.2\nTemplate=lap",
+         "f:16: error: [0a-0c] template 'lap' isn't there; did you mean 'lab'?"},
+        {"[Options]", "f:14: error: [Options] is there twice; only the first one counts (line 1)"},
+    };
+    for (const auto& row : rows) {
+        std::string found;
+        for (const CheckFinding& finding : CheckResult("f", kOptions + row.added))
+            found += (found.empty() ? "" : "\n") + FindingText("f", finding);
+        EXPECT_EQ(found, row.found) << row.added;
+    }
+    std::string wrong = kOptions;
+    wrong.replace(wrong.find("1,ipaddress"), 11, "300,ipadress");
+    wrong.replace(wrong.find("13,word"), 7, "13,wrod");
+    wrong.replace(wrong.find("51,time"), 7, "51");
+    const auto findings = CheckResult("f", wrong);
+    ASSERT_EQ(findings.size(), 4u);
+    EXPECT_EQ(findings[0].text, "Mask has no tag that can be sent");
+    EXPECT_EQ(findings[1].text, "Time has no comma; the file can't be loaded");
+    EXPECT_EQ(findings[2].text, "Size has the type 'wrod', which isn't one; did you mean 'word'?");
+    EXPECT_EQ(findings[3].text, "Mask = 255.0.0.0 has '255.0.0.0', which is no number");
+}
+
+// What was wrong before stays out, wherever the edit has moved it.
+TEST(CheckResult, TellsWhatAnEditMadeWorse) {
+    const auto before = CheckResult("f", std::string(kOptions) + "X=1\n[0a-0c]\nIP=10.0.0.1\n");
+    auto after =
+        CheckResult("f", std::string("; new\n") + kOptions + "X=1\nX=2\nY=1\n[0A-0c]\nIP=10.0.0.1\n");
+    EXPECT_EQ(before.size(), 2u);
+    const auto worse = NewFindings(before, after);
+    ASSERT_EQ(worse.size(), 2u);
+    EXPECT_EQ(worse[0].text, "key 'X' is there twice; only the first value counts");
+    EXPECT_EQ(worse[1].text, "key 'Y' isn't in [Options]");
+}
+
+TEST(UnifiedDiff, HasTheFormThatPatchTakes) {
+    const struct {
+        const char* before;
+        const char* after;
+        const char* diff;
+    } rows[] = {
+        {"a\n", "a\n", ""},
+        {"", "a\n", "--- f\n+++ f\n@@ -0,0 +1 @@\n+a\n"},
+        {"a\nb", "a\nc\n", "--- f\n+++ f\n@@ -1,2 +1,2 @@\n a\n-b\n\\ No newline at end of file\n+c\n"},
+        {"1\n2\n3\n4\n5\n6\n7\n8\n9\n", "1\n2\n3\n4\n6\n7\n8\n9\n",
+         "--- f\n+++ f\n@@ -2,7 +2,6 @@\n 2\n 3\n 4\n-5\n 6\n 7\n 8\n"},
+        {"a\n1\n2\n3\n4\n5\n6\n7\nb\n", "A\n1\n2\n3\n4\n5\n6\n7\nB\n",
+         "--- f\n+++ f\n@@ -1,4 +1,4 @@\n-a\n+A\n 1\n 2\n 3\n@@ -6,4 +6,4 @@\n 5\n 6\n 7\n-b\n+B\n"},
+        {"x\ny\nz\n", "y\nx\nz\n", "--- f\n+++ f\n@@ -1,3 +1,3 @@\n-x\n y\n+x\n z\n"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(UnifiedDiff("f", row.before, row.after), row.diff);
+}
+
+TEST(NearestName, GuessesOnlyWhatIsNear) {
+    const std::vector<std::string> known = {"reload", "remove", "query", "ask", "Gateways"};
+    const struct {
+        const char* word;
+        const char* nearest;
+    } rows[] = {{"relod", "reload"},
+                {"RELAOD", "reload"},
+                {"gatewyas", "Gateways"},
+                {"aks", "ask"},
+                {"qeury", "query"},
+                {"xyz", ""},
+                {"", ""},
+                {"a", ""},
+                {"dad", ""},
+                {"reloadreload", ""}};
+    for (const auto& row : rows)
+        EXPECT_EQ(NearestName(row.word, known), row.nearest) << row.word;
+    EXPECT_EQ(EditDistance("ab", "ba"), 1u);
+    EXPECT_EQ(EditDistance("kitten", "sitting"), 3u);
+    EXPECT_EQ(DidYouMean("relod", known), "; did you mean 'reload'?");
+}
+
+}  // namespace
+}  // namespace quillonctl
