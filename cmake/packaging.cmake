@@ -34,6 +34,15 @@ install(FILES "${packaging}/debian/copyright" "${CMAKE_SOURCE_DIR}/docs/operatin
 install(FILES "${packaging}/bootptab.sample" DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT quillon)
 install(FILES "${packaging}/bootptab.initial" DESTINATION "${QUILLON_DATA_DIR}" COMPONENT quillon)
 
+# Where the shells look for the completions of packages.
+install(FILES "${packaging}/completions/quillonctl.bash" RENAME quillonctl
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT quillon)
+install(FILES "${packaging}/completions/_quillonctl"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions" COMPONENT quillon)
+install(FILES "${packaging}/completions/quillonctl.fish"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT quillon)
+install(FILES "${packaging}/logrotate/quillon" DESTINATION "${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d" COMPONENT quillon)
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_RESOURCE_FILE_LICENSE "${CMAKE_SOURCE_DIR}/LICENSE")
 set(CPACK_PACKAGE_VENDOR "Quillon")
@@ -58,5 +67,5 @@ no leases and no address pools.
 .
 The package installs a service that sends no reply until the file has clients.")
 set(CPACK_DEBIAN_QUILLON_PACKAGE_CONTROL_EXTRA
-  "${packaging}/debian/postinst;${packaging}/debian/prerm;${packaging}/debian/postrm")
+  "${packaging}/debian/conffiles;${packaging}/debian/postinst;${packaging}/debian/prerm;${packaging}/debian/postrm")
 include(CPack)

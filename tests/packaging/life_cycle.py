@@ -9,8 +9,11 @@ SETTINGS, CLIENTS = "/etc/quillon/registry.reg", "/var/lib/quillon/bootptab"
 FILES = ["/usr/sbin/quillon", "/usr/bin/quillonctl", "/usr/lib/*/quillon/arpadd.so",
          "/usr/share/man/man8/quillon.8.gz", "/usr/share/man/man1/quillonctl.1.gz", "/usr/share/man/man5/bootptab.5.gz",
          "/usr/share/man/man5/quillon-registry.5.gz", "/usr/share/doc/quillon/copyright",
-         "/usr/share/doc/quillon/changelog.gz", "/usr/share/doc/quillon/CHANGELOG.md.gz", "/usr/share/doc/quillon/operating.md",
-         "/usr/share/doc/quillon/examples/bootptab.sample"]
+         "/usr/share/doc/quillon/changelog.gz", "/usr/share/doc/quillon/CHANGELOG.md.gz",
+         "/usr/share/doc/quillon/operating.md",
+         "/usr/share/doc/quillon/examples/bootptab.sample", "/etc/logrotate.d/quillon",
+         "/usr/share/bash-completion/completions/quillonctl", "/usr/share/zsh/vendor-completions/_quillonctl",
+         "/usr/share/fish/vendor_completions.d/quillonctl.fish"]
 
 # Everything in the places of packages that has the name, but for the records of what was installed when.
 TRACES = r"""

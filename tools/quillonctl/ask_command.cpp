@@ -9,6 +9,7 @@
 #include <memory>
 #include <random>
 
+#include "quillonctl/command_line/usage.h"
 #include "quillonctl/complaint.h"
 #include "quillonctl/exchange.h"
 #include "quillonctl/exit_status.h"
@@ -123,8 +124,9 @@ int Ask(const AskArguments& arguments) {
 
 void AddRequestOptions(CLI::App& command, AskArguments& arguments) {
     const CLI::Validator address(CheckAddress, "");
-    command.add_option("--dhcp", arguments.dhcp, "make it a DHCP request of this type; without: BOOTP")
-        ->check(CLI::IsMember({"discover", "request", "decline", "release", "inform"}));
+    OneOf(
+        *command.add_option("--dhcp", arguments.dhcp, "make it a DHCP request of this type; without: BOOTP"),
+        {"discover", "request", "decline", "release", "inform"});
     command
         .add_option("--hlen", arguments.hlen,
                     "length of the hardware address as sent; its bytes if not given")

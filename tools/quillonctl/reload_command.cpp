@@ -84,8 +84,11 @@ Outcome AskFirstThatListens(const ReloadArguments& arguments) {
 }
 
 std::string OutcomeText(const Outcome& outcome, const std::vector<std::string>& events) {
-    if (outcome.isAcknowledged) return "Reload acknowledged by " + outcome.from + "\n";
-    std::string text = "Reload refused by " + outcome.from + "; the service goes on with what it had\n";
+    const bool isColoured = MayHaveColour(STDOUT_FILENO);
+    if (outcome.isAcknowledged)
+        return Painted("Reload acknowledged", Colour::Green, isColoured) + " by " + outcome.from + "\n";
+    std::string text = Painted("Reload refused", Colour::Red, isColoured) + " by " + outcome.from +
+                       "; the service goes on with what it had\n";
     for (const std::string& event : events)
         text += "  " + event + "\n";
     if (events.empty()) text += "For the reason " + EventTail::Hint() + "\n";

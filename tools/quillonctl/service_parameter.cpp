@@ -1,7 +1,7 @@
 #include "quillonctl/service_parameter.h"
 
-#include "platform/posix/home.h"
-#include "platform/posix/registry.h"
+#include "platform/linux/instance/home.h"
+#include "platform/linux/faces/registry.h"
 
 namespace quillonctl {
 namespace {

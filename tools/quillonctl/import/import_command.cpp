@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 
+#include "quillonctl/command_line/usage.h"
 #include "quillonctl/complaint.h"
 #include "quillonctl/import/bootptab_writer.h"
 #include "quillonctl/import/importers.h"
@@ -63,9 +64,7 @@ void AddImportCommand(CLI::App& app, std::function<int()>& run) {
     std::vector<std::string> formats;
     for (const Format& format : kFormats)
         formats.emplace_back(format.name);
-    command->add_option("--from", arguments->from, "what kind of file it is")
-        ->required()
-        ->check(CLI::IsMember(formats));
+    OneOf(*command->add_option("--from", arguments->from, "what kind of file it is")->required(), formats);
     command->add_option("--hosts", arguments->hosts, "addresses of the names in the file, as in /etc/hosts")
         ->type_name("FILE");
     command->add_option("FILE", arguments->file, "the file to read")->type_name("")->required();
