@@ -16,6 +16,7 @@
 
 namespace {
 
+constexpr DWORD ListenerHandleWait = 5000;
 constexpr DWORD NoMemoryPause = 50;
 
 // What a thread of the pool has of its own.
@@ -187,6 +188,7 @@ void HandleDatagram(RequestContext* context) {
 
 // One datagram, from waiting for it to its reply. The caller is the listener.
 Turn TakeTurn(Daemon* daemon) {
+    AnnounceListener(daemon->thread.self);
     const int ready = WaitForDatagram(daemon);
     const auto error = static_cast<DWORD>(WSAGetLastError());
     if (ready == 0) return PassToFollower();

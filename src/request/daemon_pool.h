@@ -11,6 +11,7 @@
 
 // What a thread of the pool brings along. All of it outlives the loop and the end of the service.
 struct PoolThread {
+    HANDLE self;                  // a real handle of the thread, which other threads can use
     AddressWatch* watch;          // armed for the thread that started the service, else unarmed
     LPTHREAD_START_ROUTINE body;  // what a further thread runs, with a null parameter
 };

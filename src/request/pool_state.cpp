@@ -2,7 +2,10 @@
 
 std::atomic<HANDLE> ListenerMutex;
 std::atomic<HANDLE> ThreadCountMutex;
+std::atomic<HANDLE> ListenerHandleMutex;
 std::atomic<HANDLE> ClientListMutex;
+std::atomic<HANDLE> ListenerThread;
+std::atomic<HANDLE> PausedThread;
 DWORD PacketCount;
 
 namespace {
@@ -24,7 +27,8 @@ bool IsPoolEnding() {
 }
 
 void MakePoolMutexes() {
-    for (std::atomic<HANDLE>* mutex : {&ListenerMutex, &ThreadCountMutex, &ClientListMutex})
+    for (std::atomic<HANDLE>* mutex :
+         {&ListenerMutex, &ThreadCountMutex, &ListenerHandleMutex, &ClientListMutex})
         *mutex = CreateMutexA(nullptr, FALSE, nullptr);
 }
 

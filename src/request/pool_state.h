@@ -1,8 +1,8 @@
 // What the threads of the pool share. Each mutex is recursive, unnamed, made at the start and closed by the
 // tear-down.
 //
-// Order of taking: ListenerMutex, then ThreadCountMutex, then ClientListMutex. No thread waits for
-// ListenerMutex while holding another.
+// Order of taking: ListenerMutex, then ThreadCountMutex, ListenerHandleMutex or ClientListMutex. No thread
+// waits for ListenerMutex while holding another.
 #pragma once
 
 #include <atomic>
@@ -13,13 +13,20 @@ extern std::atomic<HANDLE>
     ListenerMutex;  // the listening role: select, recvfrom, rebinding, reload, PacketCount
 extern std::atomic<HANDLE>
     ThreadCountMutex;  // MaxDaemonThreads of the live record: how many may still be started
-extern std::atomic<HANDLE> ClientListMutex;  // the head of the client list
+extern std::atomic<HANDLE> ListenerHandleMutex;  // ListenerThread
+extern std::atomic<HANDLE> ClientListMutex;      // the head of the client list
+
+// A handle of the thread that last took the role. It belongs to that thread, which closes it at its end.
+extern std::atomic<HANDLE> ListenerThread;
+
+// The thread that the last pause suspended.
+extern std::atomic<HANDLE> PausedThread;
 
 // Datagrams since the last check of the rate; the listener's alone.
 extern DWORD PacketCount;
 
-// The pause. It stops the listener, whichever thread that is, where it holds nothing but the role: in front
-// of the sockets. A suspended thread could hold a heap's lock or be one that has just given up the role.
+// The gate in front of the sockets. A pause suspends the thread in ListenerThread, which may be one that has
+// just given up the role; the gate keeps its successor from reading, whichever thread that is.
 //
 // HoldReception returns true once no thread reads a datagram and none will before ResumeReception. False if a
 // thread still was at it after `milliseconds`: then nothing is held. One thread at a time holds and resumes;

@@ -92,7 +92,7 @@ TEST_F(HostStates, EachControlInEachState) {
         EXPECT_THAT(After(control), ElementsAre());
     AddressWatch unarmed = {};
     unarmed.overlapped.hEvent = UnarmedEvent();
-    EXPECT_EQ(RunDaemonLoop({&unarmed, nullptr}), LoopEnd::RoleLost);
+    EXPECT_EQ(RunDaemonLoop({nullptr, &unarmed, nullptr}), LoopEnd::RoleLost);
     EXPECT_THAT(home.EventNumbers(), ElementsAre("0x40000001", "0x40000002"));
     LoadsInterrupted = false;
 }

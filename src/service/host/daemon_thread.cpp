@@ -1,6 +1,7 @@
 #include "service/host/daemon_thread.h"
 
 #include "request/daemon_pool.h"
+#include "service/generation.h"
 #include "service/host/service_lifetime.h"
 #include "service/host/service_status.h"
 
@@ -20,8 +21,10 @@ DWORD WINAPI DaemonThread(LPVOID first) {
         TearDownService();
         return 0;
     }
-    const LoopEnd end = RunDaemonLoop({&watch, DaemonThread});
+    const HANDLE self = DuplicateOwnHandle(GetCurrentThread());
+    const LoopEnd end = RunDaemonLoop({self, &watch, DaemonThread});
     if (end == LoopEnd::Stopped) ReportOrderlyEnd();
     if (end != LoopEnd::RoleLost) TearDownService();
+    CloseHandle(self);
     return 0;
 }

@@ -15,18 +15,42 @@ namespace {
 // What a thread at the sockets needs to read the datagram that is there.
 constexpr DWORD PauseWait = 1000;
 
+constexpr DWORD ListenerHandleWait = 5000;
+
+// A thread that has just given up the role is still named as the listener. Within this time it has done its
+// request, or a successor has announced itself.
+constexpr DWORD SuccessorWait = 50;
+
 // Set when ServiceMain has made its final report; made before the dispatcher starts it.
 HANDLE HostEnded;
 
 void* const FirstThread = &HostEnded;  // any value but null marks the first thread
 
+void SuspendListener() {
+    Sleep(SuccessorWait);
+    {
+        const PoolLock hold(ListenerHandleMutex, ListenerHandleWait);
+        PausedThread = ListenerThread.load();
+    }
+    SuspendThread(PausedThread);
+}
+
+void Thaw() {
+    ResumeThread(PausedThread);
+    ResumeReception();
+}
+
 void PauseService() {
-    const bool held = HoldReception(PauseWait);
-    if (!ReportStateChange(SERVICE_RUNNING, held ? SERVICE_PAUSED : SERVICE_RUNNING)) ResumeReception();
+    if (!HoldReception(PauseWait)) {
+        ReportStateChange(SERVICE_RUNNING, SERVICE_RUNNING);
+        return;
+    }
+    SuspendListener();
+    if (!ReportStateChange(SERVICE_RUNNING, SERVICE_PAUSED)) Thaw();  // it has come to its end meanwhile
 }
 
 void ContinueService() {
-    if (ReportStateChange(SERVICE_PAUSED, SERVICE_RUNNING)) ResumeReception();
+    if (ReportStateChange(SERVICE_PAUSED, SERVICE_RUNNING)) Thaw();
 }
 
 // Answers the handle of the first daemon thread, or null if a step failed, with the manager told or not to be
@@ -36,7 +60,11 @@ HANDLE BeginService() {
     StopEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     if (StopEvent == nullptr) return nullptr;
     if (!ReportServiceStatus(SERVICE_START_PENDING, NO_ERROR, 2, 3000)) return nullptr;
-    return CreateThread(nullptr, 0, DaemonThread, FirstThread, 0, nullptr);
+    const HANDLE thread = CreateThread(nullptr, 0, DaemonThread, FirstThread, 0, nullptr);
+    // The thread may have announced itself already: then its own handle stays.
+    HANDLE none = nullptr;
+    ListenerThread.compare_exchange_strong(none, thread);
+    return thread;
 }
 
 void RunService() {

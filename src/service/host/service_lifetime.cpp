@@ -128,7 +128,8 @@ void TearDownService() {
     StopArpExpiry();
     CloseIfMade(ClientListMutex);
     WriteStopBanner(log.file, log.mutex);
-    for (const HANDLE handle : {ListenerMutex.load(), log.mutex, ThreadCountMutex.load(), log.file})
+    for (const HANDLE handle :
+         {ListenerHandleMutex.load(), ListenerMutex.load(), log.mutex, ThreadCountMutex.load(), log.file})
         CloseIfMade(handle);
     LogEvent(EVENT_TERMINATED);
     if (StopEvent != nullptr) SetEvent(StopEvent);

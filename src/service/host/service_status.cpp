@@ -75,8 +75,13 @@ DWORD CurrentServiceState() {
 
 void StopService() {
     LoadsInterrupted = true;
+    if (CurrentServiceState() == SERVICE_PAUSED) {
+        // One and the same, unless the role has changed hands since.
+        if (ListenerThread.load() != PausedThread.load()) ResumeThread(PausedThread);
+        ResumeThread(ListenerThread);
+    }
     ReportServiceStatus(SERVICE_STOPPED, NO_ERROR, 0, 0);
-    ResumeReception();  // behind the report: a pause that comes now doesn't hold any more
+    ResumeReception();  // after the report: a pause that comes now doesn't hold any more
     const HANDLE thread = CreateThread(nullptr, 0, StopReceptionThread, nullptr, 0, nullptr);
     if (thread != nullptr)
         CloseHandle(thread);
