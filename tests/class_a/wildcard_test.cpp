@@ -56,7 +56,7 @@ TEST(Wildcard, MeansWhatTryingAllRunsMeans) {
         EXPECT_EQ(ksl::wildcard_match(pattern, text), expected) << pattern << " " << text;
         fitting += expected ? 1 : 0;
     }
-    EXPECT_GT(fitting, 2000);  // the comparison has seen both answers
+    EXPECT_GT(fitting, 2000);  // the comparison has seen both results
 }
 
 TEST(Wildcard, DoesNotBlowUp) {

@@ -11,7 +11,8 @@ class CExceptionSink;
 class CMessageStore;
 
 // What the library throws, by value: a message that names the operation, a reason that names the fault, and
-// where and when it happened. It belongs to one thread at a time.
+// where and when it happened. It belongs to one thread at a time: even where it is const, `reason` and `text`
+// may write to it.
 class CException {
   public:
     // Severities: the bits of a mask.
