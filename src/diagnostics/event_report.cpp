@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <cstdio>
+#include <mutex>
+#include <utility>
 
 namespace {
 
@@ -38,6 +40,46 @@ class SystemText {
     char _fallback[64] = {};
 };
 
+std::atomic<DWORD> RepeatSeconds{0};
+
+// What a stranger's datagrams can bring about as often as they like.
+struct RepeatedEvent {
+    DWORD number;
+    DWORD reported;  // tick count of the last one
+    DWORD leftOut;   // since then
+    bool isKnown;    // there has been one
+};
+std::mutex RepeatLock;
+RepeatedEvent RepeatedEvents[] = {
+    {EVENT_HARDWARE_TYPE_MISMATCH, 0, 0, false},
+    {EVENT_REQUEST_NO_MEMORY, 0, 0, false},
+    {EVENT_RECEIVE_FAILED, 0, 0, false},
+    {EVENT_SEND_FAILED, 0, 0, false},
+    {EVENT_MALFORMED_ENTRY, 0, 0, false},
+    {EVENT_SYSTEM_ERROR, 0, 0, false},
+    {EVENT_ERROR_TEXT, 0, 0, false},
+};
+
+// Whether the event is to be left out; else how many were before it.
+bool IsLeftOut(DWORD number, DWORD* before) {
+    const DWORD seconds = RepeatSeconds;
+    *before = 0;
+    if (seconds == 0) return false;
+    const std::lock_guard lock(RepeatLock);
+    for (RepeatedEvent& event : RepeatedEvents) {
+        if (event.number != number) continue;
+        const DWORD now = GetTickCount();
+        if (event.isKnown && now - event.reported < seconds * 1000) {
+            ++event.leftOut;
+            return true;
+        }
+        *before = std::exchange(event.leftOut, 0);
+        event.reported = now;
+        event.isKnown = true;
+    }
+    return false;
+}
+
 int ReportToSource(const char* source, DWORD number, const char* text, WORD logLevel) {
     const HANDLE log = RegisterEventSourceA(nullptr, source);
     if (log == nullptr) return 0;
@@ -50,6 +92,23 @@ int ReportToSource(const char* source, DWORD number, const char* text, WORD logL
     }
     DeregisterEventSource(log);
     return result;
+}
+
+int ReportUnlimited(const char* source, DWORD number, int stringCount, const char* text, WORD logLevel,
+                    DWORD systemError) try {
+    if (stringCount == NoString) return ReportToSource(source, number, nullptr, logLevel);
+    if (stringCount > NoString) return ReportToSource(source, number, text, logLevel);
+    const SystemText systemText(systemError);
+    return ReportToSource(source, number, systemText.get(), logLevel);
+} catch (...) {
+    return 0;
+}
+
+void ReportLeftOut(const char* source, DWORD number, DWORD count, WORD logLevel) {
+    char text[80];
+    std::snprintf(text, sizeof text, "%u further events 0x%08X were not reported.",
+                  static_cast<unsigned>(count), static_cast<unsigned>(number));
+    ReportUnlimited(source, EVENT_WARNING_TEXT, OneString, text, logLevel, 0);
 }
 
 }  // namespace
@@ -66,13 +125,16 @@ WORD EventType(DWORD number) {
 }
 
 int ReportServiceEvent(const char* source, DWORD number, int stringCount, const char* text, WORD logLevel,
-                       DWORD systemError) try {
-    if (stringCount == NoString) return ReportToSource(source, number, nullptr, logLevel);
-    if (stringCount > NoString) return ReportToSource(source, number, text, logLevel);
-    const SystemText systemText(systemError);
-    return ReportToSource(source, number, systemText.get(), logLevel);
-} catch (...) {
-    return 0;
+                       DWORD systemError) {
+    const bool mayRepeat = logLevel == AllEvents || (EventType(number) & logLevel) == 0;
+    DWORD before = 0;
+    if (!mayRepeat && IsLeftOut(number, &before)) return 1;
+    if (before != 0) ReportLeftOut(source, number, before, logLevel);
+    return ReportUnlimited(source, number, stringCount, text, logLevel, systemError);
+}
+
+void LimitEventRepeats(DWORD seconds) {
+    RepeatSeconds = seconds;
 }
 
 void InstallEventMask(DWORD logLevel) {
@@ -96,10 +158,13 @@ void LogEventError(DWORD number, DWORD systemError, DWORD mask) {
 }
 
 void ReportSystemError() {
-    LogEventError(EVENT_SYSTEM_ERROR, GetLastError());
+    const DWORD error = GetLastError();
+    ReportUnlimited(EventSource, EVENT_SYSTEM_ERROR, SystemString, nullptr,
+                    static_cast<WORD>(InstalledEventMask()), error);
 }
 
 int ReportMalformedEntry(const char* sectionName) {
-    LogEventText(EVENT_MALFORMED_ENTRY, sectionName);
+    ReportUnlimited(EventSource, EVENT_MALFORMED_ENTRY, OneString, sectionName,
+                    static_cast<WORD>(InstalledEventMask()), 0);
     return 1;
 }

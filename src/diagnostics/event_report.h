@@ -27,13 +27,18 @@ int ReportServiceEvent(const char* source, DWORD number, int stringCount, const 
 void InstallEventMask(DWORD logLevel);
 DWORD InstalledEventMask();
 
+// From now on a failure that a request can bring about is reported once in so many seconds for each number;
+// 0: each time. How many were left out is said in front of the next one. Events that no level filters, and
+// those of a load, are never left out.
+void LimitEventRepeats(DWORD seconds);
+
 // One event of the service: without an insertion, with a text, or with the system's text for an error number.
 // `mask` is a LogLevel, of which 16 bits count.
 void LogEvent(DWORD number, DWORD mask = InstalledEventMask());
 void LogEventText(DWORD number, const char* text, DWORD mask = InstalledEventMask());
 void LogEventError(DWORD number, DWORD systemError, DWORD mask = InstalledEventMask());
 
-// The catch-all: the text of GetLastError(), under the installed mask.
+// The catch-all of a load: the text of GetLastError(), under the installed mask.
 void ReportSystemError();
 
 // A section of the database that can't be used, under the installed mask. Returns 1.

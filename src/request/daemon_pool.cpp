@@ -178,7 +178,7 @@ Received TakeDatagram(Daemon* daemon, RequestContext* context) {
 }
 
 void HandleDatagram(RequestContext* context) {
-    if (IsReloadRequest(context->packet)) {
+    if (IsReloadRequest(context->packet) && MayReload(RecordOf(context->blockOwner), context->from)) {
         ReloadParameters(context);
         ReleaseMutex(ListenerMutex);
     } else {

@@ -9,6 +9,7 @@
 #include "database/lookup/find_client.h"
 #include "diagnostics/activity_log.h"
 #include "diagnostics/event_report.h"
+#include "request/address_list.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
 #include "request/reply_delivery.h"
@@ -89,6 +90,11 @@ bool IsThisServer(const char* serverName) {
     return *serverName == '\0' || _strnicmp(serverName, HostName, compared) == 0;
 }
 
+bool IsRelayAnswered(const RequestInHand& request) {
+    const char* const agents = request.parameters().RelayAgents;
+    return !request.relayed || *agents == '\0' || IsListed(agents, request.packet()->giaddr);
+}
+
 int LookUpClient(RequestInHand* request) {
     const ServerParameters& parameters = request->parameters();
     BootPacket* const packet = request->packet();
@@ -160,6 +166,10 @@ Decision DecideAndReply(RequestInHand* request) {
         trace.findStatus = "Not this server";
         return Decision::Done;
     }
+    if (!IsRelayAnswered(*request)) {
+        trace.findStatus = "Relay agent not listed";
+        return Decision::Done;
+    }
     const int status = LookUpClient(request);
     if (status == FindListRetired) return Decision::Retired;
     if (!NoteFinding(request, status)) return Decision::Done;
@@ -175,7 +185,8 @@ void WriteTrace(RequestInHand* request) {
     request->trace.arpMacText = request->arpMacText;
     char text[TraceSize + 1];
     FormatTrace(request->trace, request->context, text);
-    WriteLogLine(text, request->parameters().LogHandle, request->parameters().LogMutex, TraceWait);
+    const ServerParameters& parameters = request->parameters();
+    WriteTraceBlock(text, parameters.LogHandle, parameters.LogMutex, TraceWait, parameters.LogSizeLimit);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "database/load/client_list.h"
 #include "database/lookup/client_index.h"
 #include "diagnostics/event_report.h"
+#include "request/address_list.h"
 #include "request/pool_state.h"
 #include "service/generation.h"
 #include "service/parameter_load.h"
@@ -58,6 +59,13 @@ void Answer(const RequestContext& context, const char (&text)[N]) {
 
 bool IsReloadRequest(const BootPacket* packet) {
     return std::memcmp(packet, ReloadRequest, sizeof ReloadRequest) == 0;
+}
+
+bool MayReload(const ServerParameters& record, const sockaddr_in& sender) {
+    if (record.ReloadSources[0] == '\0') return true;
+    IpAddress address;
+    std::memcpy(address.bytes, &sender.sin_addr, sizeof address.bytes);
+    return IsListed(record.ReloadSources, address);
 }
 
 void ReloadParameters(RequestContext* context) {

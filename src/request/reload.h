@@ -3,9 +3,15 @@
 
 #include "request/request_context.h"
 
+struct ServerParameters;
+
 // Whether the block of a datagram holds "RELOAD REQ" and a NUL; the zero-filled block gives a datagram of ten
 // bytes its NUL.
 bool IsReloadRequest(const BootPacket* packet);
+
+// Whether the sender may ask for a reload, by ReloadSources of `record`. One who may not has sent a datagram
+// like any other.
+bool MayReload(const ServerParameters& record, const sockaddr_in& sender);
 
 // Loads a new generation, answers the sender and installs it, or leaves everything as it was; frees the
 // datagram's block. The caller holds ListenerMutex, so reception stands still; requests that are under way go

@@ -21,6 +21,8 @@ constexpr TextParameter Texts[] = {
     {FIELD(LogFile), Required, Expanded, "bootps.log"},
     {FIELD(HelperDLL), Required, Expanded, "arpadd.dll"},
     {FIELD(LocalAddrs), Optional, AsItIs, nullptr},
+    {FIELD(ReloadSources), Optional, AsItIs, nullptr},
+    {FIELD(RelayAgents), Optional, AsItIs, nullptr},
 };
 
 // clang-format off
@@ -41,6 +43,8 @@ constexpr NumberParameter Numbers[] = {
     {FIELD(MaxDaemonThreads),         Required, 0,     1, 10,   10,           1,        1000, ToInstalled},
     {FIELD(SecondDaemonThreadTimeout), Required, 0,    1, 11,    1, LeastSigned,      604800, ToLimit},
     {FIELD(MinResponseSize),          Optional, 0,     1,  NotInstalled, 0,   0,        Most, ToLimit},
+    {FIELD(LogSizeLimit),             Optional, 0,     1,  NotInstalled, 0,   0,        Most, ToLimit},
+    {FIELD(EventRepeatSeconds),       Optional, 0,     1,  NotInstalled, 0,   0,     1000000, ToLimit},
 };
 // clang-format on
 

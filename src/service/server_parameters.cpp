@@ -24,6 +24,7 @@ void StoreLiveParameters(const ServerParameters& record) {
     LiveParameters = record;
     RoleTimeoutSeconds.store(record.SecondDaemonThreadTimeout, std::memory_order_relaxed);
     InstallEventMask(record.LogLevel);
+    LimitEventRepeats(record.EventRepeatSeconds);
 }
 
 void SetDefaultParameters(ServerParameters* record) {

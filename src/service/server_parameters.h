@@ -31,9 +31,11 @@ struct ServerParameters {
     DWORD ExpireSeconds;      // nothing acts on it
     DWORD ExpireHits;
     DWORD UseClientSrcPort;
-    DWORD MinResponseSize;   // bytes
-    DWORD TerminateStrings;  // strings in options end in a NUL
-    DWORD StaticArpTimeout;  // milliseconds here, seconds in the registry
+    DWORD MinResponseSize;     // bytes
+    DWORD LogSizeLimit;        // bytes of the log from which on the trace rests; 0: none
+    DWORD EventRepeatSeconds;  // a failure of requests is reported once in this time; 0: each time
+    DWORD TerminateStrings;    // strings in options end in a NUL
+    DWORD StaticArpTimeout;    // milliseconds here, seconds in the registry
     HANDLE LogHandle;
     HANDLE LogMutex;
     OptionDefinition* OptionCatalogue;  // on ClientHeap
@@ -43,7 +45,9 @@ struct ServerParameters {
     ArpAddFunction ArpAdd;
     ArpRemoveFunction ArpRemove;
     char HelperDLL[ParameterTextSize];
-    LONG SecondDaemonThreadTimeout;  // seconds; negative waits without limit
+    LONG SecondDaemonThreadTimeout;         // seconds; negative waits without limit
+    char ReloadSources[ParameterTextSize];  // address list: who may ask for a reload; empty: whoever wants
+    char RelayAgents[ParameterTextSize];    // address list: relays that are answered; empty: all
     char ImagePath[ParameterTextSize];
     char SnmpAgentPath[ParameterTextSize];
     Generation* Owner;  // counts the users of what hangs on this record; null while it is being loaded
@@ -56,7 +60,7 @@ extern ServerParameters LiveParameters;
 // SecondDaemonThreadTimeout of this moment, as a wait takes it. Any thread may call.
 DWORD RoleTimeoutMilliseconds();
 
-// Copies `record` over the live one; its LogLevel is the mask of events from then on.
+// Copies `record` over the live one; its settings for events hold from then on.
 void StoreLiveParameters(const ServerParameters& record);
 
 // Results of the registry operations.

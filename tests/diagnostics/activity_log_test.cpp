@@ -48,6 +48,53 @@ TEST_F(ActivityLog, WithoutAFileOrOnAFullDiskNothingIsWrittenAndNothingBreaks) {
     ReleaseMutex(mutex);
 }
 
+TEST_F(ActivityLog, TheTraceRestsAtItsLimitAndSaysSoOnce) {
+    InstallEventMask(31);
+    const auto trace = [&](DWORD limit) { return WriteTraceBlock("0123456789", file, mutex, 100, limit); };
+    EXPECT_EQ(trace(20), 1);
+    EXPECT_EQ(trace(20), 1);
+    EXPECT_EQ(trace(20), 0);
+    EXPECT_EQ(trace(29), 0);
+    EXPECT_THAT(home.EventNumbers(), testing::ElementsAre("0x80000024"));
+    EXPECT_EQ(trace(0), 1) << "no limit";
+    std::filesystem::resize_file(home.Path("log"), 0);
+    EXPECT_EQ(trace(10), 1);
+    EXPECT_EQ(trace(10), 0);
+    EXPECT_EQ(home.EventNumbers().size(), 2u) << "and again when it has gone on in between";
+    EXPECT_EQ(home.Read("log"), "0123456789");
+}
+
+TEST(EventRepeats, AreLeftOutAndCounted) {
+    const TemporaryHome home;
+    const auto report = [](DWORD number, WORD level = 31) {
+        ReportServiceEvent(EventSource, number, OneString, "text", level, 0);
+    };
+    InstallEventMask(31);
+    for (int at = 0; at < 3; ++at)
+        report(0xC0000022);
+    EXPECT_EQ(home.EventNumbers().size(), 3u) << "without the setting";
+    LimitEventRepeats(1);
+    for (const DWORD number : {0xC0000022u, 0xC000001Cu, 0xC0000022u, 0xC0000022u, 0xC000001Cu})
+        report(number);
+    EXPECT_EQ(home.EventNumbers().size(), 5u);
+    // What no level filters, what a load finds, what is filtered anyway, and what no request brings about.
+    report(0xC0000022, AllEvents);
+    ReportMalformedEntry("my-client");
+    ReportSystemError();
+    report(0xC0000019, 0);
+    report(0xC0000006);
+    report(0xC0000006);
+    EXPECT_EQ(home.EventNumbers().size(), 10u);
+    Sleep(1100);
+    home.Write("events.log", "");
+    report(0xC0000022);
+    report(0xC0000019);
+    EXPECT_THAT(home.Read("events.log"),
+                testing::HasSubstr("2 further events 0xC0000022 were not reported."));
+    EXPECT_THAT(home.EventNumbers(), testing::ElementsAre("0x80000024", "0xC0000022", "0xC0000019"));
+    LimitEventRepeats(0);
+}
+
 TEST(EventFilter, LetsTypesThroughByTheirBit) {
     struct Case {
         DWORD number;

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "operation_watch.h"
+#include "request/address_list.h"
 #include "request/daemon_pool.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
@@ -258,6 +259,61 @@ TEST_F(WholeRequest, ARequestOfTheOldGenerationLooksInTheNewList) {
     EXPECT_EQ(LiveParameters.ArpAdd, before.ArpAdd);
     EXPECT_EQ(LiveParameters.ArpRemove, before.ArpRemove);
     EXPECT_EQ(LiveParameters.MaxDaemonThreads, 4u);
+}
+
+TEST_F(WholeRequest, OnlyListedRelaysAreAnswered) {
+    const struct {
+        std::string agents;
+        const char* findStatus;
+    } rows[] = {{"", "Found in cache"},
+                {"10.0.0.1,127.0.0.1", "Found in cache"},
+                {"10.0.0.0/8", "Relay agent not listed"}};
+    for (const auto& row : rows) {
+        home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1",
+                            "\"RelayAgents\"=\"" + row.agents + "\""});
+        Install();
+        std::vector<std::uint8_t> request = Request();
+        std::copy_n(Loopback.bytes, 4, request.begin() + 24);
+        Ask(request);
+        EXPECT_EQ(Traced("Find status"), row.findStatus) << row.agents;
+        EXPECT_EQ(Traced("Reply status") == "No reply sent", row.agents == "10.0.0.0/8");
+        Ask(Request());
+        EXPECT_EQ(Traced("Find status"), "Found in cache") << "by no relay";
+    }
+}
+
+TEST(AddressList, Forms) {
+    const struct {
+        const char* list;
+        IpAddress address;
+        bool listed;
+    } rows[] = {
+        {"10.0.0.1", {{10, 0, 0, 1}}, true},
+        {"10.0.0.1", {{10, 0, 0, 2}}, false},
+        {" 192.0.2.1 , 10.0.0.2 ", {{10, 0, 0, 2}}, true},
+        {"bad,,10.0.0.2", {{10, 0, 0, 2}}, true},
+        {"10.128.0.0/9", {{10, 200, 0, 2}}, true},
+        {"10.128.0.0/9", {{10, 127, 0, 2}}, false},
+        {"0.0.0.0/0", {{10, 127, 0, 2}}, true},
+        {"10.0.0.0/", {{10, 0, 0, 0}}, false},
+        {"10.0.0.0/33,10.0.0.0/-1,10.0.0.0/8x", {{10, 0, 0, 0}}, false},
+        {"local", {{127, 0, 0, 9}}, true},
+        {"local", {{192, 0, 2, 9}}, false},
+        {"", {{127, 0, 0, 1}}, false},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(IsListed(row.list, row.address), row.listed) << row.list;
+}
+
+TEST(ReloadDatagram, IsForThoseWhoAreListed) {
+    ServerParameters record = {};
+    sockaddr_in stranger = {};
+    stranger.sin_addr.s_addr = htonl(0xC0000209);
+    EXPECT_TRUE(MayReload(record, stranger));
+    std::strcpy(record.ReloadSources, "local");
+    EXPECT_FALSE(MayReload(record, stranger));
+    stranger.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_TRUE(MayReload(record, stranger));
 }
 
 TEST_F(WholeRequest, AReloadIsAnsweredBeforeItsEvent) {

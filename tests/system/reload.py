@@ -6,7 +6,7 @@ import threading
 from harness import bootp
 from harness.case import SystemTest, main
 from harness.database import bootptab
-from harness.service import RELOADED, Service
+from harness.service import RELOADED, Service, registry_text
 from harness.wire import Station
 
 MAC = "02:00:00:00:0b:01"
@@ -61,6 +61,20 @@ class Reload(SystemTest):
         # The log still takes the traces.
         self.service.await_trace(bootp.section_name(MAC))
         self.service.write("bootptab", edition(1))
+        self.assertEqual(self.reload(), ACK)
+        self.assertEqual(self.current(), 1)
+
+    def test_those_who_are_listed_may_reload(self):
+        self.service.parameters["ReloadSources"] = "local"
+        self.service.write("registry.reg", registry_text(self.service.parameters))
+        self.assertEqual(self.reload(), ACK)
+        self.machine.address("eth0", "10.1.0.2/24")
+        stranger = self.machine.socket()
+        self.addCleanup(stranger.close)
+        self.service.write("bootptab", edition(1))
+        stranger.sendto(REQUEST, ("10.1.0.1", 67))
+        self.service.await_log("Invalid opcode")
+        self.assertEqual(self.current(), 0)
         self.assertEqual(self.reload(), ACK)
         self.assertEqual(self.current(), 1)
 
