@@ -110,18 +110,35 @@ const NumberParameter* InstalledAt(int place) {
     return nullptr;
 }
 
-// Returns the name of the first value that can't be written, or null. The helper has its install value also
-// where the record has none.
-const char* WriteValues(HKEY key, ServerParameters* record) {
+bool IsMissing(HKEY key, const char* name) {
+    return RegQueryValueExA(key, name, nullptr, nullptr, nullptr, nullptr) == ERROR_FILE_NOT_FOUND;
+}
+
+// Returns the name of the first value of an install, in the order of writing, that `visit` fails for, or
+// null. The helper has its install value also where the record has none.
+template <class VisitText, class VisitNumber>
+const char* ForEachInstalled(ServerParameters* record, VisitText visitText, VisitNumber visitNumber) {
     for (const TextParameter& row : TextParameters()) {
         if (row.installed == nullptr) continue;
         const char* text = TextOf(record, row);
         if (text == record->HelperDLL && *text == '\0') text = row.installed;
-        if (!WriteText(key, row.name, text)) return row.name;
+        if (!visitText(row.name, text)) return row.name;
     }
     for (int place = NotInstalled + 1; const NumberParameter* row = InstalledAt(place); ++place)
-        if (!WriteNumber(key, row->name, NumberOf(record, *row))) return row->name;
+        if (!visitNumber(row->name, NumberOf(record, *row))) return row->name;
     return nullptr;
+}
+
+enum class Writing { All, Missing };
+
+const char* WriteValues(HKEY key, ServerParameters* record, Writing writing) {
+    const auto isKept = [&](const char* name) {
+        return writing == Writing::Missing && !IsMissing(key, name);
+    };
+    return ForEachInstalled(
+        record,
+        [&](const char* name, const char* text) { return isKept(name) || WriteText(key, name, text); },
+        [&](const char* name, DWORD number) { return isKept(name) || WriteNumber(key, name, number); });
 }
 
 DWORD ValueResult(const char* failed, char* name) {
@@ -146,11 +163,32 @@ DWORD ReadRegistryParameters(HKEY root, ServerParameters* record, char* name, co
     return ValueResult(ReadValues(key.get(), record), name);
 }
 
-DWORD WriteRegistryParameters(HKEY root, const ServerParameters* record, char* name,
-                              const char* parametersKey) {
+namespace {
+
+DWORD Write(HKEY root, const ServerParameters* record, char* name, const char* parametersKey,
+            Writing writing) {
     name[0] = '\0';
     const OpenKey key(root, parametersKey);
     if (!key) return MissingKeyResult(root);
     ServerParameters written = *record;
-    return ValueResult(WriteValues(key.get(), &written), name);
+    return ValueResult(WriteValues(key.get(), &written, writing), name);
+}
+
+}  // namespace
+
+DWORD WriteRegistryParameters(HKEY root, const ServerParameters* record, char* name,
+                              const char* parametersKey) {
+    return Write(root, record, name, parametersKey, Writing::All);
+}
+
+DWORD CompleteRegistryParameters(HKEY root, const ServerParameters* record, char* name,
+                                 const char* parametersKey) {
+    return Write(root, record, name, parametersKey, Writing::Missing);
+}
+
+bool HasInstalledParameters(HKEY root, const char* parametersKey) {
+    const OpenKey key(root, parametersKey);
+    ServerParameters none = {};
+    const auto isThere = [&](const char* name, auto) { return !IsMissing(key.get(), name); };
+    return key && ForEachInstalled(&none, isThere, isThere) == nullptr;
 }

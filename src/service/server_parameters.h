@@ -79,6 +79,13 @@ DWORD ReadRegistryParameters(HKEY root, ServerParameters* record, char* name, co
 DWORD WriteRegistryParameters(HKEY root, const ServerParameters* record, char* name,
                               const char* parametersKey);
 
+// Writes those of them that are missing, and leaves the others as they are. Results as above.
+DWORD CompleteRegistryParameters(HKEY root, const ServerParameters* record, char* name,
+                                 const char* parametersKey);
+
+// Whether none of the values that an install writes is missing.
+bool HasInstalledParameters(HKEY root, const char* parametersKey);
+
 // The install values, all but HelperDLL. Touches nothing else.
 void SetDefaultParameters(ServerParameters* record);
 

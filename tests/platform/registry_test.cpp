@@ -11,7 +11,6 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/registry/registry_edit.h"
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 
@@ -261,10 +260,6 @@ TEST(Registry, DeletesKeysWithoutSubkeys) {
                                    "]\n\"Start\"=dword:00000003\n" + ParametersHeading +
                                    "[HKEY_LOCAL_MACHINE\\B]\n\"y\"=\"1\"\n");
     EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, ServiceKey), 5);
-    const OpenedKey service(ServiceKey);
-    EXPECT_EQ(RegDeleteValueA(service, "START"), 0);
-    EXPECT_EQ(RegDeleteValueA(service, "Start"), 2);
-    EXPECT_EQ(Query(service, "Start").error, 2);
     EXPECT_EQ(RegDeleteKeyA(service, "parameters"), 0);
     EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, ServiceKey), 0);
     EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, ServiceKey), 2);

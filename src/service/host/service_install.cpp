@@ -39,14 +39,30 @@ bool CreateEventSource(const char* path) {
     return written;
 }
 
-bool CreateParameters() {
+using WriteParameters = decltype(&WriteRegistryParameters);
+
+bool CreateParameters(WriteParameters write) {
     HKEY key = nullptr;
     if (RegCreateKeyA(HKEY_LOCAL_MACHINE, ParametersKey, &key) != 0) return false;
     RegCloseKey(key);
     ServerParameters record = {};
     SetDefaultParameters(&record);
     char name[ParameterTextSize];
-    return WriteRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, ParametersKey) == RegistryReadOk;
+    return write(HKEY_LOCAL_MACHINE, &record, name, ParametersKey) == RegistryReadOk;
+}
+
+bool HasEventSource() {
+    HKEY key = nullptr;
+    if (RegOpenKeyA(HKEY_LOCAL_MACHINE, EventSourceKey, &key) != 0) return false;
+    const bool isThere = RegQueryValueExA(key, "TypesSupported", nullptr, nullptr, nullptr, nullptr) == 0;
+    RegCloseKey(key);
+    return isThere;
+}
+
+// A service that is there already is one that an install didn't finish, or one that needs none.
+bool FinishInstall(const char* path) {
+    if (HasEventSource() && HasInstalledParameters(HKEY_LOCAL_MACHINE, ParametersKey)) return false;
+    return CreateEventSource(path) && CreateParameters(CompleteRegistryParameters);
 }
 
 bool IsStopped(SC_HANDLE service, bool* stopped) {
@@ -84,7 +100,8 @@ int InstallService(SC_HANDLE manager) {
     const ServiceHandle service(CreateServiceA(
         manager, ServiceName, ServiceName, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
         SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, path, nullptr, nullptr, nullptr, nullptr, nullptr));
-    return service && CreateEventSource(path) && CreateParameters() ? 1 : 0;
+    if (!service) return GetLastError() == ERROR_SERVICE_EXISTS && FinishInstall(path) ? 1 : 0;
+    return CreateEventSource(path) && CreateParameters(WriteRegistryParameters) ? 1 : 0;
 }
 
 int RemoveService(SC_HANDLE manager, const char** message) {

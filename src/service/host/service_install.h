@@ -6,7 +6,8 @@
 inline constexpr char ServiceName[] = "Quillon";
 
 // Creates the service, its event source and its parameters with their install values. Answers 1, or 0 if a
-// step failed; what was done before it stays. The service isn't started.
+// step failed; what was done before it stays, and the next call goes on from there. The service isn't
+// started.
 int InstallService(SC_HANDLE manager);
 
 // Stops the service if it runs, without waiting for its end, and deletes it with its event source; the

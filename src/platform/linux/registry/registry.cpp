@@ -5,7 +5,6 @@
 #include <string>
 
 #include "platform/linux/objects/object.h"
-#include "platform/linux/registry/registry_edit.h"
 #include "platform/linux/registry/registry_store.h"
 #include "platform/linux/system/system_error.h"
 
@@ -125,17 +124,6 @@ LONG WINAPI RegSetValueExA(HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE*
         return EditRegistry([&](RegistryDocument& content, bool& hasChanged) -> LONG {
             hasChanged = content.SetValue(path, std::move(value));
             return ERROR_SUCCESS;
-        });
-    });
-}
-
-LONG WINAPI RegDeleteValueA(HKEY key, LPCSTR name) {
-    return Guarded([&]() -> LONG {
-        std::string path;
-        if (!PathOfKey(key, path)) return ERROR_INVALID_HANDLE;
-        return EditRegistry([&](RegistryDocument& content, bool& hasChanged) -> LONG {
-            hasChanged = content.RemoveValue(path, name != nullptr ? name : "");
-            return hasChanged ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
         });
     });
 }

@@ -19,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr mode_t NewMode = 0644;
 constexpr mode_t OwnLockMode = 0600;
 constexpr auto LockPatience = std::chrono::seconds(5);
 constexpr auto LockPause = std::chrono::milliseconds(1);
@@ -32,10 +33,14 @@ int WriteAll(int descriptor, std::string_view bytes) {
     return 0;
 }
 
-// Who may not give the file away keeps it.
+// Who may not give the file away keeps it. A first one is for the service to read, which runs as another
+// user.
 int TakeOverOwnerAndMode(int descriptor, const std::string& former) {
     struct stat status {};
-    if (stat(former.c_str(), &status) != 0) return errno == ENOENT ? 0 : errno;
+    if (stat(former.c_str(), &status) != 0) {
+        if (errno != ENOENT) return errno;
+        return fchmod(descriptor, NewMode) == 0 ? 0 : errno;
+    }
     if (fchown(descriptor, status.st_uid, status.st_gid) != 0 && errno != EPERM) return errno;
     return fchmod(descriptor, status.st_mode & 07777) == 0 ? 0 : errno;
 }
@@ -48,7 +53,7 @@ int SyncFolder(const fs::path& folder) {
 // What a crash, or somebody else, has left under the name goes.
 int WriteNew(const std::string& path, const std::string& former, std::string_view bytes) {
     if (unlink(path.c_str()) != 0 && errno != ENOENT) return errno;
-    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!file) return errno;
     if (const int error = WriteAll(file.Get(), bytes); error != 0) return error;
     if (const int error = TakeOverOwnerAndMode(file.Get(), former); error != 0) return error;
