@@ -13,6 +13,7 @@
 #include <time.h>
 #include <windows.h>
 #else
+#include "platform/linux/faces/console.h"
 #include "platform/linux/faces/event_log.h"
 #include "platform/linux/faces/file.h"
 #include "platform/linux/faces/handle.h"

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "platform/stop_bounds.h"
+#include "request/interfaces.h"
 #include "request/pool_state.h"
 #include "service/host/daemon_thread.h"
 #include "service/host/service_install.h"
@@ -87,9 +88,17 @@ int RunUnderManager() {
     return 0;
 }
 
+// The process may be ended when this returns, so it stays for the tear-down.
+BOOL WINAPI StopConsole(DWORD) {
+    StopReception();
+    WaitForSingleObject(StopEvent, EndWait);
+    return TRUE;
+}
+
 int RunInConsole() {
     StopEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     if (StopEvent == nullptr) return -1;
+    SetConsoleCtrlHandler(StopConsole, TRUE);
     DaemonThread(FirstThread);
     WaitForSingleObject(StopEvent, INFINITE);
     return 0;

@@ -37,14 +37,6 @@ std::uint64_t MonotonicMicroseconds() {
 
 constexpr std::size_t kOwnDescriptors = 2;
 
-sigset_t StopSignals() {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::sigaddset(&signals, SIGTERM);
-    ::sigaddset(&signals, SIGINT);
-    return signals;
-}
-
 // The folder of the system's own instance doesn't outlast a restart of the machine.
 DWORD OpenControl(ControlServer& control, const std::string& path) {
     std::error_code ignored;
@@ -96,11 +88,8 @@ DWORD ServiceDispatcher::Connect() {
     if (!manager_.Open()) return ERROR_FAILED_SERVICE_CONTROLLER_CONNECT;
     // Kept from run to run: a thread of an earlier service may still write to it.
     if (!wake_) wake_.Reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    // Every thread that starts from here on has the signals blocked as well, and they stay blocked: one more
-    // of them must not end the process in the middle of its tear-down.
-    const sigset_t stop = StopSignals();
-    ::pthread_sigmask(SIG_BLOCK, &stop, nullptr);
-    signals_.Reset(::signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
+    const sigset_t signals = BlockServiceSignals();
+    signals_.Reset(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!wake_ || !signals_) return WindowsErrorFrom(errno);
     isConnected_ = true;
     hasMainReturned_ = false;
@@ -157,12 +146,14 @@ void ServiceDispatcher::Dispatch(std::vector<pollfd>& ready) {
     while (!HasEnded()) {
         ready.assign({{signals_.Get(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}});
         control_->AppendTo(ready);
-        const auto next = std::min(NextLook(), control_->NextDeadline());
+        auto next = std::min(NextLook(), control_->NextDeadline());
+        if (reload_.IsAsked()) next = std::min(next, Clock::now() + OwnReload::RetryPause);
         if (::poll(ready.data(), ready.size(), MillisecondsUntil(next)) < 0 && errno != EINTR) return;
         std::uint64_t count = 0;
         [[maybe_unused]] const ssize_t ignored = ::read(wake_.Get(), &count, sizeof count);
         TakeSignals();
         StopIfAsked();
+        ReloadIfAsked();
         control_->Serve([this](DWORD control) { return Carry(control); });
     }
 }
@@ -170,7 +161,10 @@ void ServiceDispatcher::Dispatch(std::vector<pollfd>& ready) {
 void ServiceDispatcher::TakeSignals() {
     signalfd_siginfo signal;
     while (::read(signals_.Get(), &signal, sizeof signal) == sizeof signal)
-        isStopAsked_ = true;
+        if (signal.ssi_signo == SIGHUP)
+            reload_.Ask();
+        else
+            isStopAsked_ = true;
 }
 
 // A signal has no sender to refuse it to: while the service is still starting, the stop waits until it is
@@ -178,6 +172,11 @@ void ServiceDispatcher::TakeSignals() {
 void ServiceDispatcher::StopIfAsked() {
     if (!isStopAsked_ || wasStopDelivered_) return;
     Carry(SERVICE_CONTROL_STOP);
+}
+
+// A service on its way out reads nothing any more.
+void ServiceDispatcher::ReloadIfAsked() {
+    if (!isStopAsked_ && !wasStopDelivered_) reload_.SendIfAsked();
 }
 
 ControlReply ServiceDispatcher::Carry(DWORD control) {

@@ -7,6 +7,7 @@
 
 #include "platform/linux/manager/control_server.h"
 #include "platform/linux/manager/notify_socket.h"
+#include "platform/linux/manager/service_signals.h"
 #include "platform/linux/system/descriptor.h"
 
 // One at a time in a process; it lives until the process ends, because the service's threads may outlast the
@@ -35,6 +36,7 @@ class ServiceDispatcher {
     void TakeSignals();
     ControlReply Carry(DWORD control);
     void StopIfAsked();
+    void ReloadIfAsked();
     bool HasEnded();
     Clock::time_point NextLook();
     DWORD Verdict();
@@ -56,6 +58,7 @@ class ServiceDispatcher {
     ControlServer* control_ = nullptr;
     Descriptor signals_;
     Descriptor wake_;  // also written by other threads
+    OwnReload reload_;
     bool isStopAsked_ = false;
     bool wasStopDelivered_ = false;
 };
