@@ -44,6 +44,7 @@ constexpr SystemTextRow Texts[] = {
     {ERROR_INVALID_NAME, 0, "The name is not valid"},
     {ERROR_MOD_NOT_FOUND, 0, "The library was not found"},
     {ERROR_PROC_NOT_FOUND, 0, "The library has no such function"},
+    {131, 0, "The place is in front of the file"},
     {132, ESPIPE, nullptr},
     {145, ENOTEMPTY, nullptr},
     {ERROR_BAD_PATHNAME, 0, "The path is not valid"},

@@ -31,7 +31,7 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LP
 DWORD WINAPI GetFileSize(HANDLE file, LPDWORD high);
 
 // Makes a path absolute, without `.` and `..`. Answers the length without the NUL, or the size needed with
-// it; 0 on failure.
+// it and ERROR_FILENAME_EXCED_RANGE; 0 on failure.
 DWORD WINAPI GetFullPathNameA(LPCSTR path, DWORD size, LPSTR buffer, LPSTR* filePart);
 
 // The path of the program, for a null module, or of a loaded library. Answers its length; a path that doesn't

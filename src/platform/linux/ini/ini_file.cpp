@@ -62,7 +62,10 @@ DWORD CopyValue(std::string_view value, LPSTR buffer, DWORD size) {
 
 DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR fallback, LPSTR buffer, DWORD size,
                                       LPCSTR path) try {
-    if (buffer == nullptr || size == 0) return 0;
+    if (buffer == nullptr || size == 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
     const std::string_view missing = fallback != nullptr ? fallback : "";
     const IniReading reading(path != nullptr ? path : "");
     if (reading.Content() == nullptr) {

@@ -79,6 +79,7 @@ Opened OpenAs(const std::string& path, int flags, DWORD disposition) {
 // A missing folder is another error than a missing file.
 DWORD OpenError(const std::string& path, int error) {
     if (error != ENOENT) return WindowsErrorFrom(error);
+    if (path.empty()) return ERROR_PATH_NOT_FOUND;
     std::error_code unknown;
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();
     const bool hasFolder = folder.empty() || std::filesystem::is_directory(folder, unknown);
@@ -99,6 +100,7 @@ HANDLE Fail(DWORD error) {
 DWORD WriteAll(int descriptor, const char* bytes, DWORD size, DWORD& done) {
     while (done < size) {
         const ssize_t count = write(descriptor, bytes + done, size - done);
+        if (count < 0 && errno == EBADF) return ERROR_ACCESS_DENIED;  // opened for reading
         if (count < 0 && errno != EINTR) return WindowsErrorFrom(errno);
         if (count == 0) return ERROR_WRITE_FAULT;
         if (count > 0) done += static_cast<DWORD>(count);

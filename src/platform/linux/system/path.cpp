@@ -33,7 +33,10 @@ DWORD WINAPI GetFullPathNameA(LPCSTR path, DWORD size, LPSTR buffer, LPSTR* file
     const fs::path current = fs::current_path(failure);
     if (failure && native.front() != '/') return Fail(ERROR_PATH_NOT_FOUND);
     const std::string full = (current / native).lexically_normal().string();
-    if (size <= full.size() || buffer == nullptr) return static_cast<DWORD>(full.size() + 1);
+    if (size <= full.size() || buffer == nullptr) {
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return static_cast<DWORD>(full.size() + 1);
+    }
     std::memcpy(buffer, full.c_str(), full.size() + 1);
     const std::size_t slash = full.rfind('/');
     if (filePart != nullptr) *filePart = slash + 1 == full.size() ? nullptr : buffer + slash + 1;
