@@ -20,7 +20,7 @@ struct Outcome {
 Outcome Convert(Importer importer, std::string_view text) {
     Import import;
     importer(text, ParseHosts("10.1.0.53 ns1 NS1.Example # the first\n::1 ns1\n10.1.0.7 printer"), import);
-    const std::string all = BootptabText(import, "A test.");
+    const std::string all = WriteBootptab(import, "A test.");
     const std::string head = "; A test.\n\n[Options]\n";
     EXPECT_TRUE(all.starts_with(head)) << all;
     const std::size_t end = std::min(all.find("\n\n[", head.size()), all.size() - 1) + 1;

@@ -90,7 +90,7 @@ std::string HostText(const ImportedHost& host, const Import& import, KeyNames& n
 
 }  // namespace
 
-std::string BootptabText(const Import& import, const std::string& origin) {
+std::string WriteBootptab(const Import& import, const std::string& origin) {
     KeyNames names;
     std::string sections;
     for (const ImportedTemplate& shared : import.Templates())

@@ -8,6 +8,6 @@
 namespace quillonctl {
 
 // `origin` says in the first line where it comes from.
-std::string BootptabText(const Import& import, const std::string& origin);
+std::string WriteBootptab(const Import& import, const std::string& origin);
 
 }  // namespace quillonctl

@@ -49,7 +49,7 @@ int RunImport(const ImportArguments& arguments) {
     format->importer(*text, names, import);
     const std::vector<Dropped> dropped = import.AllDropped();
     const int status =
-        Output(BootptabText(import, "Imported from " + arguments.file + " (" + arguments.from + ")."),
+        Output(WriteBootptab(import, "Imported from " + arguments.file + " (" + arguments.from + ")."),
                dropped.empty() ? ExitDone : ExitRefused);
     for (const Dropped& finding : dropped)
         std::cerr << arguments.file << ":" << finding.line << ": " << finding.text << "\n";
