@@ -183,7 +183,7 @@ TEST_F(EditCommandTest, LosesNoEditOfSeveralAtOnce) {
 // The later the kill, the further the edit has come; at some delays it is over already.
 TEST_F(EditCommandTest, LeavesAWholeFileWheneverItIsKilled) {
     std::string text = kHead;
-    for (int number = 0; number < 5000; ++number)
+    for (int number = 0; number < 2000; ++number)
         text += "\r\n[00-a1-00-" + std::to_string(10 + number / 8100) + "-" +
                 std::to_string(10 + number / 90 % 90) + "-" + std::to_string(10 + number % 90) +
                 "]\r\nIP Address=10.1." + std::to_string(number / 250) + "." +
@@ -195,8 +195,9 @@ TEST_F(EditCommandTest, LeavesAWholeFileWheneverItIsKilled) {
     ASSERT_EQ(StatusOf(Start({"set", "00-a0-00-00-00-01", "--ip", "10.0.0.2", "--file", Path()})), 0);
     const auto whole = std::chrono::steady_clock::now() - begun;
     constexpr int kRounds = 40;
+    constexpr std::chrono::seconds kLongest(40);  // on a machine that has other things to do
     int interrupted = 0;
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < kRounds && std::chrono::steady_clock::now() < begun + kLongest; ++round) {
         const pid_t child = Start(
             {"set", "00-a0-00-00-00-01", "--ip", round % 2 == 0 ? "10.0.0.1" : "10.0.0.2", "--file", Path()});
         // Most of them in the last third, where the file is written.
