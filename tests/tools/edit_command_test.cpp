@@ -60,6 +60,7 @@ TEST_F(EditCommandTest, AddsSetsAndRemoves) {
                   "+\r\n+[00-a0-00-00-00-02]\r\n+Template=lab\r\n+IP Address=10.0.0.2\r\n");
     EXPECT_EQ(Read(), before);
 
+    std::ifstream reader(Path(), std::ios::binary);
     CommandResult result = Run({"add", "00:a0:0:0:0:2", "--ip", "10.0.0.2", "--file", folder_.Path("link")});
     EXPECT_EQ(result.status, 0) << result.errors;
     result = Run({"set", "00-a0-00-00-00-01", "--host-name", "pc1", "--option", "other file = b;c", "--unset",
@@ -68,6 +69,8 @@ TEST_F(EditCommandTest, AddsSetsAndRemoves) {
     EXPECT_EQ(Read(), std::string(kHead) +
                           "\r\n; the first\r\n[00-A0-00-00-00-01]\r\nIP Address=10.0.0.1\r\nHost Name=pc1\r\n"
                           "Other File=b;c\r\n\r\n[00-a0-00-00-00-02]\r\nIP Address=10.0.0.2\r\n");
+    // Who has opened the file before goes on with all of it.
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), before);
     // The key that the client has goes before the first one of the same tag.
     EXPECT_EQ(Run({"set", "00-a0-00-00-00-01", "--boot-file", "d"}).status, 0);
     EXPECT_THAT(Read(), HasSubstr("Other File=d\r\n"));
