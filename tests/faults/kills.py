@@ -1,0 +1,160 @@
+"""kill -9 at any moment of a load, a reload, a write of the registry and of the log: the next start works, and no file is half
+written."""
+
+import contextlib
+import os
+import random
+import re
+import signal
+import socket
+import subprocess
+import time
+
+from harness import bootp
+from harness.case import SystemTest, main, program, wait_for
+from harness.service import PARAMETERS, STARTED, Home
+from scene import MAC, REQUEST, edition
+
+ROUNDS = 50  # of each of the four kinds
+START_SECONDS, COMMAND_SECONDS = 30, 30
+RELAY, SERVER = "10.1.0.2", "10.1.0.1"
+EVENT = re.compile(r"\S+ (error|warning|information) 0x[0-9A-F]{8} Quillon: .*")
+BLOCK_BEGIN, BLOCK_LAST = "Packet Received:\r\n", "\tReply status: "
+
+
+class Kills(SystemTest):
+    def setUp(self):
+        self.server, self.machine = self.cable(MAC, SERVER + "/24")
+        self.machine.address("eth0", RELAY + "/24")
+        self.socket = self.machine.socket()
+        self.addCleanup(self.socket.close)
+        self.socket.bind((RELAY, 67))
+        self.socket.setblocking(False)
+        self.home, self.dice, self.xid = Home(self, edition(0)), random.Random(14), 0
+        self.manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.addCleanup(self.manager.close)
+        self.manager.bind(self.home.path("notify"))
+
+    def launch(self):
+        process = self.server.start([program("quillon")], cwd=self.home.folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                    env=self.home.environment(NOTIFY_SOCKET=self.home.path("notify")))
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def kill(self, process, seconds):
+        time.sleep(self.dice.uniform(0, seconds))
+        process.send_signal(signal.SIGKILL)
+        process.wait()
+        with contextlib.suppress(BlockingIOError):  # a start waits for a manager that has too much to read
+            while True:
+                self.manager.recv(1000, socket.MSG_DONTWAIT)
+
+    def ask(self):
+        self.xid += 1
+        self.socket.sendto(bootp.request(MAC, xid=self.xid, giaddr=RELAY), (SERVER, 67))
+
+    def replied(self, first):
+        """A reply to the request of this number or a later one."""
+        while True:
+            try:
+                reply = bootp.parse(self.socket.recv(2000))
+            except BlockingIOError:
+                return None
+            if reply is not None and reply.xid >= first:  # the other is the answer to a reload
+                return reply
+
+    def expect_service(self, process, editions):
+        """It starts and serves one of these editions."""
+        first = self.xid + 1
+
+        def probe():
+            self.assertIsNone(process.poll(), self.home.read("events.log")[-2000:])
+            self.ask()
+            return self.replied(first)
+        reply = wait_for(probe, START_SECONDS, f"a reply; events: {self.home.read('events.log')[-2000:]}")
+        self.assertIn((reply.yiaddr, reply.file), [(f"10.1.0.{100 + each}", f"edition-{each}") for each in editions])
+
+    def expect_whole_files(self):
+        events = self.home.read("events.log")
+        self.assertTrue(not events or events.endswith("\n"), events[-300:])
+        for line in events.splitlines():
+            self.assertRegex(line, EVENT)
+        log = self.home.log()
+        self.assertTrue(not log or log.endswith("\r\n"), log[-300:])
+        for block in log.split(BLOCK_BEGIN)[1:]:
+            self.assertIn(BLOCK_LAST, block)
+
+    def grown_anew(self):
+        """Both logs begin anew, so that reading them stays short."""
+        for name in ("events.log", "bootps.log"):
+            if os.path.exists(self.home.path(name)):
+                os.remove(self.home.path(name))
+
+    def test_during_loads(self):
+        begun = time.monotonic()
+        process = self.launch()
+        self.expect_service(process, [0])
+        took = time.monotonic() - begun
+        self.kill(process, 0)
+        for _ in range(ROUNDS):
+            self.kill(self.launch(), took)
+            self.expect_whole_files()
+        self.expect_service(self.launch(), [0])
+
+    def test_during_reloads(self):
+        editions = [0]
+        for number in range(1, ROUNDS + 1):
+            process = self.launch()
+            self.expect_service(process, editions)
+            self.home.write("bootptab.new", edition(number))
+            os.replace(self.home.path("bootptab.new"), self.home.path("bootptab"))
+            editions = [number]  # what is on the disk counts at the next start
+            self.socket.sendto(REQUEST, (SERVER, 67))
+            self.kill(process, 0.005)
+            self.expect_whole_files()
+            self.grown_anew()
+        self.expect_service(self.launch(), editions)
+
+    def test_during_log_writes(self):
+        for _ in range(ROUNDS):
+            process = self.launch()
+            self.expect_service(process, [0])
+            for _ in range(30):
+                self.ask()
+            self.kill(process, 0.003)
+            self.expect_whole_files()
+            self.grown_anew()
+
+    def quillon(self, *words):
+        return subprocess.run([program("quillon"), *words], env=self.home.environment(), stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, text=True, timeout=COMMAND_SECONDS, check=False)
+
+    def test_during_registry_writes(self):
+        """An install that was killed leaves a file that can be read, and what is removed after it can be installed."""
+        os.remove(self.home.path("registry.reg"))
+        begun = time.monotonic()
+        self.assertEqual(self.quillon("-install").returncode, 0)
+        took, whole = time.monotonic() - begun, 0
+        for number in range(ROUNDS):
+            if os.path.exists(self.home.path("registry.reg")):
+                os.remove(self.home.path("registry.reg"))
+            process = subprocess.Popen([program("quillon"), "-install"], env=self.home.environment(), stdout=subprocess.DEVNULL)
+            self.kill(process, 1.2 * took)
+            written = self.home.read("registry.reg")
+            self.assertTrue(not written or written.endswith("\n"), written)
+            for line in written.splitlines()[1:]:
+                self.assertRegex(line, r'^(|\[HKEY_LOCAL_MACHINE\\[^\]]+\]|"[^"]+"=.+)$')
+            whole += all(f'"{name}"=' in written for name in PARAMETERS)
+            if number % 10 == 9:
+                self.quillon("-remove")
+                self.assertEqual(self.quillon("-install").returncode, 0)
+                self.assertTrue(all(f'"{name}"=' in self.home.read("registry.reg") for name in PARAMETERS))
+        print(f"{whole} of {ROUNDS} installations were complete")
+        self.assertEqual([name for name in os.listdir(self.home.folder) if "registry.reg." in name and "lock" not in name], [])
+        self.expect_service(self.launch(), [0])
+        self.assertIn(STARTED, self.home.event_numbers())
+
+
+if __name__ == "__main__":
+    main()
