@@ -92,7 +92,7 @@ TEST_F(Check, FindsEachMistakeInItsLine) {
          "1 error: the client gets no reply (event 0xC000001C): '00:a0:24-00:00:01' is read as"},
         {"[my client]\nIP Address=10.0.0.2\n", "1 error: the load is refused: [my client] is no section"},
         {"[00-a0-24]\nIP Address=10.0.0.2\n", "1 warning: a hardware address of 3 bytes; Ethernet has 6"},
-        {"[00-a0-24-12-34-57]\nHost Name=a\n", "1 warning: the client has no address, so it gets no reply"},
+        {"[00-a0-24-12-34-57]\nHost Name=a\n", "1 error: the client has no address, so it gets no reply"},
         {Client + "[00-A0-24-12-34-56]\nIP Address=10.0.0.2\n",
          "3 error: the client stands in line 11 already"},
         {Client + "[00-a0-24-12-34-57]\nIP Address=10.0.0.1\n",

@@ -49,66 +49,14 @@ TEST(BootptabText, ChangesNothingButWhatItIsAskedTo) {
     }
 }
 
-constexpr char kOptions[] =
-    "[Options]\nMask = 1,ipaddress\nTime = 51,time\nName = 12,string\nSize = 13,word\n"
-    "Boot File = -1,string\nIP = -2,ipaddress\nTemplate = -1000,string\n"
-    "[Template:lab]\nMask = 255.0.0.0\n[0a-0b]\nTemplate = LAB\nIP = 10.0.0.1\n";
-
-TEST(CheckResult, NamesWhatIsWrong) {
-    const struct {
-        std::string added;
-        const char* found;
-    } rows[] = {
-        {"", ""},
-        {"[0a-0c]\nip=10.0.0.2\ntemplate=lab\nTime=1:00:00,Infinite\nSize=1,-2\n", ""},
-        {"[0A-0B]\nIP=10.0.0.2", "f:14: error: [0A-0B] is there twice; only the first one counts (line 11)"},
-        {"[stray]", "f:14: error: [stray] is no section that is known here; the file can't be loaded"},
-        {"[0a-b]\nIP=10.0.0.2",
-         "f:14: error: [0a-b] is no hardware address of two digits for each byte, with hyphens"},
-        {"[0a-0c]", "f:14: error: [0a-0c] has no keys, and gets no reply"},
-        {"[0a-0c]\nName=x", "f:14: error: [0a-0c] has no address, and gets no reply"},
-        {"[0a-0c]\nIP=10.0.0.1", "f:14: error: [0a-0c] has the address 10.0.0.1 of another client (line 11)"},
-        {"Nmae=x", "f:14: error: [0a-0b] key 'Nmae' isn't in [Options]; did you mean 'Name'?"},
-        {"IP=10.0.0.2",
-         "f:14: error: [0a-0b] key 'IP' is there twice; only the first value counts (line 13)"},
-        {"[0a-0c]\nIP=10.0.0.400", "f:15: error: [0a-0c] IP = 10.0.0.400 is no address"},
-        {"Mask=255.0.0.0, 1.1.1.1",
-         "f:14: error: [0a-0b] Mask = 255.0.0.0, 1.1.1.1 has ' 1.1.1.1', which is no address"},
-        {"Time=12:00",
-         "f:14: error: [0a-0b] Time = 12:00 has '12:00', which is no time (hours:minutes:seconds)"},
-        {"Size=ten", "f:14: error: [0a-0b] Size = ten has 'ten', which is no number"},
-        {"[0a-0c]\nIP=10.0.0.2\nTemplate=lap",
-         "f:16: error: [0a-0c] template 'lap' isn't there; did you mean 'lab'?"},
-        {"[Options]", "f:14: error: [Options] is there twice; only the first one counts (line 1)"},
-    };
-    for (const auto& row : rows) {
-        std::string found;
-        for (const CheckFinding& finding : CheckResult("f", kOptions + row.added))
-            found += (found.empty() ? "" : "\n") + FindingText("f", finding);
-        EXPECT_EQ(found, row.found) << row.added;
-    }
-    std::string wrong = kOptions;
-    wrong.replace(wrong.find("1,ipaddress"), 11, "300,ipadress");
-    wrong.replace(wrong.find("13,word"), 7, "13,wrod");
-    wrong.replace(wrong.find("51,time"), 7, "51");
-    const auto findings = CheckResult("f", wrong);
-    ASSERT_EQ(findings.size(), 4u);
-    EXPECT_EQ(findings[0].text, "Mask has no tag that can be sent");
-    EXPECT_EQ(findings[1].text, "Time has no comma; the file can't be loaded");
-    EXPECT_EQ(findings[2].text, "Size has the type 'wrod', which isn't one; did you mean 'word'?");
-    EXPECT_EQ(findings[3].text, "Mask = 255.0.0.0 has '255.0.0.0', which is no number");
-}
-
 // What was wrong before stays out, wherever the edit has moved it.
-TEST(CheckResult, TellsWhatAnEditMadeWorse) {
-    const auto before = CheckResult("f", std::string(kOptions) + "X=1\n[0a-0c]\nIP=10.0.0.1\n");
-    auto after =
-        CheckResult("f", std::string("; new\n") + kOptions + "X=1\nX=2\nY=1\n[0A-0c]\nIP=10.0.0.1\n");
-    EXPECT_EQ(before.size(), 2u);
-    const auto worse = NewFindings(before, after);
-    ASSERT_EQ(worse.size(), 2u);
-    EXPECT_EQ(worse[0].text, "key 'X' is there twice; only the first value counts");
-    EXPECT_EQ(worse[1].text, "key 'Y' isn't in [Options]");
+TEST(NewErrors, AreThoseThatAnEditMakes) {
+    const std::string file = "[Options]\nIP = -2,ipaddress\n[0a-0b]\nIP = 10.0.0.1\n[0a-0c]\nIP = 10.0.0.1\n";
+    EXPECT_TRUE(NewErrors("f", file, "; moved\n" + file).empty());
+    const auto errors = NewErrors("f", file, "; moved\n" + file + "[0a-0d]\nIP = 10.0.0.400\n");
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(FindingLine(errors[0]),
+              "f:9: error: IP: '10.0.0.400' is no address: it would go out as 255.255.255.255\n");
 }
 
 TEST(UnifiedDiff, HasTheFormThatPatchTakes) {

@@ -42,7 +42,7 @@ TEST(Explain, SaysWhatAClientGetsAndWhy) {
           "option 53       2 (DHCPOFFER)   [the service]", "flag clear      to its own address",
           "flag set        to 255.255.255.255"}},
         {1, Relay, true, {"flag clear      to the relay agent 10.9.0.1, port 67"}},
-        {2, {}, false, {"No address defined. Reply skipped", "warning: the client has no address"}},
+        {2, {}, false, {"No address defined. Reply skipped", "error: the client has no address"}},
         {3, {}, false, {"Hardware type mismatch"}},
         {4, {}, false, {"Error in client's database configuration", "'1:30' has no two colons"}},
         {5, {}, true, {"flag clear      to 255.255.255.255"}},

@@ -13,9 +13,9 @@ std::string FoldedName(std::string_view name) {
     return folded;
 }
 
-const KeyLine* SectionLines::Find(std::string_view key) const {
+const CheckedKey* CheckedSection::Find(std::string_view key) const {
     const std::string wanted = FoldedName(key);
-    for (const KeyLine& candidate : keys)
+    for (const CheckedKey& candidate : keys)
         if (candidate.name.size() == key.size() && FoldedName(candidate.name) == wanted) return &candidate;
     return nullptr;
 }
@@ -44,7 +44,7 @@ void BootptabLines::TakeApart(std::string_view text) {
     }
 }
 
-const SectionLines* BootptabLines::Find(std::string_view name) const {
+const CheckedSection* BootptabLines::Find(std::string_view name) const {
     const auto found = firstByName_.find(FoldedName(name));
     return found == firstByName_.end() ? nullptr : &sections_[found->second];
 }

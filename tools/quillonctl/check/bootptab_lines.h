@@ -12,19 +12,19 @@ class ParsedIni;
 
 namespace quillonctl {
 
-struct KeyLine {
+struct CheckedKey {
     std::string_view name;
     std::string_view value;
     int line;
 };
 
-struct SectionLines {
+struct CheckedSection {
     std::string_view name;
     int line;
-    std::vector<KeyLine> keys;
+    std::vector<CheckedKey> keys;
 
     // The first key of that name, in whatever case; null if there is none.
-    const KeyLine* Find(std::string_view key) const;
+    const CheckedKey* Find(std::string_view key) const;
 };
 
 class BootptabLines {
@@ -35,17 +35,17 @@ class BootptabLines {
     const std::string& Path() const { return path_; }
 
     // All of them in file order, those as well whose name has been there before.
-    const std::vector<SectionLines>& Sections() const { return sections_; }
+    const std::vector<CheckedSection>& Sections() const { return sections_; }
 
     // The first section of that name, in whatever case, which is the one that the service reads.
-    const SectionLines* Find(std::string_view name) const;
+    const CheckedSection* Find(std::string_view name) const;
 
   private:
     void TakeApart(std::string_view text);
 
     std::string path_;
     std::shared_ptr<const ParsedIni> content_;  // has the text
-    std::vector<SectionLines> sections_;
+    std::vector<CheckedSection> sections_;
     std::unordered_map<std::string, std::size_t> firstByName_;
 };
 

@@ -54,7 +54,7 @@ class ClientsCheck {
         const ClientEntry* entry = database_.FirstEntry();
         auto malformed = database_.Malformed().begin();
         bool isLoaded = true;  // up to the first section that ends the load
-        for (const SectionLines& section : file_.Sections()) {
+        for (const CheckedSection& section : file_.Sections()) {
             const std::string name(section.name);
             if (IsSpecialSection(name.c_str())) {
                 CheckSpecial(section);
@@ -77,7 +77,7 @@ class ClientsCheck {
 
   private:
     struct CutGroup {
-        const SectionLines* first;
+        const CheckedSection* first;
         CutReply cut;
         int count = 0;
     };
@@ -86,7 +86,7 @@ class ClientsCheck {
         findings_->Add(severity, file_.Path(), line, text);
     }
 
-    void CheckSpecial(const SectionLines& section) {
+    void CheckSpecial(const CheckedSection& section) {
         const bool isTemplate = section.name.starts_with(TemplatePrefix);
         if (file_.Find(section.name) != &section)
             Add(Severity::Warning, section.line,
@@ -100,7 +100,7 @@ class ClientsCheck {
     }
 
     // The first stray section that the load reaches ends it; one that it doesn't reach does so some day.
-    void ReportStray(const SectionLines& section, bool isFirst) {
+    void ReportStray(const CheckedSection& section, bool isFirst) {
         const std::string name = "[" + std::string(section.name) + "]";
         std::string hint = ": a client's name is its hardware address, with hyphens";
         for (const char* special : {"options", "file aliases", "template:"})
@@ -113,8 +113,8 @@ class ClientsCheck {
                 "a load that comes this far is refused: " + name + " is no section of this file" + hint);
     }
 
-    void CheckClient(const SectionLines& section, const ClientEntry* entry) {
-        const SectionLines* first = file_.Find(section.name);
+    void CheckClient(const CheckedSection& section, const ClientEntry* entry) {
+        const CheckedSection* first = file_.Find(section.name);
         if (first == &section)
             sections_.CheckKeys(section, false);
         else
@@ -129,7 +129,7 @@ class ClientsCheck {
             CheckEntry(section, *entry);
     }
 
-    void CheckEntry(const SectionLines& section, const ClientEntry& entry) {
+    void CheckEntry(const CheckedSection& section, const ClientEntry& entry) {
         char hardware[HardwareTextSize] = {};
         HardwareAddressText(entry.packet, hardware);
         const auto [twin, isNew] = hardware_.emplace(hardware, section.line);
@@ -146,11 +146,11 @@ class ClientsCheck {
         NoteCut(section, entry);
     }
 
-    void CheckAddress(const SectionLines& section, const ClientEntry& entry) {
+    void CheckAddress(const CheckedSection& section, const ClientEntry& entry) {
         char address[AddressTextSize];
         FormatAddress(entry.packet.yiaddr, address);
         if (entry.packet.yiaddr == IpAddress{})
-            return Add(Severity::Warning, section.line, "the client has no address, so it gets no reply");
+            return Add(Severity::Error, section.line, "the client has no address, so it gets no reply");
         if (entry.packet.yiaddr == IpAddress{{255, 255, 255, 255}}) return;  // reported with its value
         const int line = LineOfTag(section, -2);
         const auto [twin, isNew] = addresses_.emplace(address, line);
@@ -161,8 +161,8 @@ class ClientsCheck {
     }
 
     // Where the client's own section sets that tag, or its heading.
-    int LineOfTag(const SectionLines& section, LONG tag) const {
-        for (const KeyLine& key : section.keys) {
+    int LineOfTag(const CheckedSection& section, LONG tag) const {
+        for (const CheckedKey& key : section.keys) {
             const OptionDefinition* row = sections_.RowOf(key.name);
             if (row != nullptr && row->tag == tag) return key.line;
         }
@@ -170,10 +170,10 @@ class ClientsCheck {
     }
 
     // Clients of one template lose the same option as a rule, so they share a finding.
-    void NoteCut(const SectionLines& section, const ClientEntry& entry) {
+    void NoteCut(const CheckedSection& section, const ClientEntry& entry) {
         const auto cut = CutOf(entry, record_);
         if (!cut) return;
-        const KeyLine* name = section.Find(TemplateKey);
+        const CheckedKey* name = section.Find(TemplateKey);
         const std::string group = name != nullptr ? FoldedName(name->value) : "";
         auto& known = cuts_.try_emplace({group, cut->tag}, CutGroup{&section, *cut}).first->second;
         ++known.count;

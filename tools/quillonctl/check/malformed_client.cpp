@@ -35,8 +35,8 @@ struct Trial {
     TrialImage image;
 
     // The reason, or an empty text.
-    std::string Encode(const SectionLines& section, const SectionLines* overriding) {
-        for (const KeyLine& key : section.keys) {
+    std::string Encode(const CheckedSection& section, const CheckedSection* overriding) {
+        for (const CheckedKey& key : section.keys) {
             if (overriding != nullptr && overriding->Find(key.name) != nullptr) continue;
             const EncodeOutcome outcome =
                 image.Add(rows.RowOf(key.name), section.Find(key.name)->value, terminateStrings);
@@ -52,7 +52,7 @@ struct Trial {
 }  // namespace
 
 std::string WhyMalformed(const BootptabLines& file, const SectionCheck& rows, const ServerParameters& record,
-                         const SectionLines& section) {
+                         const CheckedSection& section) {
     std::string name(section.name);
     BYTE address[HardwareAddressSize] = {};
     char text[HardwareTextSize] = {};
@@ -62,8 +62,8 @@ std::string WhyMalformed(const BootptabLines& file, const SectionCheck& rows, co
                "'; write two hexadecimal digits for each byte, with hyphens";
     if (section.keys.empty()) return "the section has no keys";
     Trial trial = {rows, record.TerminateStrings, {}};
-    const KeyLine* templateName = section.Find(TemplateKey);
-    const SectionLines* shared =
+    const CheckedKey* templateName = section.Find(TemplateKey);
+    const CheckedSection* shared =
         templateName != nullptr ? file.Find(TemplatePrefix + std::string(templateName->value)) : nullptr;
     std::string reason = shared != nullptr ? trial.Encode(*shared, &section) : "";
     if (reason.empty()) reason = trial.Encode(section, nullptr);

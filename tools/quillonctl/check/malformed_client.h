@@ -11,6 +11,6 @@ namespace quillonctl {
 
 // Encodes the keys one by one, as the building of an entry does, and tells which of them ends it.
 std::string WhyMalformed(const BootptabLines& file, const SectionCheck& rows, const ServerParameters& record,
-                         const SectionLines& section);
+                         const CheckedSection& section);
 
 }  // namespace quillonctl

@@ -29,7 +29,7 @@ std::string_view BareWord(std::string_view word) {
 
 struct OptionRow {
     const BootptabLines& file;
-    const KeyLine& key;
+    const CheckedKey& key;
     Findings* findings;
 
     void Report(Severity severity, const std::string& text) const {
@@ -79,14 +79,14 @@ void CheckRow(const OptionRow& row) {
 }  // namespace
 
 void CheckOptionsSection(const BootptabLines& file, Findings* findings) {
-    const SectionLines* section = file.Find("Options");
+    const CheckedSection* section = file.Find("Options");
     if (section == nullptr) {
         findings->Add(Severity::Warning, file.Path(), 0,
                       "there is no section [Options]: no key means anything");
         return;
     }
     std::map<std::string, int> seen;
-    for (const KeyLine& key : section->keys) {
+    for (const CheckedKey& key : section->keys) {
         const OptionRow row = {file, key, findings};
         const auto [known, isNew] = seen.emplace(FoldedName(key.name), key.line);
         if (isNew)

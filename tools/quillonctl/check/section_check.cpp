@@ -19,11 +19,11 @@ const OptionDefinition* SectionCheck::RowOf(std::string_view key) const {
     return found == rows_.end() ? nullptr : found->second;
 }
 
-void SectionCheck::Report(Severity severity, const KeyLine& key, const std::string& text) const {
+void SectionCheck::Report(Severity severity, const CheckedKey& key, const std::string& text) const {
     findings_->Add(severity, file_.Path(), key.line, std::string(key.name) + ": " + text);
 }
 
-void SectionCheck::CheckUnknownKey(const KeyLine& key, bool isTemplate) const {
+void SectionCheck::CheckUnknownKey(const CheckedKey& key, bool isTemplate) const {
     const bool namesTemplate = FoldedName(key.name) == FoldedName(TemplateKey);
     if (namesTemplate && isTemplate)
         Report(Severity::Warning, key, "a template has no template of its own; this means nothing");
@@ -32,10 +32,10 @@ void SectionCheck::CheckUnknownKey(const KeyLine& key, bool isTemplate) const {
                "[Options] has no such key, it is ignored" + DidYouMean(key.name, names_));
 }
 
-void SectionCheck::CheckTemplateName(const KeyLine& key) const {
+void SectionCheck::CheckTemplateName(const CheckedKey& key) const {
     if (key.value.empty() || file_.Find(TemplatePrefix + std::string(key.value)) != nullptr) return;
     std::vector<std::string> templates;
-    for (const SectionLines& section : file_.Sections())
+    for (const CheckedSection& section : file_.Sections())
         if (section.name.starts_with(TemplatePrefix))
             templates.emplace_back(section.name.substr(sizeof TemplatePrefix - 1));
     Report(Severity::Error, key,
@@ -43,10 +43,10 @@ void SectionCheck::CheckTemplateName(const KeyLine& key) const {
                DidYouMean(key.value, templates));
 }
 
-void SectionCheck::CheckKeys(const SectionLines& section, bool isTemplate) const {
+void SectionCheck::CheckKeys(const CheckedSection& section, bool isTemplate) const {
     std::unordered_map<std::string, int> seen;
     std::size_t bytes = 0;
-    for (const KeyLine& key : section.keys) {
+    for (const CheckedKey& key : section.keys) {
         bytes += key.name.size() + 1;
         if (bytes > FirstNameListSize - 1) {
             Report(Severity::Error, key,

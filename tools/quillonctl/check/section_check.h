@@ -14,15 +14,15 @@ class SectionCheck {
   public:
     SectionCheck(const BootptabLines& file, const OptionDefinition* catalogue, Findings* findings);
 
-    void CheckKeys(const SectionLines& section, bool isTemplate) const;
+    void CheckKeys(const CheckedSection& section, bool isTemplate) const;
 
     // The row of the key; null for one that the catalogue doesn't have.
     const OptionDefinition* RowOf(std::string_view key) const;
 
   private:
-    void CheckUnknownKey(const KeyLine& key, bool isTemplate) const;
-    void CheckTemplateName(const KeyLine& key) const;
-    void Report(Severity severity, const KeyLine& key, const std::string& text) const;
+    void CheckUnknownKey(const CheckedKey& key, bool isTemplate) const;
+    void CheckTemplateName(const CheckedKey& key) const;
+    void Report(Severity severity, const CheckedKey& key, const std::string& text) const;
 
     const BootptabLines& file_;
     Findings* findings_;

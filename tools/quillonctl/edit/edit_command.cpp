@@ -135,10 +135,10 @@ void Change(Action action, const EditArguments& arguments, BootptabText& file, c
 
 // What the change would break; what was broken before is no reason to refuse.
 void RefuseFaults(const FileEdit& edit, const std::string& text) {
-    const auto faults = NewFindings(CheckResult(edit.Path(), edit.Text()), CheckResult(edit.Path(), text));
+    const auto faults = NewErrors(edit.Path(), edit.Text(), text);
     if (faults.empty()) return;
-    for (const CheckFinding& fault : faults)
-        std::cerr << FindingText(edit.Path(), fault) << "\n";
+    for (const Finding& fault : faults)
+        std::cerr << FindingLine(fault);
     throw Refusal{"nothing has been changed"};
 }
 

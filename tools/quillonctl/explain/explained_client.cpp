@@ -104,20 +104,20 @@ class Explainer {
             return Row("section",
                        "none in " + lines_.Path() + ": copy the address there as a section's name");
         std::string text = Row("section", lines_.Path() + ":" + std::to_string(section_->line));
-        if (const SectionLines* shared = Template())
+        if (const CheckedSection* shared = Template())
             text += Row("template", std::string(shared->name) + ", line " + std::to_string(shared->line));
         const bool isListed = status == FindListedBootp || status == FindListedDhcp;
         return text + Row("cache", isListed ? "its reply is built at the load"
                                             : "not in it; read from the file at each request");
     }
 
-    const SectionLines* Template() const {
-        const KeyLine* key = section_ == nullptr ? nullptr : section_->Find(TemplateKey);
+    const CheckedSection* Template() const {
+        const CheckedKey* key = section_ == nullptr ? nullptr : section_->Find(TemplateKey);
         return key == nullptr ? nullptr : lines_.Find(TemplatePrefix + std::string(key->value));
     }
 
-    void NoteOrigins(const SectionLines& section, const char* kind, Origins* origins) const {
-        for (const KeyLine& key : section.keys) {
+    void NoteOrigins(const CheckedSection& section, const char* kind, Origins* origins) const {
+        for (const CheckedKey& key : section.keys) {
             const OptionDefinition* row = rows_.RowOf(key.name);
             if (row != nullptr && row->tag >= 0)
                 (*origins)[static_cast<std::uint8_t>(row->tag)] =
@@ -127,7 +127,7 @@ class Explainer {
 
     Origins OriginsOfOptions() const {
         Origins origins;
-        if (const SectionLines* shared = Template()) NoteOrigins(*shared, "template", &origins);
+        if (const CheckedSection* shared = Template()) NoteOrigins(*shared, "template", &origins);
         if (section_ != nullptr) NoteOrigins(*section_, "client", &origins);
         return origins;
     }
@@ -200,7 +200,7 @@ class Explainer {
                                                           : "the flag is the client's wish for a broadcast");
     }
 
-    bool Concerns(const Finding& finding, const SectionLines* section) const {
+    bool Concerns(const Finding& finding, const CheckedSection* section) const {
         if (section == nullptr || finding.file != lines_.Path()) return false;
         const int last = section->keys.empty() ? section->line : section->keys.back().line;
         return finding.line >= section->line && finding.line <= last;
@@ -221,7 +221,7 @@ class Explainer {
     const LoadedDatabase database_;
     const SectionCheck rows_;
     std::string name_;
-    const SectionLines* section_ = nullptr;
+    const CheckedSection* section_ = nullptr;
 };
 
 }  // namespace
