@@ -1,7 +1,10 @@
 // The way between the registry and a record.
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
+#include "diagnostics/event_report.h"
+#include "diagnostics/messages.h"
 #include "service/parameter_table.h"
 #include "service/server_parameters.h"
 
@@ -37,31 +40,49 @@ bool LacksMemory() {
     return GetLastError() == ERROR_NOT_ENOUGH_MEMORY;
 }
 
-bool Query(HKEY key, const char* name, DWORD* type, void* value, DWORD* size) {
+// Returns the error and leaves it as the last one.
+DWORD Query(HKEY key, const char* name, DWORD* type, void* value, DWORD* size) {
     const LONG error = RegQueryValueExA(key, name, nullptr, type, static_cast<BYTE*>(value), size);
     SetLastError(static_cast<DWORD>(error));
-    return error == 0;
+    return static_cast<DWORD>(error);
 }
 
-// `text` has ParameterTextSize bytes; it is left as it was if the value is missing,
-// isn't a text or doesn't fit.
-bool ReadText(HKEY key, const char* name, char* text) {
-    char value[ParameterTextSize] = {};
+// Only Done changes the caller's text or number.
+enum class Reading {
+    Done,
+    Missing,
+    Unusable,  // of another type, or too long
+};
+
+// `text` has ParameterTextSize bytes.
+Reading ReadText(HKEY key, const char* name, char* text) {
+    char value[ParameterTextSize + 1] = {};  // a stored text needn't end in a NUL
     DWORD type = REG_NONE;
-    DWORD size = sizeof value - 1;  // a stored text needn't end in a NUL
-    if (!Query(key, name, &type, value, &size) || !IsText(type)) return false;
-    std::memcpy(text, value, sizeof value);
-    return true;
+    DWORD size = ParameterTextSize;
+    const DWORD error = Query(key, name, &type, value, &size);
+    if (error == ERROR_FILE_NOT_FOUND) return Reading::Missing;
+    if (error != 0 || !IsText(type) || std::strlen(value) >= ParameterTextSize) return Reading::Unusable;
+    std::memcpy(text, value, ParameterTextSize);
+    return Reading::Done;
 }
 
-bool ReadNumber(HKEY key, const char* name, DWORD* number) {
+Reading ReadNumber(HKEY key, const char* name, DWORD* number) {
     DWORD value = 0;
     DWORD type = REG_NONE;
     DWORD size = sizeof value;
-    if (!Query(key, name, &type, &value, &size)) return false;
-    if (type != REG_DWORD || size != sizeof value) return false;
+    const DWORD error = Query(key, name, &type, &value, &size);
+    if (error == ERROR_FILE_NOT_FOUND) return Reading::Missing;
+    if (error != 0 || type != REG_DWORD || size != sizeof value) return Reading::Unusable;
     *number = value;
-    return true;
+    return Reading::Done;
+}
+
+// For a value that may be missing. LogLevel isn't known yet, so nothing is filtered.
+void ReportIfUnusable(Reading reading, const char* name) {
+    if (reading != Reading::Unusable) return;
+    char text[128];
+    std::snprintf(text, sizeof text, "The registry value '%s' can't be used; it counts as missing.", name);
+    LogEventText(EVENT_ERROR_TEXT, text, AllEvents);
 }
 
 // A text whose expansion doesn't fit counts as unreadable.
@@ -75,20 +96,26 @@ bool Expand(char* text) {
 
 void ReadAgentPath(HKEY root, const char* agentKey, ServerParameters* record) {
     const OpenKey key(root, agentKey);
-    if (!key || !ReadText(key.get(), "Pathname", record->SnmpAgentPath) || !Expand(record->SnmpAgentPath))
-        std::strcpy(record->SnmpAgentPath, "inetmib1.dll");
+    Reading reading = key ? ReadText(key.get(), "Pathname", record->SnmpAgentPath) : Reading::Missing;
+    if (reading == Reading::Done && !Expand(record->SnmpAgentPath)) reading = Reading::Unusable;
+    ReportIfUnusable(reading, "Pathname");
+    if (reading != Reading::Done) std::strcpy(record->SnmpAgentPath, "inetmib1.dll");
 }
 
 // Returns the name of the required value that is missing, or null.
 const char* ReadValues(HKEY key, ServerParameters* record) {
     for (const TextParameter& row : TextParameters()) {
         char* const text = TextOf(record, row);
-        const bool isRead = ReadText(key, row.name, text) && (!row.expanded || Expand(text));
+        const Reading reading = ReadText(key, row.name, text);
+        const bool isRead = reading == Reading::Done && (!row.expanded || Expand(text));
         if (!isRead && (row.required || LacksMemory())) return row.name;
+        ReportIfUnusable(reading, row.name);
     }
     for (const NumberParameter& row : NumberParameters()) {
         DWORD number = row.fallback;
-        if (!ReadNumber(key, row.name, &number) && (row.required || LacksMemory())) return row.name;
+        const Reading reading = ReadNumber(key, row.name, &number);
+        if (reading != Reading::Done && (row.required || LacksMemory())) return row.name;
+        ReportIfUnusable(reading, row.name);
         NumberOf(record, row) = std::min<DWORD>(number, 0xFFFFFFFFu / row.scale) * row.scale;
     }
     return nullptr;
@@ -155,7 +182,8 @@ DWORD ReadRegistryParameters(HKEY root, ServerParameters* record, char* name, co
     {
         const OpenKey key(root, serviceKey);
         if (!key) return MissingKeyResult(root);
-        if (!ReadText(key.get(), "ImagePath", record->ImagePath)) return ValueResult("ImagePath", name);
+        if (ReadText(key.get(), "ImagePath", record->ImagePath) != Reading::Done)
+            return ValueResult("ImagePath", name);
     }
     ReadAgentPath(root, agentKey, record);
     const OpenKey key(root, parametersKey);

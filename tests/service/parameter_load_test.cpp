@@ -323,4 +323,50 @@ TEST_F(ParameterLoad, TheKeysThatAreMissingHaveTheirOwnAnswers) {
     EXPECT_EQ(record.StaticArpTimeout, 2000u);
 }
 
+// The texts have 260 bytes with their NUL. What is there and can't be used is told; it counts as missing.
+TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
+    const std::string longest(259, 'x');
+    const struct {
+        const char* rule;
+        std::string value;
+        const char* reported;  // null: nothing
+        std::string addresses;
+    } cases[] = {
+        {"missing", "\"LocalAddrs\"", nullptr, ""},
+        {"empty", "\"LocalAddrs\"=\"\"", nullptr, ""},
+        {"the longest", "\"LocalAddrs\"=\"" + longest + "\"", nullptr, longest},
+        {"too long", "\"LocalAddrs\"=\"" + longest + "x\"", "LocalAddrs", ""},
+        {"much too long", "\"LocalAddrs\"=\"" + longest + longest + "\"", "LocalAddrs", ""},
+        {"another type", "\"LocalAddrs\"=dword:1", "LocalAddrs", ""},
+        {"a number in a text", "\"MinResponseSize\"=\"300\"", "MinResponseSize", ""},
+        {"a number of eight bytes", "\"MinResponseSize\"=hex(4):1,2,3,4,5,6,7,8", "MinResponseSize", ""},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.rule);
+        const TemporaryHome home;
+        home.WriteRegistry({test.value, "\"LogLevel\"=dword:0"});
+        ServerParameters record = {};
+        char name[ParameterTextSize];
+        EXPECT_EQ(
+            ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, ServiceKey, ParametersKey, AgentKey),
+            RegistryReadOk);
+        EXPECT_EQ(record.LocalAddrs, test.addresses);
+        EXPECT_EQ(record.MinResponseSize, 0u);
+        const std::string events = home.Read("events.log");
+        EXPECT_EQ(std::count(events.begin(), events.end(), '\n'), test.reported != nullptr ? 1 : 0);
+        if (test.reported != nullptr) {
+            EXPECT_THAT(events,
+                        HasSubstr(" error 0xC0000022 Quillon: The registry value '" +
+                                  std::string(test.reported) + "' can't be used; it counts as missing."));
+        }
+    }
+    const TemporaryHome home;
+    home.WriteRegistry({"\"DatabasePath\"=\"" + longest + "\""});
+    ServerParameters record = {};
+    char name[ParameterTextSize];
+    EXPECT_EQ(ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, ServiceKey, ParametersKey, AgentKey),
+              RegistryReadOk);
+    EXPECT_EQ(record.DatabasePath, longest);
+}
+
 }  // namespace

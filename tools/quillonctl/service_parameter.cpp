@@ -18,7 +18,7 @@ std::string Expanded(const std::string& text) {
 }  // namespace
 
 std::string TextParameter(const char* name) {
-    char text[260] = "";
+    char text[261] = "";  // what the service takes has 260 with its NUL, if it has one
     DWORD size = sizeof text - 1;
     HKEY key = nullptr;
     if (RegOpenKeyA(HKEY_LOCAL_MACHINE, kParametersKey, &key) != 0) return "";
