@@ -1,9 +1,9 @@
 #include "quillonctl/event_tail.h"
 
 #include <sys/stat.h>
-#include <time.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 #include "platform/linux/instance/home.h"
@@ -25,17 +25,23 @@ void Keep(std::vector<std::string>& lines, std::string line) {
 
 std::vector<std::string> LinesOfFile(off_t offset) {
     std::vector<std::string> lines;
-    std::ifstream log(PathOf(HomePlace::EventLog), std::ios::binary);
+    const std::string path = PathOf(HomePlace::EventLog);
+    std::error_code failure;
+    if (!std::filesystem::is_regular_file(path, failure)) return lines;  // a pipe would hold us up
+    std::ifstream log(path, std::ios::binary);
     log.seekg(offset);
     for (std::string line; std::getline(log, line);)
         Keep(lines, line);
     return lines;
 }
 
-std::vector<std::string> LinesOfJournal(std::int64_t second) {
+std::vector<std::string> LinesOfJournal(std::chrono::microseconds time) {
     std::vector<std::string> lines;
+    char since[40];
+    std::snprintf(since, sizeof since, "@%lld.%06lld", static_cast<long long>(time.count() / 1000000),
+                  static_cast<long long>(time.count() % 1000000));
     // Without a journal, or without leave to read it, this says nothing.
-    const std::string command = JournalCommand() + " --since=@" + std::to_string(second) + " 2>/dev/null";
+    const std::string command = JournalCommand() + " --since=" + since + " 2>/dev/null";
     std::FILE* journal = ::popen(command.c_str(), "r");
     if (journal == nullptr) return lines;
     std::string line;
@@ -54,13 +60,16 @@ std::vector<std::string> LinesOfJournal(std::int64_t second) {
 
 }  // namespace
 
-EventTail::EventTail() : offset_(0), second_(::time(nullptr)) {
+EventTail::EventTail()
+    : offset_(0),
+      time_(std::chrono::duration_cast<std::chrono::microseconds>(
+          std::chrono::system_clock::now().time_since_epoch())) {
     struct stat found {};
     if (HasOwnHome() && ::stat(PathOf(HomePlace::EventLog).c_str(), &found) == 0) offset_ = found.st_size;
 }
 
 std::vector<std::string> EventTail::Lines() const {
-    return HasOwnHome() ? LinesOfFile(offset_) : LinesOfJournal(second_);
+    return HasOwnHome() ? LinesOfFile(offset_) : LinesOfJournal(time_);
 }
 
 std::string EventTail::Hint() {

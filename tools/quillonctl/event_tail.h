@@ -3,7 +3,7 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -22,7 +22,7 @@ class EventTail {
 
   private:
     off_t offset_;
-    std::int64_t second_;
+    std::chrono::microseconds time_;  // since the epoch, as finely as the journal has it
 };
 
 }  // namespace quillonctl
