@@ -70,13 +70,14 @@ DWORD RemainingArpTime(DWORD now, DWORD posted, DWORD timeout) {
     return elapsed < timeout ? timeout - elapsed : 0;
 }
 
-void StartArpExpiry(DWORD timeout, ArpRemoveFunction remove) {
+bool StartArpExpiry(DWORD timeout, ArpRemoveFunction remove) {
     Remove = remove;
     Hurry = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     Waiting = 0;
     Ending = false;
     const auto parameter = reinterpret_cast<LPVOID>(static_cast<DWORD_PTR>(timeout));
     ArpThread = CreateThread(nullptr, 0, ArpExpiryThread, parameter, 0, &ArpThreadId);
+    return ArpThread != nullptr;
 }
 
 void PostArpExpiry(IpAddress localAddress, IpAddress clientAddress) {

@@ -14,8 +14,9 @@
 inline constexpr UINT ArpExpiryMessage = 0x8000;
 
 // Starts the thread. The time-out, in milliseconds, and the helper's entry point hold until it is stopped.
-// To be called before any request is served.
-void StartArpExpiry(DWORD timeout, ArpRemoveFunction remove);
+// To be called before any request is served. False with the last error set if there is no thread to be had:
+// entries then stay.
+bool StartArpExpiry(DWORD timeout, ArpRemoveFunction remove);
 
 // Asks for the removal of an entry. May be called from any thread. It waits up to some 20 ms for room in the
 // queue, which only a thread that hangs in the helper doesn't make; then the entry stays.

@@ -271,7 +271,8 @@ void ArmAddressChange(OVERLAPPED* overlapped, HANDLE* handle) {
     if (overlapped->hEvent != UnarmedEvent()) CloseHandle(overlapped->hEvent);
     overlapped->Internal = 0;
     overlapped->hEvent = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    NotifyAddrChange(handle, overlapped);
+    const DWORD error = NotifyAddrChange(handle, overlapped);
+    if (error != ERROR_IO_PENDING) LogEventError(EVENT_SYSTEM_ERROR, error);
 }
 
 int AddressChanged(OVERLAPPED* overlapped) {

@@ -26,10 +26,13 @@ bool IsPoolEnding() {
     return Ending.load();
 }
 
-void MakePoolMutexes() {
+bool MakePoolMutexes() {
     for (std::atomic<HANDLE>* mutex :
-         {&ListenerMutex, &ThreadCountMutex, &ListenerHandleMutex, &ClientListMutex})
+         {&ListenerMutex, &ThreadCountMutex, &ListenerHandleMutex, &ClientListMutex}) {
         *mutex = CreateMutexA(nullptr, FALSE, nullptr);
+        if (*mutex == nullptr) return false;
+    }
+    return true;
 }
 
 bool HoldReception(DWORD milliseconds) {

@@ -48,7 +48,8 @@ bool BeginPoolEnd();
 bool IsPoolEnding();
 
 // The handles keep their values when the tear-down closes them: a thread that asks for one then is refused.
-void MakePoolMutexes();
+// False with the last error set if there is no memory for one.
+bool MakePoolMutexes();
 
 // Holds a mutex to the end of the scope, if it could be had within `milliseconds`; one whose owner has ended
 // counts.

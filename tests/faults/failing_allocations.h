@@ -16,10 +16,10 @@ class FailingAllocation {
     static bool HasFailed();
 };
 
-// Runs `attempt` with each of its allocations failing in turn, until it runs without. Returns how many there
-// were.
+// Runs `attempt` with each of its allocations, or every `step`th, failing in turn, until it runs without.
+// Returns how many there were.
 template <class Attempt>
-long FailEachAllocation(Attempt attempt) {
-    for (long nth = 1;; ++nth)
+long FailEachAllocation(Attempt attempt, long step = 1) {
+    for (long nth = 1;; nth += step)
         if (!attempt(nth)) return nth - 1;
 }

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+#include "diagnostics/event_report.h"
+#include "diagnostics/messages.h"
 #include "platform/stop_bounds.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
@@ -70,6 +72,11 @@ HANDLE BeginService() {
 
 void RunService() {
     const HANDLE thread = BeginService();
+    if (thread == nullptr) {
+        const DWORD error = GetLastError();
+        LogEventError(EVENT_SYSTEM_ERROR, error, AllEvents);
+        ReportServiceStatus(SERVICE_STOPPED, error, 0, 0);
+    }
     if (thread != nullptr && ReportServiceStatus(SERVICE_RUNNING, NO_ERROR, 0, 0)) {
         WaitForSingleObject(StopEvent, INFINITE);
         ReportServiceEnd();
@@ -78,11 +85,24 @@ void RunService() {
     if (thread != nullptr) CloseHandle(thread);
 }
 
+// For whoever reads the output of the program, a journal for one.
+int PrintFailure(DWORD error) {
+    char text[256] = {};
+    FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, error, 0, text, sizeof text, nullptr);
+    std::fprintf(stderr, "Quillon ended with error %u: %s\n", static_cast<unsigned>(error), text);
+    return 1;
+}
+
 int RunUnderManager() {
     HostEnded = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    if (HostEnded == nullptr) {
+        const DWORD error = GetLastError();
+        LogEventError(EVENT_SYSTEM_ERROR, error, AllEvents);
+        return PrintFailure(error);
+    }
     char name[] = "Quillon";
     const SERVICE_TABLE_ENTRYA table[] = {{name, ServiceMain}, {nullptr, nullptr}};
-    if (!StartServiceCtrlDispatcherA(table)) return 1;
+    if (!StartServiceCtrlDispatcherA(table)) return PrintFailure(GetLastError());
     // The stop control reports STOPPED before the tear-down has run.
     WaitForSingleObject(HostEnded, ProcessStaySeconds * 1000);
     return 0;

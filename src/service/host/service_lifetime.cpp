@@ -69,9 +69,12 @@ DWORD Start(AddressWatch* watch) {
     const DWORD loaded = LoadFirstGeneration();
     if (loaded == LoadInterrupted || (loaded == LoadOk && LoadsInterrupted)) return 0;
     if (loaded != LoadOk) return loaded;
-    MakePoolMutexes();
+    if (!MakePoolMutexes()) {
+        ReportSystemError();
+        return LoadListNoMemory;
+    }
     if (const DWORD code = StartSockets()) return code;
-    StartArpExpiry(LiveParameters.StaticArpTimeout, LiveParameters.ArpRemove);
+    if (!StartArpExpiry(LiveParameters.StaticArpTimeout, LiveParameters.ArpRemove)) ReportSystemError();
     if (const DWORD code = TakeHostName()) return code;
     ArmAddressChange(&watch->overlapped, &watch->handle);
     if (const DWORD code = BindAllInterfaces()) return code;

@@ -12,6 +12,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/linux/events/event_writer.h"
 #include "platform/linux/events/system_text.h"
 #include "platform/linux/faces/handle.h"
 #include "platform/linux/faces/thread.h"
@@ -58,8 +59,10 @@ ServiceDispatcher& ServiceDispatcher::Instance() {
 }
 
 DWORD ServiceDispatcher::Run(const SERVICE_TABLE_ENTRYA& service) {
-    if (const DWORD error = Connect(); error != ERROR_SUCCESS) return error;
-    DWORD error = ERROR_SUCCESS;
+    DWORD error = Connect();
+    if (error == ERROR_FAILED_SERVICE_CONTROLLER_CONNECT || error == ERROR_SERVICE_ALREADY_RUNNING)
+        return error;
+    if (error != ERROR_SUCCESS) return Complain("No way to the service manager", error);
     try {
         error = RunConnected(service);
     } catch (...) {
@@ -109,10 +112,12 @@ DWORD ServiceDispatcher::Prepare(ControlServer& control) {
     return error == ERROR_SUCCESS ? error : Complain("No control socket at " + path, error);
 }
 
-// To the manager and to whoever started the process by hand: there is no service yet that could report it.
+// To the event log, the manager and whoever started the process by hand: there is no service yet that could
+// report it.
 DWORD ServiceDispatcher::Complain(const std::string& what, DWORD error) try {
     const std::string complaint = what + ", error " + std::to_string(error) + ": " + SystemText(error);
     std::fprintf(stderr, "%s\n", complaint.c_str());
+    ReportLayerError(complaint);
     const std::lock_guard guard(lock_);
     Notify("STATUS=" + complaint);
     return error;

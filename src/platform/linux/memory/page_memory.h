@@ -7,8 +7,5 @@
 void* MapPages(std::size_t bytes);
 void UnmapPages(void* pages, std::size_t bytes);
 
-// Addresses that nobody else gets and behind which there is no memory yet; null if there are not so many.
-std::byte* ReserveAddresses(std::size_t bytes);
-
-// Puts memory behind some of them; both figures are multiples of 64 KiB. False if there is none.
-bool CommitPages(std::byte* start, std::size_t bytes);
+// The same, for pages whose content keeps what it points to from counting as a leak.
+void* MapLeakRoots(std::size_t bytes);

@@ -30,9 +30,11 @@ ssize_t ReceiveUninterrupted(mnl_socket* handle, void* buffer, std::size_t size)
 }  // namespace
 
 std::unique_ptr<NetlinkSocket> NetlinkSocket::Open(unsigned groups) {
-    mnl_socket* handle = mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC);
-    if (handle == nullptr) return nullptr;
-    std::unique_ptr<NetlinkSocket> opened(new NetlinkSocket(handle));
+    std::unique_ptr<mnl_socket, int (*)(mnl_socket*)> owned(mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC),
+                                                            mnl_socket_close);
+    if (owned == nullptr) return nullptr;
+    std::unique_ptr<NetlinkSocket> opened(new NetlinkSocket(owned.get()));
+    mnl_socket* handle = owned.release();
     if (mnl_socket_bind(handle, groups, MNL_SOCKET_AUTOPID) < 0) return nullptr;
     if (groups == 0) {
         const timeval limit{.tv_sec = kAnswerSeconds, .tv_usec = 0};

@@ -1,5 +1,6 @@
 #include "platform/linux/objects/object.h"
 
+#include <array>
 #include <mutex>
 #include <optional>
 
@@ -36,8 +37,8 @@ namespace {
 
 constexpr std::uint64_t kOpen = std::uint64_t{1} << 31;
 constexpr std::uint32_t kGenerations = std::uint32_t{1} << 30;
-constexpr std::size_t kMostSlots = std::size_t{1} << 24;
-constexpr std::size_t kStep = 16384;  // by which the table grows
+constexpr std::size_t kChunkSlots = 4096;
+constexpr std::size_t kMostChunks = 4096;
 
 // Values are multiples of 4, as on Windows, never 0, and never negative as the pseudo handles and predefined
 // keys are.
@@ -61,7 +62,10 @@ class HandleTable {
         return OpenAt(slot, object.Detach());
     }
 
-    void Prefetch(HANDLE handle) const { __builtin_prefetch(slots_ + IndexOf(handle)); }
+    void Prefetch(HANDLE handle) const {
+        if (IndexOf(handle) < used_.load(std::memory_order_acquire))
+            __builtin_prefetch(SlotAt(IndexOf(handle)));
+    }
 
     Ref<Object> LookUp(HANDLE handle) {
         HandleSlot* slot = nullptr;
@@ -126,12 +130,15 @@ class HandleTable {
     }
 
   private:
+    // Of a place that has been used, which is where its chunk is known.
+    HandleSlot* SlotAt(std::size_t index) const { return chunks_[index / kChunkSlots] + index % kChunkSlots; }
+
     Object* Pin(HANDLE handle, HandleSlot*& slot) {
         const auto value = reinterpret_cast<std::uintptr_t>(handle);
         const std::uint64_t generation = value >> 32;
         const std::size_t index = IndexOf(handle);
         if (value % 4 != 0 || index >= used_.load(std::memory_order_acquire)) return nullptr;
-        slot = slots_ + index;
+        slot = SlotAt(index);
         std::uint64_t state = slot->state.load(std::memory_order_relaxed);
         do {
             if (state >> 32 != generation || (state & kOpen) == 0) return nullptr;
@@ -174,28 +181,26 @@ class HandleTable {
     // The caller holds mutex_.
     HandleSlot* TakeNew() {
         const std::size_t index = used_.load(std::memory_order_relaxed);
-        if (index == committed_ && !Grow()) return nullptr;
-        HandleSlot* slot = new (slots_ + index) HandleSlot;
+        if (index % kChunkSlots == 0 && !Grow(index / kChunkSlots)) return nullptr;
+        HandleSlot* slot = new (SlotAt(index)) HandleSlot;
         slot->index = static_cast<std::uint32_t>(index);
         slot->state.store(std::uint64_t{1} << 32, std::memory_order_relaxed);
         used_.store(index + 1, std::memory_order_release);
         return slot;
     }
 
-    bool Grow() {
-        if (slots_ == nullptr)
-            slots_ = reinterpret_cast<HandleSlot*>(ReserveAddresses(kMostSlots * sizeof(HandleSlot)));
-        if (slots_ == nullptr || committed_ == kMostSlots) return false;
-        if (!CommitPages(reinterpret_cast<std::byte*>(slots_ + committed_), kStep * sizeof(HandleSlot)))
-            return false;
-        committed_ += kStep;
-        return true;
+    bool Grow(std::size_t chunk) {
+        if (chunk == kMostChunks) return false;
+        if (chunks_[chunk] == nullptr)
+            chunks_[chunk] = static_cast<HandleSlot*>(MapLeakRoots(kChunkSlots * sizeof(HandleSlot)));
+        return chunks_[chunk] != nullptr;
     }
 
-    HandleSlot* slots_ = nullptr;       // set before used_ is anything but 0
+    // The table grows by a chunk at a time, and a chunk stays: what a lookup reads of it was written before
+    // used_ covered it, and never changes.
+    std::array<HandleSlot*, kMostChunks> chunks_{};
     std::atomic<std::size_t> used_{0};  // grows
     std::mutex mutex_;                  // guards what follows, and growing
-    std::size_t committed_ = 0;
     HandleSlot* firstFree_ = nullptr;
     HandleSlot* lastFree_ = nullptr;
 };
