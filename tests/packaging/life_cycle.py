@@ -62,6 +62,9 @@ class LifeCycle(unittest.TestCase):
         self.assertIn(r'"ImagePath"=str(2):"/usr/sbin/quillon"', settings)
         self.assertIn(r'"DatabasePath"=str(2):".\\bootptab"', settings)
         self.assertNotIn("/tmp", settings)
+        parameters = settings[settings.index(r"\Quillon\Parameters]"):]
+        for value in ('"ReloadSources"="local"', '"LogSizeLimit"=dword:40000000', '"EventRepeatSeconds"=dword:0000003c'):
+            self.assertIn(value, parameters)
         self.assertEqual(machine.run("grep -c '^\\[.*-.*\\]' " + CLIENTS)[1], "1\n")
         machine.run("test ! -e /etc/systemd/system/quillon.service")
 
