@@ -46,11 +46,14 @@ struct FieldText {
         char* at = text;
         for (std::size_t i = 0; i < N && field[i] != '\0'; ++i) {
             const auto byte = static_cast<unsigned char>(field[i]);
-            if (IsControl(byte))
-                for (const char shown : {'\\', 'x', digits[byte >> 4], digits[byte & 15]})
-                    *at++ = shown;
-            else
+            if (!IsControl(byte)) {
                 *at++ = field[i];
+                continue;
+            }
+            *at++ = '\\';
+            *at++ = 'x';
+            *at++ = digits[byte >> 4];
+            *at++ = digits[byte & 15];
         }
         *at = '\0';
     }
