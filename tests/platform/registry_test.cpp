@@ -260,7 +260,7 @@ TEST(Registry, DeletesKeysWithoutSubkeys) {
                                    "]\n\"Start\"=dword:00000003\n" + ParametersHeading +
                                    "[HKEY_LOCAL_MACHINE\\B]\n\"y\"=\"1\"\n");
     EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, ServiceKey), 5);
-    EXPECT_EQ(RegDeleteKeyA(service, "parameters"), 0);
+    EXPECT_EQ(RegDeleteKeyA(OpenedKey(ServiceKey), "parameters"), 0);
     EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, ServiceKey), 0);
     EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, ServiceKey), 2);
     EXPECT_EQ(home.Read("registry.reg"), Head + "[HKEY_LOCAL_MACHINE\\B]\n\"y\"=\"1\"\n"s);
