@@ -222,6 +222,21 @@ TEST_F(SocketTest, SelectSeesWhatAnotherThreadHasReadAhead) {
     }
 }
 
+TEST_F(SocketTest, SelectTellsTheOthersWhenWhatWasReadAheadIsUsedUp) {
+    const SOCKET busy = OpenBound("127.0.0.1", kPort);
+    const SOCKET quiet = OpenBound("127.0.0.1", kPort + 1);
+    const SOCKET sender = OpenBound("127.0.0.1", kPort + 2);
+    for (unsigned i = 0; i < 3 * ReadAhead::kDepth; ++i)
+        ASSERT_EQ(Send(sender, "x", "127.0.0.1", kPort), 0);
+    ASSERT_EQ(ReceiveInto(busy, 10).result, 1);
+    ASSERT_EQ(Send(sender, "x", "127.0.0.1", kPort + 1), 0);
+    for (unsigned i = 1; i < ReadAhead::kDepth; ++i) {
+        ASSERT_THAT(*SelectFrom({busy, quiet}, 0s), ElementsAre(busy)) << i;
+        ASSERT_EQ(ReceiveInto(busy, 10).result, 1);
+    }
+    EXPECT_THAT(*SelectFrom({busy, quiet}, 0s), ElementsAre(busy, quiet));
+}
+
 TEST_F(SocketTest, WhatWasReadAheadGoesWithTheSocket) {
     const SOCKET receiver = OpenBound("127.0.0.1", kPort);
     const SOCKET sender = OpenBound("127.0.0.1", kPort + 1);

@@ -97,6 +97,9 @@ class Binding : public testing::Test {
 };
 
 TEST_F(Binding, DropsWhatItCannotHaveAndKeepsTheTablesInStep) {
+    SOCKET shared = 0;
+    EXPECT_EQ(OpenBoundSocket(&shared, Port, {{127, 0, 0, 9}}, 1), 0);
+    closesocket(shared);
     const std::string line = "** Bound to: 127.0.0.2, 127.0.0.3.\r\n\r\n";
     for (const char* list : {"127.0.0.2,127.0.0.3", "127.0.0.9,127.0.0.2,bad,127.0.0.3",
                              "127.0.0.2,127.0.0.9,127.0.0.3", "127.0.0.2,127.0.0.3,127.0.0.9"}) {

@@ -3,8 +3,12 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstring>
+#include <optional>
 
+#include "arp/arp_expiry.h"
+#include "platform/network_namespace.h"
 #include "request/interfaces.h"
 #include "service/server_parameters.h"
 #include "service/temporary_home.h"
@@ -174,6 +178,81 @@ TEST_F(DeliveryOnLoopback, ARelayedReplyNeedsNoHelper) {
     context.packet->op = NoBroadcast;
     EXPECT_EQ(Deliver(true, true), "*Default: DD;succeeded   *Status: Reply successfully sent")
         << "the entry's wish counts for the status here as well";
+}
+
+int RemovedEntries;
+
+int CountRemoval(const char*, const char*) {
+    ++RemovedEntries;
+    return 1;
+}
+
+// A server with 10.1.0.1/24 on a cable, and no other way out.
+class DeliveryOnACable : public DeliveryOnLoopback {
+  protected:
+    void SetUp() override {
+        here = NetworkNamespace::Create();
+        there = NetworkNamespace::Create();
+        if (!here || !there)
+            GTEST_SKIP() << "making a network namespace takes privileges that this process doesn't have";
+        stay.emplace(*here);
+        Shell("ip link add lan type veth peer name eth0 netns " + there->Path());
+        Shell("ip addr add 10.1.0.1/24 dev lan && ip link set lan up");
+        DeliveryOnLoopback::SetUp();
+        const int on = 1;
+        ASSERT_EQ(OpenBoundSocket(&context.socket, 0, {{10, 1, 0, 1}}, 0), 0);
+        ASSERT_EQ(setsockopt(context.socket, SOL_SOCKET, SO_BROADCAST, reinterpret_cast<const char*>(&on),
+                             sizeof on),
+                  0);
+        const NetworkNamespace::Visit visit(*there);
+        Shell("ip addr add 10.1.0.9/24 dev eth0 && ip link set eth0 up");
+    }
+    void TearDown() override {
+        if (stay) DeliveryOnLoopback::TearDown();
+    }
+
+    std::optional<NetworkNamespace> here, there;
+    std::optional<NetworkNamespace::Visit> stay;
+};
+
+TEST_F(DeliveryOnACable, TheSecondSendKeepsThePortAndLeavesTheArpEntry) {
+    constexpr IpAddress Present = {{10, 1, 0, 9}};
+    constexpr IpAddress Unreachable = {{192, 0, 2, 1}};
+    const struct {
+        const char* name;
+        bool relayed;
+        DWORD useClientPort;
+        IpAddress address;
+        std::uint16_t port;
+        int removed;
+        const char* status;
+    } cases[] = {
+        {"sent at once", false, 1, Present, 2000, 1,
+         "*Default: DD;succeeded   *Status: Reply successfully sent"},
+        {"to the client's own port", false, 1, Unreachable, 2000, 0,
+         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
+        {"to the port of clients", false, 0, Unreachable, 68, 0,
+         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
+        {"to the port of relay agents", true, 1, Unreachable, 67, 0,
+         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
+    };
+    HelperAnswer = ArpAddCreated;
+    context.from.sin_port = htons(2000);
+    for (const auto& row : cases) {
+        std::optional<PlainSocket> receiver;
+        {
+            const NetworkNamespace::Visit visit(*there);
+            receiver.emplace("", row.port);
+        }
+        RemovedEntries = 0;
+        StartArpExpiry(0, CountRemoval);
+        context.packet->yiaddr = context.packet->giaddr = row.address;
+        parameters.UseClientSrcPort = row.useClientPort;
+        EXPECT_EQ(Deliver(false, row.relayed), row.status) << row.name;
+        EXPECT_TRUE(receiver->Receive(std::chrono::seconds(10))) << row.name;
+        StopArpExpiry();
+        EXPECT_EQ(RemovedEntries, row.removed) << row.name;
+    }
 }
 
 }  // namespace

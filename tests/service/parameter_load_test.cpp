@@ -321,6 +321,9 @@ TEST_F(ParameterLoad, TheKeysThatAreMissingHaveTheirOwnAnswers) {
     EXPECT_STREQ(name, "MaxDaemonThreads");
     EXPECT_STREQ(record.LocalAddrs, "10.0.0.1");
     EXPECT_EQ(record.StaticArpTimeout, 2000u);
+    home.WriteRegistry({"\"StaticArpTimeout\"=dword:00418938"});  // in milliseconds 704 too many for 32 bits
+    ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, ServiceKey, ParametersKey, AgentKey);
+    EXPECT_EQ(record.StaticArpTimeout, 4294967000u);
 }
 
 // The texts have 260 bytes with their NUL. What is there and can't be used is told; it counts as missing.

@@ -3,7 +3,7 @@
 import socket
 
 from harness import bootp
-from harness.case import SystemTest, main
+from harness.case import SystemTest, main, program
 from harness.database import bootptab
 from harness.service import Service
 from harness.wire import Station
@@ -63,6 +63,21 @@ class ChosenAddresses(SystemTest):
         station = Station(self, machine, "eth0", MAC)
         station.send(bootp.request(MAC))
         self.assertEqual({answer.source for answer in station.replies_within(1)}, {"10.1.0.1", "10.1.0.3"})
+
+    def test_the_last_of_several_that_are_ready_goes_first(self):
+        addresses = ["10.1.0.1", "10.1.0.2", "10.1.0.3"]
+        server, _ = self.cable(MAC, *(f"{address}/24" for address in addresses))
+        service = Service(self, server, bootptab({MAC: {"IP Address": "10.1.0.31"}}),
+                          LocalAddrs=",".join(addresses), MaxDaemonThreads=0)
+        asking = server.socket()
+        self.addCleanup(asking.close)
+        server.run(program("quillonctl"), "pause", env=service.environment())
+        for address in (addresses[1], addresses[0], addresses[2]):  # the first may have woken the listener alone
+            asking.sendto(bootp.request(MAC), (address, 67))
+        server.run(program("quillonctl"), "continue", env=service.environment())
+        service.await_trace(bootp.section_name(MAC), count=3)
+        order = [trace["Packet received on local address"] for trace in service.traces()]
+        self.assertLess(order.index(addresses[2]), order.index(addresses[0]), order)
 
 
 if __name__ == "__main__":

@@ -46,8 +46,8 @@ std::optional<AddressRow> ParseAddressRow(const nlmsghdr& message) {
 }
 
 int ReadAddressTable(std::vector<AddressRow>& table) {
-    // The kernel ends a dump with EINTR if the table changed meanwhile; a table that never rests is told as
-    // that.
+    // The kernel ends a dump with EINTR if the table changed meanwhile; a table that never rests is returned
+    // as that.
     constexpr int kAttempts = 16;
     int error = EINTR;
     for (int attempt = 0; attempt < kAttempts && error == EINTR; ++attempt) {
@@ -69,17 +69,23 @@ const AddressRow* FindAddress(const std::vector<AddressRow>& table, std::uint32_
     return found == table.end() ? nullptr : &*found;
 }
 
+std::optional<LinkFacts> ParseLink(const nlmsghdr& message) {
+    if (message.nlmsg_type != RTM_NEWLINK || mnl_nlmsg_get_payload_len(&message) < sizeof(ifinfomsg))
+        return std::nullopt;
+    const auto attributes = ParseAttributes<IFLA_ADDRESS>(message, sizeof(ifinfomsg));
+    LinkFacts link;
+    link.flags = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(&message))->ifi_flags;
+    if (attributes[IFLA_ADDRESS] != nullptr)
+        link.addressLength = mnl_attr_get_payload_len(attributes[IFLA_ADDRESS]);
+    return link;
+}
+
 int ReadLink(NetlinkSocket& netlink, std::uint32_t interfaceIndex, LinkFacts& link) {
     NetlinkRequest request(RTM_GETLINK);
     auto* fixed = request.Add<ifinfomsg>();
     fixed->ifi_family = AF_UNSPEC;
     fixed->ifi_index = static_cast<int>(interfaceIndex);
     return netlink.Exchange(request.Header(), [&link](const nlmsghdr& message) {
-        if (message.nlmsg_type != RTM_NEWLINK || mnl_nlmsg_get_payload_len(&message) < sizeof(ifinfomsg))
-            return;
-        link.flags = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(&message))->ifi_flags;
-        const auto attributes = ParseAttributes<IFLA_ADDRESS>(message, sizeof(ifinfomsg));
-        link.addressLength =
-            attributes[IFLA_ADDRESS] == nullptr ? 0 : mnl_attr_get_payload_len(attributes[IFLA_ADDRESS]);
+        if (const auto found = ParseLink(message)) link = *found;
     });
 }

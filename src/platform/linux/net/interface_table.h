@@ -1,4 +1,4 @@
-// The machine's IPv4 addresses and the interfaces that own them, as the kernel tells them. Within the layer
+// The machine's IPv4 addresses and the interfaces that own them, as the kernel reports them. Within the layer
 // and the ARP helper. Addresses are the four wire bytes.
 #pragma once
 
@@ -31,6 +31,9 @@ struct LinkFacts {
     unsigned flags = 0;          // IFF_...
     unsigned addressLength = 0;  // of its hardware address, in bytes
 };
+
+// What a message of RTM_NEWLINK says; nothing if it is another.
+std::optional<LinkFacts> ParseLink(const nlmsghdr& message);
 
 // 0, or a number of errno.
 int ReadLink(NetlinkSocket& netlink, std::uint32_t interfaceIndex, LinkFacts& link);

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int kAnswerSeconds = 2;
+constexpr int kReplySeconds = 2;
 constexpr std::size_t kAnswerSize = 16384;
 
 int HandOver(const nlmsghdr* message, void* onMessage) {
@@ -20,14 +20,44 @@ void* AsUserData(const NetlinkSocket::OnMessage& onMessage) {
     return const_cast<NetlinkSocket::OnMessage*>(&onMessage);
 }
 
-ssize_t ReceiveUninterrupted(mnl_socket* handle, void* buffer, std::size_t size) {
+// What the kernel itself sent: another process with the privilege could write to the socket, too. A message
+// that is cut fails with ENOSPC.
+ssize_t ReceiveFromKernel(mnl_socket* handle, void* buffer, std::size_t size) {
     for (;;) {
-        const ssize_t length = mnl_socket_recvfrom(handle, buffer, size);
-        if (length >= 0 || errno != EINTR) return length;
+        sockaddr_nl sender{};
+        iovec place{buffer, size};
+        msghdr message{};
+        message.msg_name = &sender;
+        message.msg_namelen = sizeof sender;
+        message.msg_iov = &place;
+        message.msg_iovlen = 1;
+        const ssize_t length = recvmsg(mnl_socket_get_fd(handle), &message, 0);
+        if (length < 0 && errno != EINTR) return length;
+        if (length < 0 || message.msg_namelen != sizeof sender || sender.nl_pid != 0) continue;
+        if ((message.msg_flags & MSG_TRUNC) == 0) return length;
+        errno = ENOSPC;
+        return -1;
     }
 }
 
 }  // namespace
+
+int HandOverMessages(const void* received, std::size_t length, unsigned sequence, unsigned port,
+                     const NetlinkSocket::OnMessage& onMessage) {
+    // The library takes one message at a time: it compares lengths as signed numbers, so one of 2 GiB and
+    // more would pass. It reads to the next multiple of four, too, which is where the kernel's messages end.
+    const auto* next = static_cast<const char*>(received);
+    int outcome = MNL_CB_OK;
+    while (length >= sizeof(nlmsghdr) && outcome > MNL_CB_STOP) {
+        const std::size_t own = reinterpret_cast<const nlmsghdr*>(next)->nlmsg_len;
+        const std::size_t step = MNL_ALIGN(own);
+        if (own < sizeof(nlmsghdr) || step > length) break;
+        outcome = mnl_cb_run(next, own, sequence, port, HandOver, AsUserData(onMessage));
+        next += step;
+        length -= step;
+    }
+    return outcome;
+}
 
 std::unique_ptr<NetlinkSocket> NetlinkSocket::Open(unsigned groups) {
     std::unique_ptr<mnl_socket, int (*)(mnl_socket*)> owned(mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC),
@@ -37,7 +67,7 @@ std::unique_ptr<NetlinkSocket> NetlinkSocket::Open(unsigned groups) {
     mnl_socket* handle = owned.release();
     if (mnl_socket_bind(handle, groups, MNL_SOCKET_AUTOPID) < 0) return nullptr;
     if (groups == 0) {
-        const timeval limit{.tv_sec = kAnswerSeconds, .tv_usec = 0};
+        const timeval limit{.tv_sec = kReplySeconds, .tv_usec = 0};
         setsockopt(mnl_socket_get_fd(handle), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
     return opened;
@@ -56,17 +86,17 @@ int NetlinkSocket::Exchange(nlmsghdr* request, const OnMessage& onMessage) {
 
     alignas(nlmsghdr) std::array<char, kAnswerSize> buffer;
     for (;;) {
-        const ssize_t length = ReceiveUninterrupted(handle_, buffer.data(), buffer.size());
+        const ssize_t length = ReceiveFromKernel(handle_, buffer.data(), buffer.size());
         if (length <= 0) {
             usable_ = false;
             return length < 0 && errno != EAGAIN ? errno : ETIMEDOUT;
         }
-        const int outcome = mnl_cb_run(buffer.data(), static_cast<std::size_t>(length), sequence_,
-                                       mnl_socket_get_portid(handle_), HandOver, AsUserData(onMessage));
+        const int outcome = HandOverMessages(buffer.data(), static_cast<std::size_t>(length), sequence_,
+                                             mnl_socket_get_portid(handle_), onMessage);
         if (outcome == MNL_CB_STOP) return 0;
         if (outcome > 0 && !isLong) return 0;
         if (outcome < 0) {
-            // EINTR: the table changed while it was read, and the rest of the old answer may still come.
+            // EINTR: the table changed while it was read, and the rest of the old reply may still come.
             usable_ = errno != EINTR && errno != EPROTO && errno != ESRCH;
             return errno;
         }
@@ -75,10 +105,9 @@ int NetlinkSocket::Exchange(nlmsghdr* request, const OnMessage& onMessage) {
 
 int NetlinkSocket::Receive(const OnMessage& onMessage) {
     alignas(nlmsghdr) std::array<char, kAnswerSize> buffer;
-    const ssize_t length = ReceiveUninterrupted(handle_, buffer.data(), buffer.size());
+    const ssize_t length = ReceiveFromKernel(handle_, buffer.data(), buffer.size());
     if (length < 0) return errno;
-    const int outcome =
-        mnl_cb_run(buffer.data(), static_cast<std::size_t>(length), 0, 0, HandOver, AsUserData(onMessage));
+    const int outcome = HandOverMessages(buffer.data(), static_cast<std::size_t>(length), 0, 0, onMessage);
     return outcome < 0 ? errno : 0;
 }
 
@@ -86,7 +115,7 @@ bool NetlinkSocket::Discard() {
     std::array<char, kAnswerSize> buffer;
     bool found = false;
     for (;;) {
-        // An overrun is told as an error, and is news like any other.
+        // An overrun is returned as an error, and is news like any other.
         const ssize_t length = recv(mnl_socket_get_fd(handle_), buffer.data(), buffer.size(), MSG_DONTWAIT);
         if (length < 0 && errno == EAGAIN) return found;
         if (length < 0 && errno != ENOBUFS && errno != EINTR) return true;

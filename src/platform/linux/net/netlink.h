@@ -1,7 +1,8 @@
-// Requests to the kernel's routing tables (rtnetlink) and what it answers. Within the layer and the ARP
+// Requests to the kernel's routing tables (rtnetlink) and what it returns. Within the layer and the ARP
 // helper.
 //
-// A socket serves one thread at a time. Failures are told as numbers of errno.
+// A socket serves one thread at a time, and takes messages of the kernel only. Failures are returned as
+// numbers of errno.
 #pragma once
 
 #include <libmnl/libmnl.h>
@@ -23,19 +24,20 @@ class NetlinkSocket {
 
     using OnMessage = std::function<void(const nlmsghdr&)>;
 
-    // Sends the request and hands over each message of the answer: one for a plain request, and all up to the
+    // Sends the request and hands over each message of the reply: one for a plain request, and all up to the
     // end for one with NLM_F_DUMP or NLM_F_ACK. 0, else what the kernel refused the request with; ETIMEDOUT
-    // if it stays silent. After a failure other than a refusal the socket may hold a late answer, so
+    // if it stays silent. After a failure other than a refusal the socket may hold a late reply, so
     // `IsUsable` turns false and the owner opens a new one.
     int Exchange(nlmsghdr* request, const OnMessage& onMessage);
 
     // Waits for the next notices of the subscribed groups. ENOBUFS: some have been lost.
     int Receive(const OnMessage& onMessage);
 
-    // Takes the notices that have come so far, without waiting. Answers whether there were any.
+    // Takes the notices that have come so far, without waiting. Returns whether there were any.
     bool Discard();
 
     bool IsUsable() const { return usable_; }
+    unsigned Port() const { return mnl_socket_get_portid(handle_); }  // its own address
 
   private:
     explicit NetlinkSocket(mnl_socket* handle) : handle_(handle) {}
@@ -44,6 +46,12 @@ class NetlinkSocket {
     std::uint32_t sequence_ = 0;
     bool usable_ = true;
 };
+
+// Hands over each message in what was received, up to the first whose length doesn't fit. More than 0: more
+// may follow; 0: the reply is complete; -1 with errno. Messages of another `sequence` or `port` are an error,
+// unless those are 0. `received` is aligned as nlmsghdr is.
+int HandOverMessages(const void* received, std::size_t length, unsigned sequence, unsigned port,
+                     const NetlinkSocket::OnMessage& onMessage);
 
 // One request under construction: the header, one fixed structure and room for attributes.
 class NetlinkRequest {
