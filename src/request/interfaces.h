@@ -30,14 +30,14 @@ inline constexpr DWORD BindBroadcastFailed = 20;
 // StopReception() it binds nothing.
 DWORD BindAllInterfaces();
 
-// From the last system row to the first, 50 at most. Answers 1, or 0 on failure.
+// From the last system row to the first, 50 at most. Returns 1, or 0 on failure.
 int EnumerateLocalAddresses(DWORD* count, IpAddress* table);
 
-// The pieces of a comma list that are addresses, in order; an empty piece ends the list, 50 at most. Answers
+// The pieces of a comma list that are addresses, in order; an empty piece ends the list, 50 at most. Returns
 // their count.
 DWORD ParseLocalAddresses(const char* list, IpAddress* table);
 
-// Answers 0, or the Windows Sockets error with *slot set to 0.
+// Returns 0, or the Windows Sockets error with *slot set to 0.
 int OpenBoundSocket(SOCKET* slot, WORD port, IpAddress address, int reuse);
 
 // Closes the SocketCount entries, from last to first.
@@ -70,7 +70,7 @@ struct AddressWatch {
 void ArmAddressChange(OVERLAPPED* overlapped, HANDLE* handle);
 int AddressChanged(OVERLAPPED* overlapped);
 
-// Answers 1 if another local interface sits on the subnet of the finished reply's client, and stores its
-// index; 0 otherwise. Reads nothing behind `length`: a mask that is cut there is none, so that every
-// interface that heard the request answers it.
+// Returns 1 if another local interface sits on the subnet of the finished reply's client, and stores its
+// index; 0 otherwise. Reads nothing beyond `length`: a mask that is cut there is none, so that every
+// interface that heard the request sends a reply.
 int IsBetterInterface(DWORD* interfaceIndex, const BootPacket* packet, LONG length);

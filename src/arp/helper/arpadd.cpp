@@ -164,7 +164,7 @@ std::optional<std::uint32_t> ParseAddress(const char* text) {
 
 }  // namespace
 
-// The address of the bytes isn't needed: what stands behind the net address is `mediaAddress`, also if the
+// The address of the bytes isn't needed: what belongs to the net address is `mediaAddress`, also if the
 // two differ.
 extern "C" [[gnu::visibility("default")]] int ArpAdd(const char* localAddress, const char* clientAddress,
                                                      const char* mediaAddress,

@@ -1,5 +1,5 @@
 // Which interface owns a local address, and what it needs to reach its neighbours. Kept until the kernel
-// tells that anything about addresses or links has changed, so that asking costs one short system call.
+// reports that anything about addresses or links has changed, so that asking costs one short system call.
 //
 // One object serves one thread at a time. Addresses are the four wire bytes.
 #pragma once

@@ -132,7 +132,7 @@ int AddressMonitor::ReceiveChanges(bool& changed) try {
     return ENOBUFS;
 }
 
-// A lease that is renewed is told like a new address, though nothing in the table changes.
+// A lease that is renewed is reported like a new address, though nothing in the table changes.
 bool AddressMonitor::Apply(const nlmsghdr& message) {
     const auto row = ParseAddressRow(message);
     if (!row) return false;

@@ -47,12 +47,12 @@ int OpenBroadcast(const sockaddr_in& own, std::uint32_t broadcast, std::uint32_t
     sockaddr_in address = own;
     address.sin_addr.s_addr = broadcast;
     const int error = OpenInterfaceDescriptor(address, interfaceIndex, InterfaceLimit::Binding, descriptor);
-    // Kernels that let nobody but the privileged bind to an interface, or that don't know the option.
+    // Kernels that let only the privileged bind to an interface, or that don't know the option.
     if (error != EPERM && error != ENOPROTOOPT) return error;
     return OpenInterfaceDescriptor(address, interfaceIndex, InterfaceLimit::Filter, descriptor);
 }
 
-bool IsNobodysAddress(std::uint32_t address, const std::vector<AddressRow>& table) {
+bool IsBroadcastOrMulticast(std::uint32_t address, const std::vector<AddressRow>& table) {
     if (address == INADDR_BROADCAST || IN_MULTICAST(ntohl(address))) return true;
     for (const AddressRow& row : table) {
         if (row.broadcast == address) return true;
@@ -79,7 +79,7 @@ int OpenInterfaceDescriptor(const sockaddr_in& address, std::uint32_t interfaceI
     int error = OpenDatagramDescriptor(descriptor);
     // Each address of the interface has such a descriptor, all bound to the same.
     if (error == 0) error = SetOption(descriptor, SOL_SOCKET, SO_REUSEADDR, 1);
-    // An interface that is down has no route for its broadcasts yet, and nobody tells when it goes up.
+    // An interface that is down has no route for its broadcasts yet, and nothing reports when it goes up.
     if (error == 0) error = SetOption(descriptor, IPPROTO_IP, IP_FREEBIND, 1);
     // Ahead of the binding, so that nothing of another interface slips in between.
     if (error == 0) error = LimitToInterface(descriptor, interfaceIndex, limit);
@@ -95,7 +95,7 @@ int OpenBroadcastDescriptors(const sockaddr_in& own, BroadcastDescriptors& broad
     std::vector<AddressRow> table;
     if (const int error = ReadAddressTable(table); error != 0) return error;
     const AddressRow* row = FindAddress(table, address);
-    if (row == nullptr) return IsNobodysAddress(address, table) ? EADDRNOTAVAIL : 0;
+    if (row == nullptr) return IsBroadcastOrMulticast(address, table) ? EADDRNOTAVAIL : 0;
 
     const auto netlink = NetlinkSocket::Open();
     if (netlink == nullptr) return errno;

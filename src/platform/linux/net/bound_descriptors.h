@@ -1,4 +1,4 @@
-// The kernel's descriptors behind a SOCKET. Within the layer; failures are told as numbers of errno.
+// The kernel's descriptors of a SOCKET. Within the layer; failures are returned as numbers of errno.
 //
 // A UDP descriptor that is bound to an address receives no broadcast on Linux, so a SOCKET has up to two more
 // that take the broadcasts of the interface that owns its address. Each of them gets its own copy of a

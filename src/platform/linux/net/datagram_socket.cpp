@@ -125,7 +125,7 @@ int DatagramSocket::TryReceive(void* buffer, std::size_t size, sockaddr_in& from
     return 0;
 }
 
-// The kernel wakes nobody for a datagram that it has handed over.
+// The kernel wakes no thread for a datagram that it has handed over.
 void DatagramSocket::NoteReadAhead(bool isThere) {
     if (isThere == HasReadAhead()) return;
     hasReadAhead_.store(isThere);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr DWORD kReassemblyBytes = 65535;
 constexpr WORD kPrimaryAddress = 1;
-// As Windows tells it: not the address but the lowest bit of the kind, all ones.
+// As Windows reports it: not the address but the lowest bit of the kind, all ones.
 constexpr DWORD kBroadcastIsAllOnes = 1;
 
 MIB_IPADDRROW AsTableRow(const AddressRow& row) {

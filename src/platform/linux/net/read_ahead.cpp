@@ -11,7 +11,7 @@
 namespace {
 
 constexpr std::size_t kLargestDatagram = 65536;
-// Addresses without memory behind them until a datagram of that size comes. The step isn't a power of two, or
+// Addresses without memory until a datagram of that size comes. The step isn't a power of two, or
 // the beginnings of all of them would compete for the same lines of the cache.
 constexpr std::size_t kStep = kLargestDatagram + 640;
 constexpr std::size_t kStorage = kStep * ReadAhead::kDepth;

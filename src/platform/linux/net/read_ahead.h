@@ -25,7 +25,7 @@ class ReadAhead {
     // called when all has been taken.
     int Fill(int descriptor);
 
-    // Takes out the first one, cut to `size` bytes, and answers its whole length. There has to be one.
+    // Takes out the first one, cut to `size` bytes, and returns its whole length. There has to be one.
     std::size_t Take(void* buffer, std::size_t size, sockaddr_in& from);
 
   private:

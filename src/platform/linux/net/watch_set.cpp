@@ -65,7 +65,7 @@ class WatchSet {
     bool IsRetired() const { return retired_.load(std::memory_order_acquire); }
     bool HasWaiters() const { return waiters_.load() != 0; }
 
-    // Those of the sockets that have a datagram for which nobody needs to ask the kernel. Only when there are
+    // Those of the sockets that have a datagram for which the kernel need not be asked. Only when there are
     // none do the others get their turn, which is soon: little is read ahead.
     int CollectReadAhead(UINT_PTR* readable) const;
 
@@ -144,7 +144,7 @@ bool WatchSet::Has(const DatagramSocket& socket) const {
 
 void WatchSet::Retire() {
     retired_.store(true, std::memory_order_release);
-    // Nobody takes it back, so it wakes every thread that waits and every one that is about to.
+    // It is never taken back, so it wakes every thread that waits and every one that is about to.
     eventfd_write(notice_.Get(), 1);
 }
 
@@ -210,7 +210,7 @@ WatchSets& Sets() {
     return Undying<WatchSets>();
 }
 
-// A set that somebody waits on has to stay in reach of RetireWatchSets.
+// A set that a thread waits on has to stay in reach of RetireWatchSets.
 void MakeRoom(std::vector<std::shared_ptr<WatchSet>>& kept) {
     if (kept.size() < kKeptSets) return;
     const auto idle = std::ranges::find_if(kept, [](const auto& set) { return set.use_count() == 1; });
@@ -266,7 +266,7 @@ int WaitUntilReadable(std::span<const UINT_PTR> sockets, std::optional<microseco
         FreezeWhileSuspended();
         errno = error;
         if (outcome) return *outcome;
-        // As on Windows, a socket that is closed under the wait is reported, and reading it tells the rest.
+        // As on Windows, a socket that is closed under the wait is reported, and reading it shows the rest.
         if (const int closed = CollectClosed(sockets, readable); closed != 0) return closed;
     }
 }
