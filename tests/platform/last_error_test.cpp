@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
-#include <regex>
 #include <set>
+#include <string_view>
 #include <vector>
 
 #include "platform/test_home.h"
@@ -372,12 +372,15 @@ TEST_F(LastErrorTest, EachFailureHasItsOwn) {
     seen.insert({"GetLastError", "SetLastError", "WSAGetLastError", "WSASetLastError", "GetCurrentThread",
                  "GetCurrentThreadId", "GetCurrentProcess", "GetTickCount", "Sleep", "GetLocalTime",
                  "LocalFree", "WaitMessage"});
-    const std::regex declaration("WINAPI (\\w+)\\(");
+    constexpr std::string_view mark = "WINAPI ";
     for (const auto& face : std::filesystem::directory_iterator(FACES)) {
         std::ifstream stream(face.path());
         const std::string text{std::istreambuf_iterator<char>(stream), {}};
-        for (std::sregex_iterator each(text.begin(), text.end(), declaration), end; each != end; ++each)
-            EXPECT_TRUE(seen.contains((*each)[1])) << (*each)[1];
+        for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark, at + 1)) {
+            const auto begin = at + mark.size();
+            const std::string name = text.substr(begin, text.find_first_of("(*)", begin) - begin);
+            EXPECT_TRUE(name.empty() || seen.contains(name)) << name;
+        }
     }
 }
 
