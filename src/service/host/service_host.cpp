@@ -111,7 +111,7 @@ int RunUnderManager() {
 // The process may be ended when this returns, so it stays for the tear-down.
 BOOL WINAPI StopConsole(DWORD) {
     StopReception();
-    WaitForSingleObject(StopEvent, EndWait);
+    WaitForSingleObject(StopEvent, ProcessStaySeconds * 1000);
     return TRUE;
 }
 
