@@ -75,8 +75,10 @@ class Descriptors(Scene):
                 self.limit(used + more)
                 self.expect_reply()
                 self.assertEqual(self.reload_answer(), NACK)
+                before = self.cpu_seconds()
                 self.control("query")
                 self.expect_reply()
+                self.assertLess(self.cpu_seconds() - before, 0.3, "it spins")
                 self.limit(soft)
                 self.expect_whole()
 
@@ -100,7 +102,7 @@ class Network(Scene):
                 self.expect_whole()
 
     def test_an_interface_that_goes_and_comes(self):
-        self.start(PacketTripRate=1000)  # no second thread
+        self.start(PacketTripRate=2)  # the pool grows and shrinks
         for way in ("down", "address", "delete"):
             with self.subTest(way):
                 if way == "down":
