@@ -8,6 +8,7 @@ import tempfile
 
 from harness.case import main, program, wait_for
 from harness.network import connect
+from harness.service import RELOADED, STARTED
 from harness.wire import Station
 from mounts import small_disk
 from scene import ACK, NACK, Scene
@@ -138,6 +139,7 @@ class Calls(Scene):
         self.start_with("interrupted_calls.so")
         for _ in range(5):
             self.expect_whole()
+        self.assertEqual(set(self.service.event_numbers()), {STARTED, RELOADED}, self.service.report())
 
     def test_a_clock_that_jumps(self):
         with tempfile.TemporaryDirectory(prefix="quillon-clock-") as folder:
