@@ -136,7 +136,8 @@ TEST_F(Check, LooksAtTheRegistryAsALoadDoes) {
         {"\"MaxDaemonThreads\"=dword:00000000", "0 is outside 1 to 1000 and counts as 10", false},
         {"\"MinResponsSize\"=dword:00000240", "no parameter has this name; did you mean 'MinResponseSize'?",
          false},
-        {"\"LocalAddrs\"=\"eth0\"", "no address can be read from it, so every interface is opened", false},
+        {"\"LocalAddrs\"=\"eth0\"", "no address can be read from it, so no socket is bound", false},
+        {"\"LocalAddrs\"=dword:00000001", "LocalAddrs: missing, it opens every interface", false},
         {"\"LocalAddrs\"=\"127.0.0.1,eth0\"", "'eth0' is no address and is left out", false},
     };
     for (const auto& [value, finding, refuses] : cases) {

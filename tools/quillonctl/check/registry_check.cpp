@@ -114,12 +114,14 @@ class RegistryCheck {
 
     void CheckLocalAddresses() {
         const PlacedValue* found = key_.Find("LocalAddrs");
-        if (found == nullptr || !IsText(found->value)) return;
+        if (found == nullptr) return;
         const std::string list(found->value.data.c_str());
+        if (!IsText(found->value) || list.size() >= ParameterTextSize)
+            return Warn(*found, "missing, it opens every interface");
         IpAddress addresses[MaxLocalAddresses];
         if (list.empty()) return;
-        if (list.size() >= ParameterTextSize || ParseLocalAddresses(list.c_str(), addresses) == 0)
-            return Warn(*found, "no address can be read from it, so every interface is opened");
+        if (ParseLocalAddresses(list.c_str(), addresses) == 0)
+            return Warn(*found, "no address can be read from it, so no socket is bound and the start fails");
         for (const std::string& piece : Split(list, ","))
             if (ParseLocalAddresses(piece.c_str(), addresses) == 0)
                 Warn(*found, "'" + piece + "' is no address and is left out");
