@@ -2,7 +2,7 @@
 
 #include "class_a/standard/CMessage.h"
 
-// What a message costs that nobody reads, and what reading it adds.
+// What a message costs that no one reads, and what reading it adds.
 
 namespace {
 

@@ -1,4 +1,5 @@
-// What taking a mutex and giving it back costs, when nobody else wants it and when a pool of threads does.
+// What taking a mutex and giving it back costs, when no other thread wants it and when a pool of threads
+// does.
 #include <benchmark/benchmark.h>
 
 #include "platform/windows_api.h"

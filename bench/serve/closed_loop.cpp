@@ -18,7 +18,7 @@ constexpr std::uint8_t HostileLength = 255;  // far beyond the field
 constexpr std::chrono::milliseconds LookAround{50};
 
 // A transaction number tells the slot in its low bits and the slot's round above them: a late reply to a
-// request that was given up is nobody's.
+// request that was given up is no one's.
 constexpr std::uint32_t SlotMask = MostOutstanding - 1;
 
 nanoseconds CpuTime(clockid_t clock) {

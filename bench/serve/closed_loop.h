@@ -21,7 +21,7 @@ struct LoopSettings {
     std::chrono::milliseconds warmUp{200};
     std::chrono::milliseconds measured{1500};
     std::chrono::milliseconds patience{2000};  // after which a request counts as lost
-    pid_t serverProcess = 0;                   // whose CPU time is taken; 0: nobody's
+    pid_t serverProcess = 0;                   // whose CPU time is taken; 0: no one's
 };
 
 inline constexpr std::uint32_t MostOutstanding = 4096;

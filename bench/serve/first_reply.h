@@ -8,7 +8,7 @@
 
 namespace bench {
 
-// Asks every two milliseconds until the first right reply is there, and answers when that was, on the steady
+// Asks every two milliseconds until the first right reply is there, and returns when that was, on the steady
 // clock; none within `limit`. Throws std::system_error.
 std::optional<std::chrono::steady_clock::time_point> AwaitFirstReply(const LoopSettings& settings,
                                                                      std::chrono::milliseconds limit);

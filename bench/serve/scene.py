@@ -18,7 +18,7 @@ SETTLED_SECONDS = 0.1  # a database in use was not written this very moment, whe
 
 
 class Cleanups(contextlib.ExitStack):
-    """What the harness expects of a test: somebody who cleans up behind it."""
+    """What the harness expects of a test: somebody who cleans up after it."""
 
     def addCleanup(self, function, *arguments, **named):
         self.callback(function, *arguments, **named)
@@ -105,7 +105,7 @@ class Scene(Cleanups):
             yield service
 
     def load(self, process, *words, echo=False):
-        """Drives the server with the load until that ends, and answers what it has seen. Without a single reply, as
+        """Drives the server with the load until that ends, and returns what it has seen. Without a single reply, as
         on a machine that is busy with something else, there is no figure, and it is tried again."""
         kind = ["--echo"] if echo else []
         for _ in range(LOAD_TRIES):

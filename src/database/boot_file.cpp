@@ -6,7 +6,7 @@
 
 namespace {
 
-// The bytes behind the last zero byte of the field.
+// The bytes after the last zero byte of the field.
 std::size_t MediaTextLength(const BootPacket* packet) {
     std::size_t length = 0;
     while (length < BootFileSize && packet->file[BootFileSize - 1 - length] != '\0')

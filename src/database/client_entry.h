@@ -13,12 +13,12 @@ struct SharedSections;
 // entry before it.
 struct ClientEntry {
     ClientEntry* next;
-    HANDLE mutex;  // guards the entry behind this one; null in an entry that is in no list
+    HANDLE mutex;  // guards the entry after this one; null in an entry that is in no list
     DWORD hits;
     SYSTEMTIME stamp;       // local time of making, or of the hit that reached ExpireHits
     LONG templateCapacity;  // bytes from the image's options to the end of the block
     ClientIndex* index;     // in the head of a loaded list; null elsewhere
-    // The prebuilt reply. `op` holds the client's flag bits, `chaddr` its key, and behind the cookie stand
+    // The prebuilt reply. `op` holds the client's flag bits, `chaddr` its key, and after the cookie stand
     // the encoded options, the end mark, and zeros to the end of the block.
     BootPacket packet;
 };
@@ -43,10 +43,10 @@ ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char
                                  DWORD* status, const OptionDefinition* catalogue,
                                  const BYTE* hardwareAddress, BYTE hlen, SharedSections* shared = nullptr);
 
-// Fills the image of an entry whose `chaddr` and `hlen` are set; `limit` is the first byte behind the block.
-// Answers DatabaseOk, EntryMalformed, OutOfMemory, NoClientSection, EntryTooSmall or BlockNotReleased.
+// Fills the image of an entry whose `chaddr` and `hlen` are set; `limit` is the first byte after the block.
+// Returns DatabaseOk, EntryMalformed, OutOfMemory, NoClientSection, EntryTooSmall or BlockNotReleased.
 //
-// What stands in the image after any answer but the first is of no use. Any number of threads may build at
+// What stands in the image after any result but the first is of no use. Any number of threads may build at
 // once.
 DWORD BuildClientEntry(DWORD terminateStrings, HANDLE heap, const char* path,
                        const OptionDefinition* catalogue, BootPacket* packet, BYTE* limit,

@@ -1,4 +1,4 @@
-// A look at datagrams that nobody has received yet: where several of them are fetched from the kernel at
+// A look at datagrams that no thread has received yet: where several of them are fetched from the kernel at
 // once, what is known of the later ones can be of use before their turn comes.
 #pragma once
 
@@ -10,7 +10,7 @@ struct Arrival {
 };
 
 // A thread has one of them at a time. While it lives, a `recvfrom` of its thread that fetches datagrams shows
-// them to `show`, all at once and in their order, the one that it answers among them. That isn't promised for
+// them to `show`, all at once and in their order, the one that it returns among them. That isn't promised for
 // any datagram. `show` runs within the call and calls no operation on sockets; the datagrams are there until
 // it returns.
 class ArrivalWatch {

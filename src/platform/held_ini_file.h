@@ -4,7 +4,7 @@
 
 // While one of them lives, the INI operations of its thread may take the content of the file from a look that
 // is some milliseconds old, where each of them would have to look at the file itself; the first one looks
-// anew. An edit thus shows within that time in the midst of the series, and at once behind its end. Other
+// anew. An edit thus shows within that time in the midst of the series, and at once after its end. Other
 // threads aren't concerned. One within another adds nothing.
 class HeldIniFile {
   public:

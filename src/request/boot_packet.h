@@ -13,7 +13,7 @@ struct IpAddress {
 };
 
 // The fixed part of a message. It stands at the head of a larger, zero-filled block: the options follow it up
-// to the end of the packet, which every reader has to be told. All fields are bytes, so any address will do
+// to the end of the packet, which every reader is given. All fields are bytes, so any address will do
 // for it.
 struct BootPacket {
     std::uint8_t op;  // 1 request, 2 reply; between lookup and delivery the client's flag bits
@@ -53,7 +53,7 @@ inline constexpr std::uint8_t TagServerIdentifier = 54;
 inline constexpr std::uint8_t TagParameterList = 55;
 inline constexpr std::uint8_t TagEnd = 255;
 
-// The first byte behind the cookie. There may be none: the packet's length decides.
+// The first byte after the cookie. There may be none: the packet's length decides.
 inline std::uint8_t* Options(BootPacket* packet) {
     return reinterpret_cast<std::uint8_t*>(packet) + sizeof(BootPacket);
 }
@@ -66,7 +66,7 @@ inline constexpr int HardwareAddressSize = 16;
 // The largest text form with its NUL: sixteen pairs of digits with fifteen hyphens between them.
 inline constexpr std::size_t HardwareTextSize = 48;
 
-// Both directions between bytes and the text form 00-a0-c9-11-22-33; answers the number of bytes converted,
+// Both directions between bytes and the text form 00-a0-c9-11-22-33; returns the number of bytes converted,
 // 16 at most.
 //
 // `count` >= 0: that many bytes become text; `text` has room for HardwareTextSize bytes and is first cleared

@@ -179,7 +179,7 @@ IP Address = 192.168.7.9
 )");
     EXPECT_EQ(outcome.dropped,
               R"(8: dhcp-range: a pool of addresses isn't carried; every client needs an entry of its own
-9: dhcp-range: dnsmasq takes the netmask from its interface; put it behind the range
+9: dhcp-range: dnsmasq takes the netmask from its interface; put it after the range
 10: dhcp-range: this is no range of IPv4 addresses
 20: dhcp-option: 0.0.0.0 stands for dnsmasq's own address, which isn't in this file
 21: dhcp-option: 'vendor:PXEClient': options of this kind aren't carried

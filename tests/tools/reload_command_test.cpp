@@ -129,7 +129,7 @@ TEST_F(ReloadCommandTest, TellsSilenceFromAbsence) {
     }
     const CommandResult result = Reload({"--port", port});
     EXPECT_EQ(result.status, 3);
-    EXPECT_THAT(result.errors, HasSubstr("nobody listens on port " + port));
+    EXPECT_THAT(result.errors, HasSubstr("no service listens on port " + port));
     EXPECT_EQ(Reload({"nowhere"}).status, 2);
 }
 

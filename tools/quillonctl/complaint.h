@@ -18,7 +18,7 @@ inline int Complain(const std::string& complaint, int status = ExitFailed) {
     return status;
 }
 
-// Puts the whole output out; output that nobody gets is a failure.
+// Puts the whole output out; output that no one gets is a failure.
 inline int Output(const std::string& text, int status = ExitDone) {
     std::cout << text << std::flush;
     return std::cout ? status : Complain("the output can't be written");

@@ -20,7 +20,7 @@ struct Verb {
 
 constexpr Verb kVerbs[] = {
     {"query", ControlQuery, "Show the state of the service, as it last reported it"},
-    {"pause", SERVICE_CONTROL_PAUSE, "Let the service rest: it goes on existing, but answers nobody"},
+    {"pause", SERVICE_CONTROL_PAUSE, "Let the service rest: it goes on existing, but serves no client"},
     {"continue", SERVICE_CONTROL_CONTINUE, "Let a paused service go on"},
     {"stop", SERVICE_CONTROL_STOP, "Stop the service; doesn't wait for its end"},
     {"interrogate", SERVICE_CONTROL_INTERROGATE, "Have the service report its state anew"},

@@ -6,7 +6,7 @@
 
 namespace quillonctl {
 
-// Adds the commands to `app`. When one has been parsed, `run` is what carries it out; it answers the exit
+// Adds the commands to `app`. When one has been parsed, `run` is what carries it out; it returns the exit
 // status.
 void AddControlCommands(CLI::App& app, std::function<int()>& run);
 

@@ -113,8 +113,7 @@ std::optional<ExchangeResult> Receive(const Descriptor& descriptor, const std::f
     reply.bytes.resize(kBufferSize);
     const ssize_t received = ::recvfrom(descriptor.Get(), reply.bytes.data(), reply.bytes.size(), 0,
                                         reinterpret_cast<sockaddr*>(&from), &size);
-    if (received < 0)
-        return errno == ECONNREFUSED ? std::optional(ExchangeResult::NobodyThere) : std::nullopt;
+    if (received < 0) return errno == ECONNREFUSED ? std::optional(ExchangeResult::NoListener) : std::nullopt;
     reply.bytes.resize(static_cast<std::size_t>(received));
     reply.from = EndpointText(from);
     return isOurs(reply.bytes) ? std::optional(ExchangeResult::Replied) : std::nullopt;

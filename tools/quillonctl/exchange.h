@@ -19,7 +19,7 @@ struct Route {
         local;  // the address to send from; replies to the limited broadcast address get in as well
     std::string interface;         // the only interface to send and to receive by
     std::uint16_t localPort = 0;   // 0: any that is free
-    bool onlyServer = false;       // hear nobody but the server asked, and notice if nobody listens there
+    bool onlyServer = false;       // hear no one but the server asked, and notice if no one listens there
     bool anyPortIfDenied = false;  // take a free port if this user may not have `localPort`
 };
 
@@ -31,7 +31,7 @@ struct Reply {
 enum class ExchangeResult : std::uint8_t {
     Replied,
     NoReply,
-    NobodyThere,  // the server's machine says that its port is closed
+    NoListener,  // the server's machine says that its port is closed
     Failed
 };
 

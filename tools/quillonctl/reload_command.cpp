@@ -31,7 +31,7 @@ struct ReloadArguments {
 };
 
 struct Outcome {
-    ExchangeResult result = ExchangeResult::NobodyThere;
+    ExchangeResult result = ExchangeResult::NoListener;
     bool isAcknowledged = false;
     std::string from;
     std::string error;
@@ -77,8 +77,8 @@ Outcome AskFirstThatListens(const ReloadArguments& arguments) {
         if (outcome.result == ExchangeResult::Replied || outcome.result == ExchangeResult::NoReply)
             return outcome;
     }
-    if (outcome.result == ExchangeResult::NobodyThere)
-        outcome.error = "nobody listens on port " + std::to_string(port) + " of " +
+    if (outcome.result == ExchangeResult::NoListener)
+        outcome.error = "no service listens on port " + std::to_string(port) + " of " +
                         (arguments.address.empty() ? "this machine" : arguments.address);
     return outcome;
 }
@@ -112,7 +112,7 @@ int Reload(const ReloadArguments& arguments) {
     switch (outcome.result) {
         case ExchangeResult::Failed:
             return Complain(outcome.error);
-        case ExchangeResult::NobodyThere:
+        case ExchangeResult::NoListener:
             return Complain(outcome.error, ExitNoService);
         case ExchangeResult::NoReply:
             return Complain("the service doesn't answer", ExitNoService);

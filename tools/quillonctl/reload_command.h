@@ -6,7 +6,7 @@
 
 namespace quillonctl {
 
-// Adds the command to `app`. When it has been parsed, `run` is what carries it out; it answers the exit
+// Adds the command to `app`. When it has been parsed, `run` is what carries it out; it returns the exit
 // status.
 void AddReloadCommand(CLI::App& app, std::function<int()>& run);
 

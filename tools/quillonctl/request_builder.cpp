@@ -99,7 +99,7 @@ std::optional<std::vector<std::uint8_t>> ParseHardwareAddress(const std::string&
         if (high < 0 || low < 0) return std::nullopt;
         bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));
         at += 2;
-        // A separator has to have another pair behind it.
+        // A separator has to have another pair after it.
         if (at + 2 < text.size() && std::strchr("-:.", text[at]) != nullptr) ++at;
     }
     if (at != text.size() || bytes.empty() || bytes.size() > HardwareAddressSize) return std::nullopt;

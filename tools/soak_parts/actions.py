@@ -32,7 +32,7 @@ class Actions:
         self._operator.close()
 
     def one(self):
-        """Does one of them, drawn by weight, and answers its kind."""
+        """Does one of them, drawn by weight, and returns its kind."""
         if os.path.getsize(self._service.path("bootps.log")) > LOG_LIMIT:
             self._rotation()
             return "rotation"

@@ -17,7 +17,7 @@ bool IsSpecialSection(const char* name);
 //
 // `cacheSize` counts down by one for each client, but for the two sample clients, and the load stops when it
 // gets to 0; 0xFFFFFFFF is not counted, and is where a start at 0 leads. `report` is called with the name of
-// each section that can't be used. Answers
+// each section that can't be used. Returns
 //   DatabaseOk        the list is built
 //   MutexNotCreated
 //   OutOfMemory       for the section names, the index or reading the file

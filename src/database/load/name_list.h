@@ -1,4 +1,4 @@
-// Lists of section or key names as the INI reader writes them: each name ended by a NUL, one more NUL behind
+// Lists of section or key names as the INI reader writes them: each name ended by a NUL, one more NUL after
 // the last.
 #pragma once
 
@@ -7,7 +7,7 @@
 
 struct NameList {
     char* at;   // the next name
-    char* end;  // the first byte behind the list's buffer
+    char* end;  // the first byte after the list's buffer
 };
 
 // The next name, or null at the end of the list. A text that has no NUL in front of `end` was cut, and is no
@@ -29,7 +29,7 @@ using NameListReader = DWORD(char* buffer, DWORD size, const char* path);
 // The first size of a list's buffer. A whole list doubles it until the list fits.
 inline constexpr DWORD FirstNameListSize = 4096;
 
-// Fills `buffer`, which was made with FirstNameListSize, with the whole list. Answers DatabaseOk, OutOfMemory
+// Fills `buffer`, which was made with FirstNameListSize, with the whole list. Returns DatabaseOk, OutOfMemory
 // or BlockNotReleased.
 DWORD ReadWholeNameList(HeapBuffer* buffer, NameListReader* read, const char* path);
 

@@ -6,7 +6,7 @@
 #include "request/boot_packet.h"
 
 // Values are read with a size that lets one more character in than a value may have, so that a longer one
-// shows; the buffer has room for the second NUL of a list behind that.
+// shows; the buffer has room for the second NUL of a list after that.
 inline constexpr DWORD LongestOptionValue = 1023;
 inline constexpr DWORD OptionValueRead = LongestOptionValue + 2;
 inline constexpr std::size_t OptionValueSize = OptionValueRead + 1;
@@ -24,7 +24,7 @@ struct EncodedOption {
 
 // Encodes `value` by what the catalogue says about `key`.
 //
-// A tag of 0 or more appends one option at `cursor`; `limit` is the first byte behind the block. With
+// A tag of 0 or more appends one option at `cursor`; `limit` is the first byte after the block. With
 // `terminateStrings` the body of a string ends in a NUL. A pseudo-tag changes the fixed part of `packet` and
 // leaves the cursor alone. An unknown key, such as the empty one, writes the end mark at the cursor and
 // leaves it there, for the next option to overwrite.
@@ -33,7 +33,7 @@ struct EncodedOption {
 // hold, a time without two colons, a text that its field can't take, and an option of a type that isn't
 // encodable are malformed.
 //
-// `value` is changed; its buffer has a byte to spare behind the text's NUL. Nothing is written at or behind
+// `value` is changed; its buffer has a byte to spare after the text's NUL. Nothing is written at or after
 // `limit`.
 EncodedOption EncodeOptionValue(DWORD terminateStrings, const OptionDefinition* catalogue, BootPacket* packet,
                                 BYTE* cursor, BYTE* limit, const char* key, char* value);

@@ -32,7 +32,7 @@ DWORD ReadDigits(const char* text) {
     return number;
 }
 
-// Without regard to case, and with any blanks behind it.
+// Without regard to case, and with any blanks after it.
 bool IsInfinite(const char* text) {
     char word[sizeof "Infinite"] = {};
     const std::size_t length = std::strcspn(text, " \t");

@@ -89,7 +89,7 @@ std::vector<DWORD> FirstWithPrefix(const Builder& build, const std::vector<DWORD
     return firsts;
 }
 
-// Puts the first client of each address in its slot and chains the others behind it, in list order.
+// Puts the first client of each address in its slot and chains the others after it, in list order.
 void AddMainTable(Builder* build, std::size_t addressCount, DWORD keyLength) {
     ClientIndex* index = build->index;
     const auto count = static_cast<DWORD>(build->clients.size());
@@ -136,7 +136,7 @@ void AddPrefixTable(Builder* build, BYTE number, const std::vector<DWORD>& first
     std::fill(build->index->tableOfLength + keyLength, build->index->tableOfLength + above, number);
 }
 
-// The bytes behind the longest address are zero in all of them: longer prefixes tell no more apart.
+// The bytes after the longest address are zero in all of them: longer prefixes tell no more apart.
 DWORD LongestAddress(const std::vector<Address>& addresses) {
     Address used = {};
     for (const Address& address : addresses) {

@@ -48,13 +48,13 @@ struct ClientIndex {
 ClientIndex* BuildClientIndex(HANDLE heap, ClientEntry* listHead);
 
 // The first entry whose bytes from `chaddr` on are the `length` bytes of `address`; null if there is none.
-// Lengths above 16 reach into the fields behind `chaddr`.
+// Lengths above 16 reach into the fields after `chaddr`.
 const IndexedClient* FindIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length);
 
 // For a caller who fetches ahead what a lookup will read. Each looks at what the one before has started to
 // fetch, so calls for several addresses go abreast. `address` has 16 bytes.
 void PrefetchIndexSlot(const ClientIndex* index, const BYTE* address);
-// The client that FindIndexedClient most likely answers, whose entry is on its way then. Null if there is
+// The client that FindIndexedClient most likely returns, whose entry is on its way then. Null if there is
 // none, or for a length below that of the list's addresses.
 const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length);
 

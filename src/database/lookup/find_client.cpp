@@ -45,7 +45,7 @@ struct Lookup {
 
 enum class Search { Found, Absent, MutexFailed, Retired };
 
-// Each search answers Found with the entry's guard held.
+// Each search returns Found with the entry's guard held.
 
 Search SearchChain(ClientEntry* listHead, HANDLE listMutex, const ClientKey& key, WalkingLock* hold,
                    ClientEntry** found) {

@@ -23,7 +23,7 @@ enum FindStatus : int {
 //   total          raised by the size of a transient entry
 //   listHead       the first entry, or null; it stays as it is while the lookup runs
 //   packet         the request, in a block of at least sizeof(BootPacket) bytes whatever `end` says
-//   end            the first byte behind the packet. Bytes behind it count as zero, and none is written
+//   end            the first byte after the packet. Bytes after it count as zero, and none is written
 //   serverAddress  the local address of the receiving socket
 //   listMutex      ClientListMutex, which the calling thread doesn't hold
 //   arpMacText     a cleared buffer of 100 bytes for the media address of an entry with the flag ArpMac

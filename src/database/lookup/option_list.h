@@ -1,5 +1,5 @@
 // A bounds-checked view over the tag-length-value bytes of a vendor area. Every walk over options goes
-// through it: nothing at or behind the list's end is ever read.
+// through it: nothing at or after the list's end is ever read.
 #pragma once
 
 #include <optional>
@@ -22,14 +22,14 @@ enum class OptionForm {
     Whole,     // tag, length and value
     Pad,       // one byte
     End,       // one byte, nothing follows
-    NoLength,  // the list ends behind the tag
+    NoLength,  // the list ends after the tag
     CutValue,  // the list ends inside the value
 };
 
 struct OptionView {
     OptionForm form;
     const BYTE* start;   // at the tag
-    const BYTE* value;   // behind the length byte, or the list's end
+    const BYTE* value;   // after the length byte, or the list's end
     std::size_t length;  // value bytes that are in the list
     const BYTE* next;    // where the walk goes on; the list's end after NoLength, CutValue and End
 };
@@ -40,6 +40,6 @@ OptionView ReadOption(const OptionList& list, const BYTE* position);
 // The first option with that tag in front of the end mark, in whatever form it is there.
 std::optional<OptionView> FindOption(const OptionList& list, BYTE tag);
 
-// Copies `count` bytes from the place of the option's value, whatever its length byte says. What lies behind
+// Copies `count` bytes from the place of the option's value, whatever its length byte says. What lies after
 // the end of the list reads as zero.
 void CopyOptionValue(const OptionList& list, const OptionView& option, BYTE* bytes, std::size_t count);

@@ -9,11 +9,11 @@ enum class VendorFit {
     PlainBootp = 1,  // the reply's vendor area is complete
 };
 
-// `options` is the first byte behind the request's cookie, `end` the first byte behind the packet. A request
+// `options` is the first byte after the request's cookie, `end` the first byte after the packet. A request
 // with tag 53 is DHCP-shaped; every other has its vendor area covered with the entry's template, as far as
 // there is room.
 //
-// What lies behind `end` counts as zeros. So a 53 that is the packet's last byte is a message type of 0,
+// What lies after `end` counts as zeros. So a 53 that is the packet's last byte is a message type of 0,
 // which the DHCP way refuses; any other tag without a length, or with a value that is cut, ends the list. A
 // packet that ends in front of its options has no room for any reply, and goes the DHCP way to be refused
 // too.
@@ -23,5 +23,5 @@ VendorFit FitVendorOptions(BYTE* options, const BYTE* end, const ClientEntry* en
 // taken from the entry already; `serverAddress` is the local address of the receiving socket. False if the
 // request gets no reply.
 //
-// Nothing is written at or behind `end`, the first byte behind the packet.
+// Nothing is written at or after `end`, the first byte after the packet.
 bool ComposeDhcpReply(BootPacket* packet, BYTE* end, const ClientEntry* entry, IpAddress serverAddress);

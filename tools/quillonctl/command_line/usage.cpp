@@ -25,7 +25,7 @@ std::vector<std::string> CommandNames(const CLI::App& app) {
     return names;
 }
 
-// With those of the program, which may stand behind the command as well.
+// With those of the program, which may stand after the command as well.
 std::vector<const CLI::Option*> OptionsOf(const CLI::App& app, const CLI::App& command) {
     const auto hasName = [](const CLI::Option* option) { return !option->get_lnames().empty(); };
     std::vector<const CLI::Option*> options = command.get_options(hasName);

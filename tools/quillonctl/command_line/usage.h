@@ -14,7 +14,7 @@ std::string UsageComplaint(const CLI::App& app, const CLI::ParseError& error);
 // Lets the option be one of these words. Its type shows them, and completions offer them.
 void OneOf(CLI::Option& option, const std::vector<std::string>& words);
 
-// How the last of the words behind the program's name may go on, a line each: a word, with a tab and what it
+// How the last of the words after the program's name may go on, a line each: a word, with a tab and what it
 // does if that is known; ":file" for names of files, ":folder" for those of folders. Shells ask for this.
 std::string Completions(const CLI::App& app, const std::vector<std::string>& words);
 

@@ -115,7 +115,7 @@ std::vector<KeyLine> BootptabText::Keys(const SectionLines& section) const {
     return keys;
 }
 
-// The line behind the last key, or behind the heading.
+// The line after the last key, or after the heading.
 std::size_t BootptabText::Body(const SectionLines& section) const {
     const std::vector<KeyLine> keys = Keys(section);
     return (keys.empty() ? section.heading : keys.back().line) + 1;

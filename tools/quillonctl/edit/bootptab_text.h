@@ -18,7 +18,7 @@ struct KeyLine {
 struct SectionLines {
     std::string name;
     std::size_t heading = 0;  // its line, counted from 0
-    std::size_t end = 0;      // the line behind the last of the section
+    std::size_t end = 0;      // the line after the last of the section
 };
 
 // One row of [Options].

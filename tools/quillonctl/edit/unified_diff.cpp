@@ -83,7 +83,7 @@ std::string RangeText(std::size_t first, std::size_t count) {
 
 struct Hunk {
     std::size_t begin;
-    std::size_t end;  // behind its last step, the context included
+    std::size_t end;  // after its last step, the context included
 };
 
 // The changes with the lines around them; those whose surroundings meet are one.

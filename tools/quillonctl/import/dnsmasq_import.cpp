@@ -30,7 +30,7 @@ constexpr std::array kElsewhere = {"conf-file",        "conf-dir",       "conf-s
 struct Line {
     int number = 0;
     std::string name;
-    std::vector<ValueItem> items;  // what stands behind the equals sign, between commas
+    std::vector<ValueItem> items;  // what stands after the equals sign, between commas
 };
 
 using Tags = std::set<std::string>;
@@ -270,7 +270,7 @@ class DnsmasqImport {
         return tag ? std::optional(static_cast<int>(*tag)) : std::nullopt;
     }
 
-    // A letter behind a number says how many bytes it takes.
+    // A letter after a number says how many bytes it takes.
     static std::optional<Shape> TakeWidth(std::string& number) {
         static constexpr std::pair<char, Shape> kWidths[] = {
             {'b', Shape::Bytes}, {'s', Shape::Numbers}, {'i', Shape::Longs}};
@@ -441,7 +441,7 @@ class DnsmasqImport {
         const SettingList& settings = import_.Templates()[TemplateOf(range, {})].settings;
         if (!range.mask)
             import_.Drop(range.line,
-                         "dhcp-range: dnsmasq takes the netmask from its interface; put it behind the range");
+                         "dhcp-range: dnsmasq takes the netmask from its interface; put it after the range");
         constexpr const char* kOwn = "dnsmasq gives its own address, which isn't in this file; say it with ";
         if (!settings.Has(GatewayTag))
             import_.Drop(range.line, std::string("dhcp-range: as router ") + kOwn + "option:router");

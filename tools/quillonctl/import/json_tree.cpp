@@ -130,7 +130,7 @@ std::size_t BlankComment(std::string& text, std::size_t at) {
     return end - 1;
 }
 
-// What such files may have and JSON doesn't: comments, a comma behind the last member, a number that begins
+// What such files may have and JSON doesn't: comments, a comma after the last member, a number that begins
 // with its point. All of it becomes blanks or JSON, and each line stays where it is.
 std::string PlainJson(std::string_view text) {
     std::string plain(text);

@@ -33,7 +33,7 @@ struct JsonFault {
     std::string text;
 };
 
-// Comments begin with //, # or /*, and a comma may stand behind the last member. Nothing if the text is no
+// Comments begin with //, # or /*, and a comma may stand after the last member. Nothing if the text is no
 // JSON or nests too deeply, with the reason in `fault`.
 std::optional<JsonNode> ParseJson(std::string_view text, JsonFault& fault);
 

@@ -245,7 +245,7 @@ class KeaImport {
         settings.Put(std::move(*setting));
     }
 
-    // The pieces of a value. A comma behind a backslash is part of the text.
+    // The pieces of a value. A comma after a backslash is part of the text.
     static std::vector<ValueItem> Items(const std::string& data, bool isText) {
         std::vector<ValueItem> items(1);
         for (std::size_t at = 0; at < data.size(); ++at) {

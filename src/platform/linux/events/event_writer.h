@@ -29,7 +29,7 @@ std::string EventLine(const EventRecord& event, const tm& localTime);
 // The fields of the event as a journal takes them, NAME=value.
 std::vector<std::string> JournalFields(const EventRecord& event);
 
-// To events.log in a home of its own, else to the journal, else to syslog. Answers 0 or an error number. From
+// To events.log in a home of its own, else to the journal, else to syslog. Returns 0 or an error number. From
 // the second event on it needs none of the descriptors that are left, so that a lack of them can be reported.
 DWORD WriteEvent(const EventRecord& event);
 

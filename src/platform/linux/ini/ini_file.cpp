@@ -9,7 +9,7 @@
 
 namespace {
 
-// A caller's buffer that takes names one behind the other, each with its NUL, and one more NUL at the end.
+// A caller's buffer that takes names one after the other, each with its NUL, and one more NUL at the end.
 class NameList {
   public:
     // `size` is at least 1.

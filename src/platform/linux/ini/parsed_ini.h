@@ -35,7 +35,7 @@ class ParsedIni {
     // The first value of that name in the first section of that name. The text belongs to this object.
     std::optional<std::string_view> FindValue(std::string_view section, std::string_view key) const;
 
-    // Calls `visit(name)` for each section, in file order, until it answers false. One without a name isn't
+    // Calls `visit(name)` for each section, in file order, until it returns false. One without a name isn't
     // shown, and none of its keys is found.
     template <class Visit>
     void ForEachSection(Visit visit) const {
@@ -45,7 +45,7 @@ class ParsedIni {
         }
     }
 
-    // Calls `visit(name)` for each key of the first section of that name, in file order, until it answers
+    // Calls `visit(name)` for each key of the first section of that name, in file order, until it returns
     // false.
     template <class Visit>
     void ForEachKey(std::string_view section, Visit visit) const {
@@ -57,7 +57,7 @@ class ParsedIni {
     }
 
     // The keys of the first section of that name, in file order. False for a section so large that its index
-    // answers sooner. Throws std::bad_alloc.
+    // is faster. Throws std::bad_alloc.
     bool ListKeys(std::string_view section, std::vector<IniKey>& keys) const;
 
     // What is left of the file's bytes; the same, unless it was in UTF-16 or had NULs or lone returns in it.

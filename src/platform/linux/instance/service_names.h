@@ -1,5 +1,5 @@
 // The numbers of named services, in the form of the system's file: a name, port and protocol, aliases, and
-// remarks behind a number sign. Within the layer.
+// remarks after a number sign. Within the layer.
 #pragma once
 
 #include <cstdint>

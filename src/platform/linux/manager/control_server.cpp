@@ -74,7 +74,7 @@ DWORD ControlServer::Listen() {
     if (const DWORD error = Occupation(*address); error != ERROR_SUCCESS) return error;
     if (::unlink(path_.c_str()) != 0 && errno != ENOENT) return WindowsErrorFrom(errno);
     Descriptor listener(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    // The mode of the socket is that of the file which bind makes, so nobody else gets in even at the first
+    // The mode of the socket is that of the file which bind makes, so no one else gets in even at the first
     // moment.
     if (!listener || ::fchmod(listener.Get(), 0600) != 0 ||
         ::bind(listener.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0)
@@ -126,7 +126,7 @@ void ControlServer::TakeInClients(const Handler& handler) {
 }
 
 // True if there is nothing more to do for the client: it has its answer, or it has gone, or it talks
-// nonsense. Who may not control is told when asking, as everybody is: the kernel drops an answer that is
+// nonsense. Who may not control is refused when it asks, not before: the kernel drops an answer that is
 // followed by the end of a connection in which a request waits unread.
 bool ControlServer::ServeClient(const Client& client, const Handler& handler) {
     ControlRequest request;

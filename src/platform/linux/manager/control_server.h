@@ -31,7 +31,7 @@ class ControlServer {
     ControlServer& operator=(const ControlServer&) = delete;
     ~ControlServer();  // takes the socket's file away
 
-    // Listens at `path`. The file of a process that is gone is replaced. Answers 0,
+    // Listens at `path`. The file of a process that is gone is replaced. Returns 0,
     // ERROR_SERVICE_ALREADY_RUNNING if a process listens there already, ERROR_FILENAME_EXCED_RANGE for a path
     // that is too long, or the error.
     DWORD Open(const std::string& path);

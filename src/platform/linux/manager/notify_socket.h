@@ -7,7 +7,7 @@
 
 class ManagerConnection {
   public:
-    // False if no manager started this process, or nobody listens at its socket.
+    // False if no manager started this process, or no one listens at its socket.
     bool Open();
 
     // Sends a notification, unless the manager has left so many unread that there is no room for it within a

@@ -146,7 +146,7 @@ DWORD WINAPI ServiceDispatcher::RunServiceMain(LPVOID dispatcher) {
     return 0;
 }
 
-// `ready` has room, so that a lack of memory concerns nobody but the client for which there is none.
+// `ready` has room, so that a lack of memory concerns no one but the client for which there is none.
 void ServiceDispatcher::Dispatch(std::vector<pollfd>& ready) {
     while (!HasEnded()) {
         ready.assign({{signals_.Get(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}});

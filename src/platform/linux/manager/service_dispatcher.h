@@ -16,7 +16,7 @@ class ServiceDispatcher {
   public:
     static ServiceDispatcher& Instance();
 
-    // The dispatcher's whole life: answers 0 once the service has ended as it should, else the error.
+    // The dispatcher's whole life: returns 0 once the service has ended as it should, else the error.
     DWORD Run(const SERVICE_TABLE_ENTRYA& service);
 
     // From any thread, while Run is at work; else ERROR_FAILED_SERVICE_CONTROLLER_CONNECT.

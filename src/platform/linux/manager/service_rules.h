@@ -1,4 +1,4 @@
-// What follows from a service's status: which controls it takes, and what its manager is told. Within the
+// What follows from a service's status: which controls it takes, and what its manager hears. Within the
 // layer.
 #pragma once
 

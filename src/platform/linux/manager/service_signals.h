@@ -9,7 +9,7 @@
 #include "platform/linux/system/descriptor.h"
 
 // Blocks them in the calling thread and in all that it starts from here on, so that none of them ends the
-// process in the middle of its tear-down, and answers their set.
+// process in the middle of its tear-down, and returns their set.
 sigset_t BlockServiceSignals();
 
 // The request for a reload that the process makes of itself: the datagram that an operator's command sends,

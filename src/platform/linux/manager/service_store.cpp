@@ -80,7 +80,7 @@ DWORD Guarded(Operation operation) try {
 
 }  // namespace
 
-// The unit comes first: a crash behind it leaves nothing that looks like a service, and the next call writes
+// The unit comes first: a crash after it leaves nothing that looks like a service, and the next call writes
 // both.
 DWORD StoreService(const ServiceRecord& service) {
     return Guarded([&]() -> LONG {

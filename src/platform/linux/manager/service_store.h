@@ -15,7 +15,7 @@ struct ServiceRecord {
     DWORD errorControl = 0;
 };
 
-// Names compare without case. All answer 0 or an error number.
+// Names compare without case. All return 0 or an error number.
 
 // ERROR_SERVICE_EXISTS if there is one of that name, ERROR_INVALID_NAME for a name or a path that can't be
 // kept. On failure nothing of the service is left.

@@ -67,7 +67,7 @@ int OpenDatagramDescriptor(Descriptor& descriptor) {
     // does the kernel check a datagram's sum before it calls the descriptor readable.
     descriptor.Reset(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
     if (!descriptor) return errno;
-    // As much as is allowed will do, so neither answer is looked at.
+    // As much as is allowed will do, so neither result is looked at.
     if (SetOption(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, kReceiveBufferBytes) != 0) {
         SetOption(descriptor, SOL_SOCKET, SO_RCVBUF, kReceiveBufferBytes);
     }

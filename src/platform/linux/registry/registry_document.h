@@ -38,7 +38,7 @@ class RegistryDocument {
     bool HasSubkeys(std::string_view path) const;
     const RegistryValue* FindValue(std::string_view path, std::string_view name) const;
 
-    // These leave all other lines as they are. They answer whether anything has changed.
+    // These leave all other lines as they are. They return whether anything has changed.
     bool CreateKey(std::string_view path);
     bool SetValue(std::string_view path, RegistryValue value);
     bool RemoveValue(std::string_view path, std::string_view name);

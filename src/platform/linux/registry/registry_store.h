@@ -8,7 +8,7 @@
 
 using RegistryRef = std::shared_ptr<const RegistryDocument>;
 
-// All answer 0 or an error number, and may be called from any thread. A file that can't be understood gives
+// All return 0 or an error number, and may be called from any thread. A file that can't be understood gives
 // ERROR_REGISTRY_CORRUPT, and one event that names file and line. A file that isn't there is an empty
 // registry.
 
@@ -18,7 +18,7 @@ LONG RefreshRegistry(RegistryRef& content);
 // The content as this process has read or written it last; reads the file if it never has.
 LONG CurrentRegistry(RegistryRef& content);
 
-// Reads the file, lets `edit` change the content, and puts it on disk if `edit` answers 0 and says that
+// Reads the file, lets `edit` change the content, and puts it on disk if `edit` returns 0 and says that
 // something changed. Writers of all processes are kept apart for that time. A crash at any moment leaves the
 // old or the new file.
 using RegistryEdit = std::function<LONG(RegistryDocument& content, bool& hasChanged)>;

@@ -116,7 +116,7 @@ class Parser {
     RegistryDocument document_;
 };
 
-// The last line of a file need not have an end, until another one comes behind it.
+// The last line of a file need not have an end, until another one comes after it.
 void AppendLines(const std::vector<RegistryLine>& lines, std::string_view lineEnd, std::string& text) {
     for (const RegistryLine& line : lines) {
         if (!text.empty() && !text.ends_with('\n')) text += lineEnd;

@@ -45,11 +45,11 @@ std::optional<std::string> TakeQuoted(std::string_view& rest) {
 // The number in `prefix(N):`, which is taken off `rest`.
 std::optional<DWORD> TakeTypePrefix(std::string_view& rest, std::string_view prefix) {
     if (!EqualWithoutCase(rest.substr(0, prefix.size()), prefix)) return std::nullopt;
-    const std::string_view behind = rest.substr(prefix.size());
-    const std::size_t end = behind.find("):");
-    if (!behind.starts_with('(') || end == std::string_view::npos) return std::nullopt;
-    const std::optional<DWORD> type = Hexadecimal(behind.substr(1, end - 1), 8);
-    if (type) rest = behind.substr(end + 2);
+    const std::string_view afterPrefix = rest.substr(prefix.size());
+    const std::size_t end = afterPrefix.find("):");
+    if (!afterPrefix.starts_with('(') || end == std::string_view::npos) return std::nullopt;
+    const std::optional<DWORD> type = Hexadecimal(afterPrefix.substr(1, end - 1), 8);
+    if (type) rest = afterPrefix.substr(end + 2);
     return type;
 }
 
@@ -101,7 +101,7 @@ ParsedRegistryValue Fault(const char* what) {
 ParsedRegistryValue ParseText(std::string name, DWORD type, std::string_view rest) {
     std::optional<std::string> text = TakeQuoted(rest);
     if (!text) return Fault("a text without its closing quote");
-    if (!rest.empty()) return Fault("something behind the closing quote");
+    if (!rest.empty()) return Fault("something after the closing quote");
     return {{std::move(name), type, std::move(*text) + '\0'}, true, {}};
 }
 
