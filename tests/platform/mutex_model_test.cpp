@@ -260,9 +260,16 @@ bool AllAre(At at, const State& state) {
     return std::ranges::all_of(state.threads, [at](const Thread& thread) { return thread.at == at; });
 }
 
+// Called out of the line, and hasn't looked yet.
+bool IsOnItsWay(const Thread& thread) {
+    const bool isInLine = thread.at == At::Sleep || thread.at == At::LockToLeave || thread.at == At::Leave;
+    return thread.at == At::LookWoken || (isInLine && thread.told == Told::ToLook);
+}
+
 std::string FaultIn(const State& state, bool anyRuns) {
     if (state.inside > 1) return "two owners";
     const bool isClosed = (state.word & kClosed) != 0;
+    if (!isClosed && std::ranges::count_if(state.threads, IsOnItsWay) > 1) return "a wake-up too many";
     if (!AllAre(At::Done, state)) return anyRuns ? "" : "all sleep";
     if ((state.word & ~(kClosed | kAbandoned | (isClosed ? kWaking : 0))) != 0) return "not free at the end";
     return state.released == (isClosed ? 1 : 0) ? "" : "a reference too many or too few";
