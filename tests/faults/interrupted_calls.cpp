@@ -1,5 +1,6 @@
 // Preloaded: a third of the calls that a signal could interrupt are interrupted, before they have
-// done anything. Not among them are writes to files and requests to the kernel's tables, which no signal interrupts.
+// done anything. Not among them are writes to files and requests to the kernel's tables, which no signal
+// interrupts.
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/epoll.h>

@@ -1,4 +1,5 @@
-// Preloaded: the clock of the day is ahead by the number of seconds that stands in the file SHIFTED_CLOCK, read anew at each look.
+// Preloaded: the clock of the day is ahead by the number of seconds that stands in the file SHIFTED_CLOCK,
+// read anew at each look.
 #include <dlfcn.h>
 #include <sys/time.h>
 #include <time.h>
@@ -21,7 +22,8 @@ long long Shift() {
 }  // namespace
 
 extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
-    static const auto real = reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
+    static const auto real =
+        reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
     const int result = real(clock, now);
     if (result == 0 && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) now->tv_sec += Shift();
     return result;
