@@ -1,6 +1,7 @@
 // The kernel's messages about addresses, links, routes and neighbours: whatever comes, it is read within its
 // bytes, and each operation ends.
 #include <libmnl/libmnl.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -22,14 +23,19 @@ struct Input {
 
 constexpr int MostReceived = 64;  // in one operation; a kernel that never ends a table isn't meant
 
-// The messages of the chunk answer the last request: a wrong number ends all reading at once. No kernel gives
-// a length of 2 GiB, and libmnl takes such a one for a short message.
-void MakeAnswer(std::vector<std::uint8_t>* chunk, const mnl_socket* handle) {
+std::uint32_t PortOf(int descriptor) {
+    sockaddr_nl own{};
+    socklen_t size = sizeof own;
+    getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &size);
+    return own.nl_pid;
+}
+
+// The messages of the chunk answer the last request: a wrong number ends all reading at once.
+void MakeAnswer(std::vector<std::uint8_t>* chunk, std::uint32_t port) {
     for (std::size_t at = 0; chunk->size() - at >= sizeof(nlmsghdr);) {
         auto* message = reinterpret_cast<nlmsghdr*>(chunk->data() + at);
-        message->nlmsg_len &= 0x7FFFFFFF;
         message->nlmsg_seq = Rest.sequence;
-        message->nlmsg_pid = mnl_socket_get_portid(handle);
+        message->nlmsg_pid = port;
         if (message->nlmsg_len < sizeof *message || message->nlmsg_len > chunk->size() - at) return;
         at += std::min<std::size_t>(MNL_ALIGN(message->nlmsg_len), chunk->size() - at);
     }
@@ -44,7 +50,7 @@ extern "C" ssize_t __wrap_mnl_socket_sendto(const mnl_socket*, const void* reque
 }
 
 // A byte for the length of the next chunk in words, and a bit of it for an error instead.
-extern "C" ssize_t __wrap_mnl_socket_recvfrom(const mnl_socket* handle, void* buffer, size_t size) {
+extern "C" ssize_t __wrap_recvmsg(int descriptor, msghdr* into, int) {
     if (Rest.size == 0 || ++Rest.received > MostReceived) {
         errno = EAGAIN;
         return -1;
@@ -55,12 +61,16 @@ extern "C" ssize_t __wrap_mnl_socket_recvfrom(const mnl_socket* handle, void* bu
         errno = head == 0xFF ? ENOBUFS : head == 0xFE ? EINTR : EIO;
         return -1;
     }
+    const std::size_t room = into->msg_iov->iov_len;
     std::vector<std::uint8_t> chunk(Rest.data,
-                                    Rest.data + std::min({Rest.size, std::size_t{4} * head, size}));
+                                    Rest.data + std::min({Rest.size, std::size_t{4} * head, room}));
     Rest.data += chunk.size();
     Rest.size -= chunk.size();
-    MakeAnswer(&chunk, handle);
-    std::ranges::copy(chunk, static_cast<std::uint8_t*>(buffer));
+    MakeAnswer(&chunk, PortOf(descriptor));
+    std::ranges::copy(chunk, static_cast<std::uint8_t*>(into->msg_iov->iov_base));
+    *static_cast<sockaddr_nl*>(into->msg_name) = {
+        .nl_family = AF_NETLINK, .nl_pad = 0, .nl_pid = 0, .nl_groups = 0};
+    into->msg_flags = 0;
     return static_cast<ssize_t>(chunk.size());
 }
 
