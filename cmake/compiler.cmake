@@ -9,7 +9,7 @@ find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 
 # A compiler cache may turn the paths of a command into ones from the build folder.
-file(RELATIVE_PATH source_from_build "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}")
+cmake_path(RELATIVE_PATH CMAKE_SOURCE_DIR BASE_DIRECTORY "${CMAKE_BINARY_DIR}" OUTPUT_VARIABLE source_from_build)
 
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual

@@ -74,6 +74,7 @@ TEST(GeneralPointer, DestroysThePointeeWithItsLastHolder) {
 
 struct Node : Pointee {
     Node(std::atomic<int>& counter, Node* following) : Pointee(counter), next(following) {}
+    static void* operator new(std::size_t size) { return ::operator new(size); }
     // Leaves nothing to be read where a node was.
     static void operator delete(void* block, std::size_t size) {
         std::fill_n(static_cast<volatile char*>(block), size, '\0');
