@@ -74,7 +74,7 @@ TEST_F(ParameterLoad, EveryFailureHasItsResultAndItsEvent) {
          LoadLogFailed,
          {"0xC0000008"}},
         {"a log path that is too long",
-         {helper, "\"EnableLogging\"=dword:1", "\"LogFile\"=\"" + std::string(250, 'x') + "\""},
+         {helper, "\"EnableLogging\"=dword:1", "\"LogFile\"=\"" + std::string(257, 'x') + "\""},
          good,
          LoadLogPathFailed,
          {"0xC0000021"}},
