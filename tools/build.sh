@@ -8,6 +8,8 @@ use_ccache() {
     export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
     export CCACHE_SLOPPINESS=pch_defines,time_macros
     export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+    # Other builds may have other maps of source paths, which the cache takes no notice of.
+    export CCACHE_NAMESPACE=quillon
 }
 
 # quietly LOG COMMAND...: runs the command, and shows the end of its output only if it fails.

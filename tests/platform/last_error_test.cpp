@@ -149,6 +149,8 @@ std::vector<Row> LastErrorTest::OfFiles() {
         {"WriteFile", 6, [=, this] { return !WriteFile(none, "x", 1, nullptr, nullptr); }},
         {"WriteFile to one for reading", 5, [=, this] { return !WriteFile(file, "x", 1, nullptr, nullptr); }},
         {"WriteFile of nothing", 87, [=, this] { return !WriteFile(file, nullptr, 1, nullptr, nullptr); }},
+        {"GetFileSize", 6, [=, this] { return GetFileSize(none, nullptr) == INVALID_FILE_SIZE; }},
+        {"SetConsoleCtrlHandler", 120, [] { return !SetConsoleCtrlHandler(nullptr, TRUE); }},
         {"GetFullPathNameA", 123,
          [=, this] { return GetFullPathNameA("", 600, buffer.data(), nullptr) == 0; }},
         {"GetFullPathNameA of a path that doesn't fit", 206,
