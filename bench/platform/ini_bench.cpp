@@ -29,29 +29,29 @@ std::string SectionName(std::int64_t number) {
 class SampleFile {
   public:
     explicit SampleFile(std::int64_t sections)
-        : _path((std::filesystem::temp_directory_path() / ("quillon-ini-bench-" + std::to_string(sections)))
+        : path_((std::filesystem::temp_directory_path() / ("quillon-ini-bench-" + std::to_string(sections)))
                     .string()) {
-        std::ofstream file(_path, std::ios::binary | std::ios::trunc);
+        std::ofstream file(path_, std::ios::binary | std::ios::trunc);
         for (std::int64_t number = 0; number < sections; ++number)
             file << '[' << SectionName(number) << "]\nTemplate = lab\nIP Address = 10.0.0.1\nHost Name = host"
                  << number << "\nName Servers = 10.255.0.2,10.255.0.3\n";
         file.close();
         std::this_thread::sleep_for(UntilSettled);
     }
-    ~SampleFile() { std::filesystem::remove(_path); }
+    ~SampleFile() { std::filesystem::remove(path_); }
     SampleFile(const SampleFile&) = delete;
     SampleFile& operator=(const SampleFile&) = delete;
 
-    const char* path() const { return _path.c_str(); }
+    const char* path() const { return path_.c_str(); }
 
     // Another time makes it another file for whoever keeps what was read.
     void Touch() {
-        std::filesystem::last_write_time(_path,
-                                         std::filesystem::last_write_time(_path) - std::chrono::seconds(1));
+        std::filesystem::last_write_time(path_,
+                                         std::filesystem::last_write_time(path_) - std::chrono::seconds(1));
     }
 
   private:
-    std::string _path;
+    std::string path_;
 };
 
 DWORD ReadHostName(const SampleFile& file, const std::string& section) {

@@ -47,36 +47,36 @@ struct Slot {
 class Loop {
   public:
     explicit Loop(const LoopSettings& settings)
-        : _settings(settings),
-          _socket(settings.relay, settings.server, settings.outstanding * (1 + settings.hostilePerRequest)),
-          _random(settings.seed),
-          _slots(settings.outstanding) {
+        : settings_(settings),
+          socket_(settings.relay, settings.server, settings.outstanding * (1 + settings.hostilePerRequest)),
+          random_(settings.seed),
+          slots_(settings.outstanding) {
         RequestForm hostile = settings.form;
         hostile.hardwareLength = HostileLength;
-        MakeRequest(hostile, 0, 0, &_hostile);
+        MakeRequest(hostile, 0, 0, &hostile_);
         for (std::uint32_t i = 0; i < settings.outstanding; ++i)
-            _slots[i].transaction = i;
-        _socket.SetWait(LookAround);
+            slots_[i].transaction = i;
+        socket_.SetWait(LookAround);
     }
 
     LoadResult Run() {
-        for (Slot& slot : _slots)
+        for (Slot& slot : slots_)
             Issue(&slot);
         Flush();
-        TurnUntil(Clock::now() + _settings.warmUp);
-        _result = {};
-        _result.latencies.reserve(std::size_t{1} << 20);
+        TurnUntil(Clock::now() + settings_.warmUp);
+        result_ = {};
+        result_.latencies.reserve(std::size_t{1} << 20);
         const nanoseconds ownCpu = CpuTime(CLOCK_PROCESS_CPUTIME_ID);
-        const nanoseconds serverCpu = ServerCpuTime(_settings.serverProcess);
-        const auto start = _lastReply = Clock::now();
-        TurnUntil(start + _settings.measured);
+        const nanoseconds serverCpu = ServerCpuTime(settings_.serverProcess);
+        const auto start = lastReply_ = Clock::now();
+        TurnUntil(start + settings_.measured);
         const auto end = Clock::now();
-        _result.measured = end - start;
-        _result.longestGap = std::max<nanoseconds>(_result.longestGap, end - _lastReply);
-        _result.serverCpu = ServerCpuTime(_settings.serverProcess) - serverCpu;
-        _result.loadCpu = CpuTime(CLOCK_PROCESS_CPUTIME_ID) - ownCpu;
+        result_.measured = end - start;
+        result_.longestGap = std::max<nanoseconds>(result_.longestGap, end - lastReply_);
+        result_.serverCpu = ServerCpuTime(settings_.serverProcess) - serverCpu;
+        result_.loadCpu = CpuTime(CLOCK_PROCESS_CPUTIME_ID) - ownCpu;
         Drain();
-        return std::move(_result);
+        return std::move(result_);
     }
 
   private:
@@ -91,59 +91,59 @@ class Loop {
     // Requests that are still under way are lost only if their replies don't come.
     void Drain() {
         const auto isWaiting = [](const Slot& slot) { return slot.waiting; };
-        const auto end = Clock::now() + _settings.patience;
-        while (std::any_of(_slots.begin(), _slots.end(), isWaiting) && Clock::now() < end)
+        const auto end = Clock::now() + settings_.patience;
+        while (std::any_of(slots_.begin(), slots_.end(), isWaiting) && Clock::now() < end)
             Collect(false);
-        _result.lost += static_cast<std::uint64_t>(std::count_if(_slots.begin(), _slots.end(), isWaiting));
+        result_.lost += static_cast<std::uint64_t>(std::count_if(slots_.begin(), slots_.end(), isWaiting));
     }
 
     void Issue(Slot* slot) {
-        slot->client = static_cast<std::uint32_t>(_random() % _settings.clients);
+        slot->client = static_cast<std::uint32_t>(random_() % settings_.clients);
         slot->transaction += MostOutstanding;
         slot->waiting = true;
-        MakeRequest(_settings.form, slot->client, slot->transaction, &slot->request);
-        for (std::uint32_t i = 0; i < _settings.hostilePerRequest; ++i)
-            _outgoing.push_back(&_hostile);
-        _outgoing.push_back(&slot->request);
-        _issued.push_back(slot);
+        MakeRequest(settings_.form, slot->client, slot->transaction, &slot->request);
+        for (std::uint32_t i = 0; i < settings_.hostilePerRequest; ++i)
+            outgoing_.push_back(&hostile_);
+        outgoing_.push_back(&slot->request);
+        issued_.push_back(slot);
     }
 
     void Flush() {
-        if (_outgoing.empty()) return;
+        if (outgoing_.empty()) return;
         const auto now = Clock::now();
-        for (Slot* slot : _issued)
+        for (Slot* slot : issued_)
             slot->sent = now;
-        _socket.Send(_outgoing);
-        _outgoing.clear();
-        _issued.clear();
+        socket_.Send(outgoing_);
+        outgoing_.clear();
+        issued_.clear();
     }
 
     Slot* SlotOf(const LoadSocket::Received& reply) {
         const auto transaction =
-            TransactionOf(_settings.kind, _settings.form.kind, reply.bytes, reply.length);
-        if (!transaction || (*transaction & SlotMask) >= _slots.size()) return nullptr;
-        Slot* const slot = &_slots[*transaction & SlotMask];
+            TransactionOf(settings_.kind, settings_.form.kind, reply.bytes, reply.length);
+        if (!transaction || (*transaction & SlotMask) >= slots_.size()) return nullptr;
+        Slot* const slot = &slots_[*transaction & SlotMask];
         const bool isExpected = slot->waiting && slot->transaction == *transaction &&
-                                IsReplyFor(_settings.kind, slot->client, reply.bytes);
+                                IsReplyFor(settings_.kind, slot->client, reply.bytes);
         return isExpected ? slot : nullptr;
     }
 
     void Collect(bool issueNext) {
-        const auto replies = _socket.Receive();
+        const auto replies = socket_.Receive();
         const auto now = Clock::now();
         for (const LoadSocket::Received& reply : replies) {
             Slot* const slot = SlotOf(reply);
             if (slot == nullptr) {
-                ++_result.wrong;
+                ++result_.wrong;
                 continue;
             }
             slot->waiting = false;
             if (!issueNext) continue;
             const nanoseconds latency = now - slot->sent;
             constexpr nanoseconds::rep Most = std::numeric_limits<std::uint32_t>::max();
-            _result.latencies.push_back(static_cast<std::uint32_t>(std::min(latency.count(), Most)));
-            _result.longestGap = std::max<nanoseconds>(_result.longestGap, now - _lastReply);
-            _lastReply = now;
+            result_.latencies.push_back(static_cast<std::uint32_t>(std::min(latency.count(), Most)));
+            result_.longestGap = std::max<nanoseconds>(result_.longestGap, now - lastReply_);
+            lastReply_ = now;
             Issue(slot);
         }
     }
@@ -151,24 +151,24 @@ class Loop {
     // The oldest can't be overdue more often than this looks.
     void GiveUpOverdue() {
         const auto now = Clock::now();
-        if (now < _nextLook) return;
-        _nextLook = now + LookAround;
-        for (Slot& slot : _slots) {
-            if (!slot.waiting || now - slot.sent < _settings.patience) continue;
-            ++_result.lost;
+        if (now < nextLook_) return;
+        nextLook_ = now + LookAround;
+        for (Slot& slot : slots_) {
+            if (!slot.waiting || now - slot.sent < settings_.patience) continue;
+            ++result_.lost;
             Issue(&slot);
         }
     }
 
-    const LoopSettings& _settings;
-    LoadSocket _socket;
-    std::mt19937_64 _random;
-    std::vector<Slot> _slots;
-    Datagram _hostile;
-    std::vector<const Datagram*> _outgoing;
-    std::vector<Slot*> _issued;
-    Clock::time_point _lastReply, _nextLook;
-    LoadResult _result;
+    const LoopSettings& settings_;
+    LoadSocket socket_;
+    std::mt19937_64 random_;
+    std::vector<Slot> slots_;
+    Datagram hostile_;
+    std::vector<const Datagram*> outgoing_;
+    std::vector<Slot*> issued_;
+    Clock::time_point lastReply_, nextLook_;
+    LoadResult result_;
 };
 
 }  // namespace

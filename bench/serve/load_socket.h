@@ -41,12 +41,12 @@ class LoadSocket {
   private:
     static constexpr std::size_t BufferSize = 2048;
     static constexpr std::size_t MostSegments = 64;  // the kernel's bound
-    int _socket;
-    sockaddr_in _server;
-    std::vector<mmsghdr> _incoming;
-    std::vector<iovec> _outgoingParts, _incomingParts;
-    std::vector<std::uint8_t> _buffers;
-    std::vector<Received> _received;
+    int socket_;
+    sockaddr_in server_;
+    std::vector<mmsghdr> incoming_;
+    std::vector<iovec> outgoingParts_, incomingParts_;
+    std::vector<std::uint8_t> buffers_;
+    std::vector<Received> received_;
 };
 
 }  // namespace bench

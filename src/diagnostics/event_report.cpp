@@ -20,24 +20,24 @@ class SystemText {
     explicit SystemText(DWORD error) {
         const DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM;
         // With the allocating flag the operation takes the address of a pointer in place of a buffer.
-        if (FormatMessageA(flags, nullptr, error, UserDefaultLanguage, reinterpret_cast<char*>(&_allocated),
+        if (FormatMessageA(flags, nullptr, error, UserDefaultLanguage, reinterpret_cast<char*>(&allocated_),
                            0, nullptr) == 0)
-            _allocated = nullptr;
-        if (_allocated == nullptr)
-            std::snprintf(_fallback, sizeof _fallback, "No text available. The error code is %d.",
+            allocated_ = nullptr;
+        if (allocated_ == nullptr)
+            std::snprintf(fallback_, sizeof fallback_, "No text available. The error code is %d.",
                           static_cast<int>(error));
     }
     ~SystemText() {
-        if (_allocated != nullptr) LocalFree(_allocated);
+        if (allocated_ != nullptr) LocalFree(allocated_);
     }
     SystemText(const SystemText&) = delete;
     SystemText& operator=(const SystemText&) = delete;
 
-    const char* get() const { return _allocated != nullptr ? _allocated : _fallback; }
+    const char* get() const { return allocated_ != nullptr ? allocated_ : fallback_; }
 
   private:
-    char* _allocated = nullptr;
-    char _fallback[64] = {};
+    char* allocated_ = nullptr;
+    char fallback_[64] = {};
 };
 
 std::atomic<DWORD> RepeatSeconds{0};

@@ -58,9 +58,9 @@ bool IsWantedByFollower(const Daemon& daemon) {
 
 // Gives the role to the thread that follows the addresses, and lets it be the first to ask for it.
 Turn PassToFollower() {
-    constexpr int kPatience = 50;
+    constexpr int Patience = 50;
     ReleaseMutex(ListenerMutex);
-    for (int i = 0; i < kPatience && FollowerWaits; ++i)
+    for (int i = 0; i < Patience && FollowerWaits; ++i)
         Sleep(1);
     return Turn::Passed;
 }

@@ -65,17 +65,17 @@ class BindingText {
     void Append(IpAddress address) {
         char dotted[AddressTextSize];
         FormatAddress(address, dotted);
-        if (!_isFirst) Put(Separator);
-        _isFirst = false;
+        if (!isFirst_) Put(Separator);
+        isFirst_ = false;
         Put(dotted);
     }
 
     const char* End() {
-        const bool fits = _length + Last.size() <= MostBytes;
-        if (!fits) _length = std::string_view(_text, _length).rfind(Separator, MostBytes - More.size());
+        const bool fits = length_ + Last.size() <= MostBytes;
+        if (!fits) length_ = std::string_view(text_, length_).rfind(Separator, MostBytes - More.size());
         Put(fits ? Last : More);
-        _text[_length] = '\0';
-        return _text;
+        text_[length_] = '\0';
+        return text_;
     }
 
   private:
@@ -84,11 +84,11 @@ class BindingText {
     static constexpr std::string_view Last = ".\r\n\r\n";
     static constexpr std::string_view More = ", ...\r\n\r\n";
 
-    void Put(std::string_view piece) { _length += piece.copy(_text + _length, sizeof _text - 1 - _length); }
+    void Put(std::string_view piece) { length_ += piece.copy(text_ + length_, sizeof text_ - 1 - length_); }
 
-    char _text[(MaxLocalAddresses + 1) * (AddressTextSize + Separator.size())];
-    std::size_t _length = 0;
-    bool _isFirst = true;
+    char text_[(MaxLocalAddresses + 1) * (AddressTextSize + Separator.size())];
+    std::size_t length_ = 0;
+    bool isFirst_ = true;
 };
 
 enum class SlotResult { Bound, Dropped, NoBroadcast };

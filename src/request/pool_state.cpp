@@ -61,11 +61,11 @@ ReceptionPass::~ReceptionPass() {
     Receiving = false;
 }
 
-PoolLock::PoolLock(HANDLE mutex, DWORD milliseconds) : _mutex(mutex) {
+PoolLock::PoolLock(HANDLE mutex, DWORD milliseconds) : mutex_(mutex) {
     const DWORD waited = WaitForSingleObject(mutex, milliseconds);
-    _held = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
+    held_ = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
 }
 
 PoolLock::~PoolLock() {
-    if (_held) ReleaseMutex(_mutex);
+    if (held_) ReleaseMutex(mutex_);
 }

@@ -60,9 +60,9 @@ class PoolLock {
     PoolLock(const PoolLock&) = delete;
     PoolLock& operator=(const PoolLock&) = delete;
 
-    bool IsHeld() const { return _held; }
+    bool IsHeld() const { return held_; }
 
   private:
-    HANDLE _mutex;
-    bool _held;
+    HANDLE mutex_;
+    bool held_;
 };

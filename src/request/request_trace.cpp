@@ -11,16 +11,16 @@ constexpr char NotAvailable[] = "Not available";
 class AddressText {
   public:
     AddressText(bool available, IpAddress address, const char* substitute)
-        : _shown(available ? _text : substitute) {
-        if (available) FormatAddress(address, _text);
+        : shown_(available ? text_ : substitute) {
+        if (available) FormatAddress(address, text_);
     }
     AddressText(const AddressText&) = delete;
     AddressText& operator=(const AddressText&) = delete;
-    const char* get() const { return _shown; }
+    const char* get() const { return shown_; }
 
   private:
-    char _text[AddressTextSize];
-    const char* _shown;
+    char text_[AddressTextSize];
+    const char* shown_;
 };
 
 int LittleEndian(const std::uint8_t* bytes, int count) {

@@ -98,10 +98,10 @@ HANDLE DuplicateOwnHandle(HANDLE handle) {
 }
 
 PinnedGeneration::PinnedGeneration(Generation* held) {
-    _counted = held != CurrentGeneration.load();
-    _generation = _counted ? PinCurrentGeneration() : held;
+    counted_ = held != CurrentGeneration.load();
+    generation_ = counted_ ? PinCurrentGeneration() : held;
 }
 
 PinnedGeneration::~PinnedGeneration() {
-    if (_counted && _generation != nullptr) ReleaseGeneration(_generation);
+    if (counted_ && generation_ != nullptr) ReleaseGeneration(generation_);
 }

@@ -48,10 +48,10 @@ class PinnedGeneration {
     PinnedGeneration(const PinnedGeneration&) = delete;
     PinnedGeneration& operator=(const PinnedGeneration&) = delete;
 
-    explicit operator bool() const { return _generation != nullptr; }  // false when none is installed
-    const ServerParameters& record() const { return RecordOf(_generation); }
+    explicit operator bool() const { return generation_ != nullptr; }  // false when none is installed
+    const ServerParameters& record() const { return RecordOf(generation_); }
 
   private:
-    Generation* _generation;
-    bool _counted;  // a use of its own
+    Generation* generation_;
+    bool counted_;  // a use of its own
 };

@@ -12,19 +12,19 @@ namespace {
 
 class OpenKey {
   public:
-    OpenKey(HKEY root, const char* path) : _open(RegOpenKeyA(root, path, &_key) == 0) {}
+    OpenKey(HKEY root, const char* path) : open_(RegOpenKeyA(root, path, &key_) == 0) {}
     ~OpenKey() {
-        if (_open) RegCloseKey(_key);
+        if (open_) RegCloseKey(key_);
     }
     OpenKey(const OpenKey&) = delete;
     OpenKey& operator=(const OpenKey&) = delete;
 
-    explicit operator bool() const { return _open; }
-    HKEY get() const { return _key; }
+    explicit operator bool() const { return open_; }
+    HKEY get() const { return key_; }
 
   private:
-    HKEY _key = nullptr;
-    bool _open;
+    HKEY key_ = nullptr;
+    bool open_;
 };
 
 DWORD MissingKeyResult(HKEY root) {

@@ -19,7 +19,7 @@ HardwareAddress Mac(std::uint8_t last) {
 }
 
 TEST(HardwareAddressText, IsPairsOfDigitsWithOneKindOfSeparatorAtMost) {
-    const std::string longest(HardwareAddress::kLongest * 2, 'a');
+    const std::string longest(HardwareAddress::Longest * 2, 'a');
     const struct {
         std::string text;
         int length;  // -1: refused
@@ -55,7 +55,7 @@ TEST(HardwareAddressText, IsPairsOfDigitsWithOneKindOfSeparatorAtMost) {
 }
 
 TEST(NeighbourPolicy, TouchesNothingThatSomebodyElseMadeToStay) {
-    constexpr std::uint8_t kOurs = kOriginOfHelper;
+    constexpr std::uint8_t kOurs = OriginOfHelper;
     using Action = NeighbourAction;
     const struct {
         const char* what;

@@ -23,7 +23,7 @@ int ParseAll(const std::vector<char>& received) {
         ParseAddressRow(message);
         ParseLink(message);
         if (const auto row = ParseNeighbourRow(message)) {
-            EXPECT_LE(row->neighbour.address.length, HardwareAddress::kLongest);
+            EXPECT_LE(row->neighbour.address.length, HardwareAddress::Longest);
         }
     });
     return count;

@@ -103,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 3: {
             std::optional<Neighbour> neighbour;
             if (table.Read(key, neighbour) == 0 && neighbour)
-                expect(neighbour->address.length <= HardwareAddress::kLongest, "an address has its bounds");
+                expect(neighbour->address.length <= HardwareAddress::Longest, "an address has its bounds");
             break;
         }
         case 4:

@@ -138,7 +138,7 @@ class Step {
 
   private:
     static Word IdOf(std::uint8_t thread) { return OwnedBy(4u * (thread + 1u)); }
-    Word Abandoned() const { return thread_.abandons ? kAbandoned : 0; }
+    Word Abandoned() const { return thread_.abandons ? AbandonedMark : 0; }
 
     bool Lock(At next) {
         if (state_.lockedBy != kNone) return false;
@@ -178,8 +178,8 @@ class Step {
         const auto next = LinedUp(state_.word);
         if (next)
             state_.word = *next;
-        else if (fault_ == Fault::LinesUpByAnEarlierLook && (state_.word & kClosed) == 0)
-            state_.word |= kQueued;
+        else if (fault_ == Fault::LinesUpByAnEarlierLook && (state_.word & ClosedMark) == 0)
+            state_.word |= QueuedMark;
         else
             return Unlock(At::Start);
         thread_.at = At::Append;
@@ -214,7 +214,7 @@ class Step {
     }
 
     void Return(Word next) {
-        if ((state_.word & kClosed) != 0) ++state_.released;
+        if ((state_.word & ClosedMark) != 0) ++state_.released;
         state_.word = next;
     }
     void GiveBack() {
@@ -243,7 +243,7 @@ class Step {
         Unlock(AfterRound());
     }
     void CloseAll() {
-        if ((state_.word & kOwner) == 0) ++state_.released;
+        if ((state_.word & OwnerMask) == 0) ++state_.released;
         state_.word = Closed(state_.word);
         for (; state_.length != 0; Remove(state_.line[0]))
             state_.threads[state_.line[0]].told = Told::ToLook;
@@ -268,10 +268,11 @@ bool IsOnItsWay(const Thread& thread) {
 
 std::string FaultIn(const State& state, bool anyRuns) {
     if (state.inside > 1) return "two owners";
-    const bool isClosed = (state.word & kClosed) != 0;
+    const bool isClosed = (state.word & ClosedMark) != 0;
     if (!isClosed && std::ranges::count_if(state.threads, IsOnItsWay) > 1) return "a wake-up too many";
     if (!AllAre(At::Done, state)) return anyRuns ? "" : "all sleep";
-    if ((state.word & ~(kClosed | kAbandoned | (isClosed ? kWaking : 0))) != 0) return "not free at the end";
+    if ((state.word & ~(ClosedMark | AbandonedMark | (isClosed ? Waking : 0))) != 0)
+        return "not free at the end";
     return state.released == (isClosed ? 1 : 0) ? "" : "a reference too many or too few";
 }
 
@@ -315,7 +316,7 @@ std::string SearchAll(Fault fault, std::size_t& states) {
                 if (kind == 0) thread.at = At::Done;
                 thread.rounds = 2;
                 thread.timesOut = kind % 2 == 0;
-                thread.patienceUsed = kind > 2 ? kPatience - 1 : 0;
+                thread.patienceUsed = kind > 2 ? Patience - 1 : 0;
             }
             start.threads[0].abandons = last == 1;
             start.threads[0].closes = last == 2;

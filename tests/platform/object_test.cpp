@@ -21,8 +21,8 @@ struct Counts {
 
 class Probe final : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::Timer;
-    explicit Probe(Counts& counts) : Object(kType), counts_(counts) {}
+    static constexpr ObjectType OwnType = ObjectType::Timer;
+    explicit Probe(Counts& counts) : Object(OwnType), counts_(counts) {}
     ~Probe() override { ++counts_.destroyed; }
     void OnLastHandleClosed() override { ++counts_.closed; }
 

@@ -226,11 +226,11 @@ TEST_F(SocketTest, SelectTellsTheOthersWhenWhatWasReadAheadIsUsedUp) {
     const SOCKET busy = OpenBound("127.0.0.1", kPort);
     const SOCKET quiet = OpenBound("127.0.0.1", kPort + 1);
     const SOCKET sender = OpenBound("127.0.0.1", kPort + 2);
-    for (unsigned i = 0; i < 3 * ReadAhead::kDepth; ++i)
+    for (unsigned i = 0; i < 3 * ReadAhead::Depth; ++i)
         ASSERT_EQ(Send(sender, "x", "127.0.0.1", kPort), 0);
     ASSERT_EQ(ReceiveInto(busy, 10).result, 1);
     ASSERT_EQ(Send(sender, "x", "127.0.0.1", kPort + 1), 0);
-    for (unsigned i = 1; i < ReadAhead::kDepth; ++i) {
+    for (unsigned i = 1; i < ReadAhead::Depth; ++i) {
         ASSERT_THAT(*SelectFrom({busy, quiet}, 0s), ElementsAre(busy)) << i;
         ASSERT_EQ(ReceiveInto(busy, 10).result, 1);
     }

@@ -20,9 +20,9 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::uint16_t kClientPort = 68;
-constexpr std::uint16_t kRelayPort = 67;
-constexpr unsigned kFirstFreePort = 1024;  // a user without privileges gets no lower one
+constexpr std::uint16_t ClientPort = 68;
+constexpr std::uint16_t RelayPort = 67;
+constexpr unsigned FirstFreePort = 1024;  // a user without privileges gets no lower one
 
 // What the command line says, as it says it.
 struct AskArguments {
@@ -84,8 +84,8 @@ Route RouteFrom(const AskArguments& arguments) {
     route.interface = arguments.interface;
     if (arguments.clientPort) {
         route.localPort = static_cast<std::uint16_t>(*arguments.clientPort);
-    } else if (route.serverPort < kFirstFreePort) {
-        route.localPort = arguments.relay.empty() ? kClientPort : kRelayPort;
+    } else if (route.serverPort < FirstFreePort) {
+        route.localPort = arguments.relay.empty() ? ClientPort : RelayPort;
         route.anyPortIfDenied = true;
     }
     return route;
@@ -93,15 +93,15 @@ Route RouteFrom(const AskArguments& arguments) {
 
 // A reply to this very request: of the same transaction and for the same hardware address.
 bool Answers(Bytes reply, Bytes request) {
-    constexpr std::size_t kXid = offsetof(BootPacket, xid);
-    constexpr std::size_t kHardware = offsetof(BootPacket, chaddr);
+    constexpr std::size_t Xid = offsetof(BootPacket, xid);
+    constexpr std::size_t Hardware = offsetof(BootPacket, chaddr);
     const auto same = [&](std::size_t offset, std::size_t size) {
         const std::size_t known = std::min(reply.size(), request.size());
         return offset >= known ||
                std::memcmp(&reply[offset], &request[offset], std::min(size, known - offset)) == 0;
     };
-    return reply.size() >= kXid + 4 && reply[0] == BootReplyOpcode && same(kXid, 4) &&
-           same(kHardware, HardwareAddressSize);
+    return reply.size() >= Xid + 4 && reply[0] == BootReplyOpcode && same(Xid, 4) &&
+           same(Hardware, HardwareAddressSize);
 }
 
 int Ask(const AskArguments& arguments) {

@@ -18,7 +18,7 @@ struct Verb {
     const char* help;
 };
 
-constexpr Verb kVerbs[] = {
+constexpr Verb Verbs[] = {
     {"query", ControlQuery, "Show the state of the service, as it last reported it"},
     {"pause", SERVICE_CONTROL_PAUSE, "Let the service rest: it goes on existing, but serves no client"},
     {"continue", SERVICE_CONTROL_CONTINUE, "Let a paused service go on"},
@@ -32,9 +32,9 @@ struct ControlArguments {
 };
 
 std::string StateName(DWORD state) {
-    static constexpr const char* kNames[] = {"STOPPED",          "START_PENDING", "STOP_PENDING", "RUNNING",
-                                             "CONTINUE_PENDING", "PAUSE_PENDING", "PAUSED"};
-    return state >= 1 && state <= std::size(kNames) ? kNames[state - 1] : std::to_string(state);
+    static constexpr const char* Names[] = {"STOPPED",          "START_PENDING", "STOP_PENDING", "RUNNING",
+                                            "CONTINUE_PENDING", "PAUSE_PENDING", "PAUSED"};
+    return state >= 1 && state <= std::size(Names) ? Names[state - 1] : std::to_string(state);
 }
 
 std::vector<std::string> AcceptedControls(const SERVICE_STATUS& status) {
@@ -112,7 +112,7 @@ int Control(const Verb& verb, const ControlArguments& arguments) {
 }  // namespace
 
 void AddControlCommands(CLI::App& app, std::function<int()>& run) {
-    for (const Verb& verb : kVerbs) {
+    for (const Verb& verb : Verbs) {
         CLI::App* command = app.add_subcommand(verb.name, verb.help);
         const auto arguments = std::make_shared<ControlArguments>();
         command->add_option("--timeout", arguments->timeout, "seconds to wait for the service")

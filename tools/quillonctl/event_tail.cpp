@@ -11,7 +11,7 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::size_t kMostLines = 20;
+constexpr std::size_t MostLines = 20;
 
 std::string JournalCommand() {
     return "journalctl --identifier=Quillon --quiet --no-pager";
@@ -20,7 +20,7 @@ std::string JournalCommand() {
 void Keep(std::vector<std::string>& lines, std::string line) {
     if (line.empty()) return;
     lines.push_back(std::move(line));
-    if (lines.size() > kMostLines) lines.erase(lines.begin());
+    if (lines.size() > MostLines) lines.erase(lines.begin());
 }
 
 std::vector<std::string> LinesOfFile(off_t offset) {

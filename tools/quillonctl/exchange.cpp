@@ -16,11 +16,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr IpAddress kAnyAddress{};
-constexpr IpAddress kLimitedBroadcast{{255, 255, 255, 255}};
+constexpr IpAddress AnyAddress{};
+constexpr IpAddress LimitedBroadcast{{255, 255, 255, 255}};
 
 // Larger than any datagram, so none is ever cut.
-constexpr std::size_t kBufferSize = 65536;
+constexpr std::size_t BufferSize = 65536;
 
 sockaddr_in SocketAddress(const IpAddress& address, std::uint16_t port) {
     sockaddr_in result{};
@@ -83,7 +83,7 @@ using Sockets = std::array<Descriptor, 2>;
 bool OpenSockets(const Route& route, Sockets& sockets, std::string& error, std::string& notice) {
     sockets[0] = OpenSocket(route, error);
     if (!sockets[0]) return false;
-    const IpAddress local = route.local.value_or(kAnyAddress);
+    const IpAddress local = route.local.value_or(AnyAddress);
     bool bound = Bind(sockets[0], local, route.localPort);
     if (!bound && errno == EACCES && route.anyPortIfDenied) {
         notice = "port " + std::to_string(route.localPort) +
@@ -95,10 +95,10 @@ bool OpenSockets(const Route& route, Sockets& sockets, std::string& error, std::
         error = "can't bind to " + EndpointText(local, route.localPort) + Reason();
         return false;
     }
-    if (local == kAnyAddress) return true;
+    if (local == AnyAddress) return true;
     sockets[1] = OpenSocket(route, error);
     if (!sockets[1]) return false;
-    if (!Bind(sockets[1], kLimitedBroadcast, BoundPort(sockets[0]))) {
+    if (!Bind(sockets[1], LimitedBroadcast, BoundPort(sockets[0]))) {
         error = "can't receive broadcasts" + Reason();
         return false;
     }
@@ -110,7 +110,7 @@ std::optional<ExchangeResult> Receive(const Descriptor& descriptor, const std::f
                                       Reply& reply) {
     sockaddr_in from{};
     socklen_t size = sizeof from;
-    reply.bytes.resize(kBufferSize);
+    reply.bytes.resize(BufferSize);
     const ssize_t received = ::recvfrom(descriptor.Get(), reply.bytes.data(), reply.bytes.size(), 0,
                                         reinterpret_cast<sockaddr*>(&from), &size);
     if (received < 0) return errno == ECONNREFUSED ? std::optional(ExchangeResult::NoListener) : std::nullopt;

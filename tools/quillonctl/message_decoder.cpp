@@ -8,7 +8,7 @@
 namespace quillonctl {
 namespace {
 
-constexpr IpAddress kCookie = {{99, 130, 83, 99}};
+constexpr IpAddress Cookie = {{99, 130, 83, 99}};
 
 // `bytes` has `width` bytes or more; network byte order.
 std::uint32_t Unsigned(Bytes bytes, std::size_t width) {
@@ -133,7 +133,7 @@ DecodedMessage DecodeMessage(Bytes message) {
     decoded.length = message.size();
     if (!message.empty())
         std::memcpy(&decoded.header, message.data(), std::min(message.size(), sizeof decoded.header));
-    if (message.size() >= sizeof(BootPacket) && decoded.header.cookie == kCookie)
+    if (message.size() >= sizeof(BootPacket) && decoded.header.cookie == Cookie)
         decoded.end = DecodeOptions(message.subspan(sizeof(BootPacket)), decoded.options);
     return decoded;
 }
@@ -146,12 +146,12 @@ std::string AddressText(const IpAddress& address) {
 }
 
 std::string HexText(Bytes bytes) {
-    static constexpr char kDigits[] = "0123456789abcdef";
+    static constexpr char Digits[] = "0123456789abcdef";
     std::string text;
     text.reserve(bytes.size() * 2);
     for (const std::uint8_t byte : bytes) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 0xF];
+        text += Digits[byte >> 4];
+        text += Digits[byte & 0xF];
     }
     return text;
 }

@@ -9,7 +9,7 @@ namespace {
 using enum OptionType;
 
 // Ascending by code, for the search.
-constexpr OptionRow kRows[] = {
+constexpr OptionRow Rows[] = {
     {1, "subnet-mask", Address},
     {2, "time-offset", Int32},
     {3, "routers", Addresses},
@@ -98,19 +98,19 @@ constexpr OptionRow kRows[] = {
     {150, "tftp-server-addresses", Addresses},
 };
 
-constexpr const char* kMessageTypes[] = {nullptr,       "DHCPDISCOVER", "DHCPOFFER",
-                                         "DHCPREQUEST", "DHCPDECLINE",  "DHCPACK",
-                                         "DHCPNAK",     "DHCPRELEASE",  "DHCPINFORM"};
+constexpr const char* MessageTypes[] = {nullptr,       "DHCPDISCOVER", "DHCPOFFER",
+                                        "DHCPREQUEST", "DHCPDECLINE",  "DHCPACK",
+                                        "DHCPNAK",     "DHCPRELEASE",  "DHCPINFORM"};
 
 }  // namespace
 
 const OptionRow* FindOption(std::uint8_t code) {
-    const auto* row = std::ranges::lower_bound(kRows, code, {}, &OptionRow::code);
-    return row != std::end(kRows) && row->code == code ? row : nullptr;
+    const auto* row = std::ranges::lower_bound(Rows, code, {}, &OptionRow::code);
+    return row != std::end(Rows) && row->code == code ? row : nullptr;
 }
 
 const char* MessageTypeName(std::uint8_t messageType) {
-    return messageType < std::size(kMessageTypes) ? kMessageTypes[messageType] : nullptr;
+    return messageType < std::size(MessageTypes) ? MessageTypes[messageType] : nullptr;
 }
 
 }  // namespace quillonctl

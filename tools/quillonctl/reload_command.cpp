@@ -19,9 +19,9 @@ namespace {
 using namespace std::string_view_literals;
 
 // Each with its NUL, which is part of the datagram.
-constexpr std::string_view kRequest = "RELOAD REQ\0"sv;
-constexpr std::string_view kAcknowledgement = "RELOAD ACK\0"sv;
-constexpr std::string_view kRefusal = "RELOAD NACK\0"sv;
+constexpr std::string_view Request = "RELOAD REQ\0"sv;
+constexpr std::string_view Acknowledgement = "RELOAD ACK\0"sv;
+constexpr std::string_view Refusal = "RELOAD NACK\0"sv;
 
 struct ReloadArguments {
     std::string address;
@@ -54,11 +54,11 @@ Outcome AskAt(const IpAddress& address, std::uint16_t port, std::chrono::millise
     Reply reply;
     std::string notice;
     outcome.result = Exchange(
-        route, BytesOf(kRequest), timeout,
-        [](Bytes datagram) { return Is(datagram, kAcknowledgement) || Is(datagram, kRefusal); }, reply,
+        route, BytesOf(Request), timeout,
+        [](Bytes datagram) { return Is(datagram, Acknowledgement) || Is(datagram, Refusal); }, reply,
         outcome.error, notice);
     if (outcome.result == ExchangeResult::Replied) {
-        outcome.isAcknowledged = Is(reply.bytes, kAcknowledgement);
+        outcome.isAcknowledged = Is(reply.bytes, Acknowledgement);
         outcome.from = reply.from;
     }
     return outcome;

@@ -9,7 +9,7 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::size_t kUsualLength = 300;
+constexpr std::size_t UsualLength = 300;
 
 int HexDigit(char digit) {
     int value = -1;
@@ -76,7 +76,7 @@ std::optional<std::vector<std::uint8_t>> BuildRequest(const RequestSettings& set
     }
     const std::vector<std::uint8_t> options = BuildOptions(settings);
     const std::size_t needed = sizeof header + options.size();
-    const std::size_t length = settings.length != 0 ? settings.length : std::max(kUsualLength, needed);
+    const std::size_t length = settings.length != 0 ? settings.length : std::max(UsualLength, needed);
     const bool hasOptions = options.size() > 1;
     if (length > LargestDatagram || (hasOptions && length < needed)) {
         error = "a length of " + std::to_string(length) + " doesn't do: the options need " +
@@ -131,8 +131,8 @@ std::optional<std::uint8_t> ParseMessageType(const std::string& text) {
     static constexpr struct {
         const char* word;
         std::uint8_t type;
-    } kTypes[] = {{"discover", 1}, {"request", 3}, {"decline", 4}, {"release", 7}, {"inform", 8}};
-    for (const auto& row : kTypes)
+    } Types[] = {{"discover", 1}, {"request", 3}, {"decline", 4}, {"release", 7}, {"inform", 8}};
+    for (const auto& row : Types)
         if (text == row.word) return row.type;
     return std::nullopt;
 }

@@ -26,9 +26,9 @@
 
 namespace {
 
-constexpr int kReachableAnyway = 1;
-constexpr int kRemoved = 1;
-constexpr int kNotRemoved = 0;
+constexpr int ReachableAnyway = 1;
+constexpr int Removed = 1;
+constexpr int NotRemoved = 0;
 
 // An entry that this process has made, with how many removals are still to come and from which local address.
 struct MadeEntry {
@@ -93,7 +93,7 @@ int Helper::Enter(const NeighbourKey& key, const HardwareAddress& wanted) {
         case NeighbourAction::KeepOurs:
             return ArpAddCreated;
         case NeighbourAction::LeaveRight:
-            return kReachableAnyway;
+            return ReachableAnyway;
         case NeighbourAction::LeaveWrong:
             break;
     }
@@ -104,7 +104,7 @@ int Helper::Add(std::uint32_t local, std::uint32_t client, const HardwareAddress
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto owner = interfaces_.Find(local);
     if (!owner) return ArpAddFailed;
-    if (!owner->resolvesAddresses) return kReachableAnyway;
+    if (!owner->resolvesAddresses) return ReachableAnyway;
     if (owner->addressLength != wanted.length) return ArpAddFailed;
 
     const NeighbourKey key{.interfaceIndex = owner->index, .client = client};
@@ -123,16 +123,16 @@ int Helper::Remove(std::uint32_t client, std::uint32_t local) {
             std::ranges::find(holders, local, &std::pair<std::uint32_t, std::uint64_t>::first);
         if (holder == holders.end()) continue;
         if (--holder->second == 0) holders.erase(holder);
-        if (!holders.empty()) return kRemoved;
+        if (!holders.empty()) return Removed;
 
         std::optional<Neighbour> present;
         const bool isOurs =
             table_.Read(key, present) == 0 && present && IsOfHelper(*present) && present->address == address;
         const bool isRemoved = isOurs && table_.Remove(key) == 0;
         made_.erase(entry);
-        return isRemoved ? kRemoved : kNotRemoved;
+        return isRemoved ? Removed : NotRemoved;
     }
-    return kNotRemoved;
+    return NotRemoved;
 }
 
 // Of the network namespace in which the library is loaded.
@@ -185,13 +185,13 @@ extern "C" [[gnu::visibility("default")]] int ArpAdd(const char* localAddress, c
 extern "C" [[gnu::visibility("default")]] int ArpRemove(const char* clientAddress, const char* localAddress) {
     const auto client = ParseAddress(clientAddress);
     const auto local = ParseAddress(localAddress);
-    if (!client || !local) return kNotRemoved;
+    if (!client || !local) return NotRemoved;
     try {
         return TheHelper().Remove(*client, *local);
     } catch (const std::bad_alloc&) {
     } catch (const std::system_error&) {
     }
-    return kNotRemoved;
+    return NotRemoved;
 }
 
 static_assert(std::is_same_v<decltype(&ArpAdd), ArpAddFunction>);

@@ -17,7 +17,7 @@ std::optional<HardwareAddress> ParseHardwareAddress(std::string_view text) {
     HardwareAddress address;
     while (!text.empty()) {
         if (address.length != 0 && IsSeparator(text.front())) text.remove_prefix(1);
-        if (text.size() < 2 || address.length == HardwareAddress::kLongest) return std::nullopt;
+        if (text.size() < 2 || address.length == HardwareAddress::Longest) return std::nullopt;
         const char* end = text.data() + 2;
         const auto [stop, error] = std::from_chars(text.data(), end, address.bytes[address.length], 16);
         if (error != std::errc{} || stop != end) return std::nullopt;

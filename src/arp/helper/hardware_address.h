@@ -8,9 +8,9 @@
 #include <string_view>
 
 struct HardwareAddress {
-    static constexpr std::size_t kLongest = 32;
+    static constexpr std::size_t Longest = 32;
 
-    std::array<std::uint8_t, kLongest> bytes{};  // zero from `length` on
+    std::array<std::uint8_t, Longest> bytes{};  // zero from `length` on
     std::size_t length = 0;
 
     bool operator==(const HardwareAddress&) const = default;

@@ -16,7 +16,7 @@ bool IsUsable(const Neighbour& neighbour) {
 }  // namespace
 
 bool IsOfHelper(const Neighbour& neighbour) {
-    return neighbour.isExternal && neighbour.origin == kOriginOfHelper &&
+    return neighbour.isExternal && neighbour.origin == OriginOfHelper &&
            (neighbour.state & NUD_PERMANENT) != 0;
 }
 

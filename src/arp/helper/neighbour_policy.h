@@ -19,7 +19,7 @@ struct Neighbour {
 };
 
 // The mark in the entries that this helper makes.
-inline constexpr std::uint8_t kOriginOfHelper = 0x51;
+inline constexpr std::uint8_t OriginOfHelper = 0x51;
 
 // Whether this helper has made it, in this run or an earlier one, and it has not been replaced since.
 bool IsOfHelper(const Neighbour& neighbour);

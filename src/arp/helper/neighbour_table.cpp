@@ -35,7 +35,7 @@ std::optional<NeighbourRow> ParseNeighbourRow(const nlmsghdr& message) {
     neighbour.isExternal = (fixed->ndm_flags & NTF_EXT_LEARNED) != 0;
     if (const nlattr* address = attributes[NDA_LLADDR]; address != nullptr) {
         const std::size_t length =
-            std::min<std::size_t>(mnl_attr_get_payload_len(address), HardwareAddress::kLongest);
+            std::min<std::size_t>(mnl_attr_get_payload_len(address), HardwareAddress::Longest);
         std::memcpy(neighbour.address.bytes.data(), mnl_attr_get_payload(address), length);
         neighbour.address.length = length;
     }
@@ -97,9 +97,9 @@ int NeighbourTable::ReadOwn(std::vector<NeighbourKey>& keys) {
 
 int NeighbourTable::FindOwn(std::vector<NeighbourKey>& keys) {
     // The kernel ends a dump with EINTR if the table changed meanwhile.
-    constexpr int kAttempts = 16;
+    constexpr int Attempts = 16;
     int error = EINTR;
-    for (int attempt = 0; attempt < kAttempts && error == EINTR; ++attempt)
+    for (int attempt = 0; attempt < Attempts && error == EINTR; ++attempt)
         error = ReadOwn(keys);
     return error;
 }
@@ -111,7 +111,7 @@ int NeighbourTable::Enter(const NeighbourKey& key, const HardwareAddress& addres
     fixed->ndm_state = NUD_PERMANENT;
     fixed->ndm_flags = NTF_EXT_LEARNED;
     request.AddAttribute(NDA_LLADDR, address.bytes.data(), address.length);
-    request.AddAttribute(NDA_PROTOCOL, &kOriginOfHelper, sizeof kOriginOfHelper);
+    request.AddAttribute(NDA_PROTOCOL, &OriginOfHelper, sizeof OriginOfHelper);
     return Exchange(request, IgnoreMessage);
 }
 

@@ -34,7 +34,7 @@ std::optional<std::uint32_t> Number(const std::string& text) {
 
 class Reader {
   public:
-    explicit Reader(std::istream& input) : _input(input) {}
+    explicit Reader(std::istream& input) : input_(input) {}
 
     std::vector<MessageDefinition> Read() {
         while (const auto statement = NextStatement()) {
@@ -42,26 +42,26 @@ class Reader {
             if (keyword == "MessageId") {
                 ReadMessage(value);
             } else if (keyword == "SeverityNames") {
-                _severities = ReadList(value, MaxSeverity);
+                severities_ = ReadList(value, MaxSeverity);
             } else if (keyword == "FacilityNames") {
-                _facilities = ReadList(value, MaxFacility);
+                facilities_ = ReadList(value, MaxFacility);
             } else if (keyword == "LanguageNames") {
-                _languages = ReadList(value, MaxCode);
+                languages_ = ReadList(value, MaxCode);
             } else if (keyword != "MessageIdTypedef" && keyword != "OutputBase") {
                 Fail("unknown statement '" + keyword + "'");
             }
         }
-        return std::move(_messages);
+        return std::move(messages_);
     }
 
   private:
     using Statement = std::pair<std::string, std::string>;
 
-    [[noreturn]] void Fail(const std::string& what) const { throw MessageFileError(_lineNumber, what); }
+    [[noreturn]] void Fail(const std::string& what) const { throw MessageFileError(lineNumber_, what); }
 
     bool NextLine(std::string& line) {
-        if (!std::getline(_input, line)) return false;
-        ++_lineNumber;
+        if (!std::getline(input_, line)) return false;
+        ++lineNumber_;
         return true;
     }
 
@@ -112,13 +112,13 @@ class Reader {
             if (!field) Fail("a message without text at the end of the file");
             const auto& [keyword, value] = *field;
             if (keyword == "Severity") {
-                severity = Named(_severities, value);
+                severity = Named(severities_, value);
             } else if (keyword == "Facility") {
-                facility = Named(_facilities, value);
+                facility = Named(facilities_, value);
             } else if (keyword == "SymbolicName") {
                 message.symbolicName = value;
             } else if (keyword == "Language") {
-                Named(_languages, value);
+                Named(languages_, value);
                 break;
             } else {
                 Fail("unknown field '" + keyword + "' in a message");
@@ -150,19 +150,19 @@ class Reader {
 
     void Add(MessageDefinition message) {
         if (message.text.empty()) Fail("a message without text");
-        if (!_numbers.insert(message.number).second) Fail("a number that is taken already");
-        if (!_names.insert(message.symbolicName).second) Fail("a symbolic name that is taken already");
-        _messages.push_back(std::move(message));
+        if (!numbers_.insert(message.number).second) Fail("a number that is taken already");
+        if (!names_.insert(message.symbolicName).second) Fail("a symbolic name that is taken already");
+        messages_.push_back(std::move(message));
     }
 
-    std::istream& _input;
-    std::size_t _lineNumber = 0;
-    NumberList _severities;
-    NumberList _facilities;
-    NumberList _languages;
-    std::set<std::uint32_t> _numbers;
-    std::set<std::string> _names;
-    std::vector<MessageDefinition> _messages;
+    std::istream& input_;
+    std::size_t lineNumber_ = 0;
+    NumberList severities_;
+    NumberList facilities_;
+    NumberList languages_;
+    std::set<std::uint32_t> numbers_;
+    std::set<std::string> names_;
+    std::vector<MessageDefinition> messages_;
 };
 
 }  // namespace

@@ -12,18 +12,18 @@ constexpr DWORD AllEventTypes = 7;
 
 class ServiceHandle {
   public:
-    explicit ServiceHandle(SC_HANDLE handle) : _handle(handle) {}
+    explicit ServiceHandle(SC_HANDLE handle) : handle_(handle) {}
     ~ServiceHandle() {
-        if (_handle != nullptr) CloseServiceHandle(_handle);
+        if (handle_ != nullptr) CloseServiceHandle(handle_);
     }
     ServiceHandle(const ServiceHandle&) = delete;
     ServiceHandle& operator=(const ServiceHandle&) = delete;
 
-    explicit operator bool() const { return _handle != nullptr; }
-    SC_HANDLE get() const { return _handle; }
+    explicit operator bool() const { return handle_ != nullptr; }
+    SC_HANDLE get() const { return handle_; }
 
   private:
-    SC_HANDLE _handle;
+    SC_HANDLE handle_;
 };
 
 bool CreateEventSource(const char* path) {

@@ -17,9 +17,9 @@ bool MayHaveColour(int descriptor) {
 }
 
 std::string Painted(const std::string& text, Colour colour, bool isColoured) {
-    static constexpr const char* kBegins[] = {"\033[31m", "\033[32m", "\033[36m", "\033[33m"};
+    static constexpr const char* Begins[] = {"\033[31m", "\033[32m", "\033[36m", "\033[33m"};
     if (!isColoured || text.empty()) return text;
-    return kBegins[static_cast<std::size_t>(colour)] + text + "\033[0m";
+    return Begins[static_cast<std::size_t>(colour)] + text + "\033[0m";
 }
 
 std::string ColouredDiff(const std::string& diff) {

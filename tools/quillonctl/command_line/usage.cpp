@@ -12,7 +12,7 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::size_t kMostClients = 500;  // that are worth a list
+constexpr std::size_t MostClients = 500;  // that are worth a list
 
 std::vector<const CLI::App*> Commands(const CLI::App& app) {
     return app.get_subcommands([](const CLI::App* command) { return !command->get_name().empty(); });
@@ -70,7 +70,7 @@ std::string ClientLines(const std::string& begin) {
     for (const SectionLines& section : BootptabText(*text).Sections()) {
         const std::string name = Lower(section.name);
         if (!IsClient(section.name) || !name.starts_with(Lower(begin))) continue;
-        if (++count > kMostClients) break;
+        if (++count > MostClients) break;
         lines += name + "\n";
     }
     return lines;

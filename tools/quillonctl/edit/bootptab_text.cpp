@@ -8,13 +8,13 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r";
+constexpr std::string_view Blanks = " \t\r";
 
 // Of an INI line: a form feed is no blank there.
 std::string_view IniTrimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kBlanks);
+    const std::size_t first = text.find_first_not_of(Blanks);
     if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+    return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
 }
 
 // "[name]", up to the last bracket of the line.
@@ -128,11 +128,11 @@ BootptabText::KeyStyle BootptabText::StyleOf(const SectionLines& section) const 
     for (const KeyLine& key : keys) {
         const std::string& text = lines_[key.line].text;
         const std::size_t equals = text.find('=');
-        const std::size_t indent = text.find_first_not_of(kBlanks);
+        const std::size_t indent = text.find_first_not_of(Blanks);
         style.indent = text.substr(0, indent);
-        style.hasBlankBefore = kBlanks.find(text[equals - 1]) != std::string_view::npos;
+        style.hasBlankBefore = Blanks.find(text[equals - 1]) != std::string_view::npos;
         style.hasBlankBehind =
-            equals + 1 >= text.size() || kBlanks.find(text[equals + 1]) != std::string_view::npos;
+            equals + 1 >= text.size() || Blanks.find(text[equals + 1]) != std::string_view::npos;
         const bool isFirst = &key == keys.data();
         style.column = isFirst || style.column == equals ? equals : 0;
         shortest = std::min(shortest, indent + key.name.size());
@@ -171,7 +171,7 @@ void BootptabText::Put(const SectionLines& section, const KeyValue& key) {
         if (known.value == key.second) return;
         std::string& text = lines_[known.line].text;
         std::size_t value = text.find('=') + 1;
-        while (value < text.size() && kBlanks.find(text[value]) != std::string_view::npos)
+        while (value < text.size() && Blanks.find(text[value]) != std::string_view::npos)
             ++value;
         text = text.substr(0, value) + IniValue(key.second);
         return;

@@ -22,7 +22,7 @@ namespace {
 
 enum class Action { Add, Set, Remove };
 
-constexpr char kTemplate[] = "Template";
+constexpr char TemplateKeyName[] = "Template";
 
 // A switch that stands for the key with this tag, whatever the file calls it.
 struct TagSwitch {
@@ -31,7 +31,7 @@ struct TagSwitch {
     int tag;
     const char* help;
 };
-constexpr TagSwitch kSwitches[] = {
+constexpr TagSwitch Switches[] = {
     {"--ip", "ADDRESS", -2, "the client's address"}, {"--host-name", "NAME", 12, "its name"},
     {"--boot-file", "NAME", -1, "its boot file"},    {"--mask", "ADDRESS", 1, "its subnet mask"},
     {"--gateway", "ADDRESS,...", 3, "its gateways"},
@@ -41,7 +41,7 @@ struct EditArguments {
     std::string hardwareAddress;
     std::string file;
     std::string templateName;
-    std::array<std::string, std::size(kSwitches)> values;
+    std::array<std::string, std::size(Switches)> values;
     std::vector<std::string> options;  // "Name=value"
     std::vector<std::string> unset;
     bool dryRun = false;
@@ -72,12 +72,12 @@ std::string KeyNameFor(const TagSwitch& wanted, const std::vector<OptionName>& r
 }
 
 std::string KnownKeyName(const std::string& name, const std::vector<OptionName>& rows) {
-    std::vector<std::string> names = {kTemplate};
+    std::vector<std::string> names = {TemplateKeyName};
     for (const OptionName& row : rows) {
         if (SameText(row.name, name)) return row.name;
         names.push_back(row.name);
     }
-    if (SameText(name, kTemplate)) return kTemplate;
+    if (SameText(name, TemplateKeyName)) return TemplateKeyName;
     throw Refusal{"key '" + name + "' isn't in [Options]" + DidYouMean(name, names)};
 }
 
@@ -86,10 +86,10 @@ std::vector<KeyValue> WantedKeys(const EditArguments& arguments, const BootptabT
                                  const std::vector<KeyLine>& own) {
     const std::vector<OptionName> rows = file.Options();
     std::vector<KeyValue> keys;
-    if (!arguments.templateName.empty()) keys.emplace_back(kTemplate, arguments.templateName);
-    for (std::size_t at = 0; at < std::size(kSwitches); ++at)
+    if (!arguments.templateName.empty()) keys.emplace_back(TemplateKeyName, arguments.templateName);
+    for (std::size_t at = 0; at < std::size(Switches); ++at)
         if (!arguments.values[at].empty())
-            keys.emplace_back(KeyNameFor(kSwitches[at], rows, own), arguments.values[at]);
+            keys.emplace_back(KeyNameFor(Switches[at], rows, own), arguments.values[at]);
     for (const std::string& option : arguments.options) {
         const std::size_t equals = option.find('=');
         const std::string name(Trimmed(option.substr(0, equals)));
@@ -184,9 +184,9 @@ std::string CheckPlainText(const std::string& text) {
 
 void AddKeyOptions(CLI::App& command, Action action, EditArguments& arguments) {
     const CLI::Validator plain(CheckPlainText, "");
-    for (std::size_t at = 0; at < std::size(kSwitches); ++at)
-        command.add_option(kSwitches[at].name, arguments.values[at], kSwitches[at].help)
-            ->type_name(kSwitches[at].type)
+    for (std::size_t at = 0; at < std::size(Switches); ++at)
+        command.add_option(Switches[at].name, arguments.values[at], Switches[at].help)
+            ->type_name(Switches[at].type)
             ->check(plain);
     command.add_option("--template", arguments.templateName, "the template that it shares")
         ->type_name("NAME")
@@ -203,7 +203,7 @@ void AddKeyOptions(CLI::App& command, Action action, EditArguments& arguments) {
 }
 
 const char* FooterOf(Action action) {
-    constexpr const char* kShared =
+    constexpr const char* Shared =
         "Comments, order, line ends, owner and mode of the file stay. What would make it worse is refused, "
         "and\n"
         "the file is replaced as a whole. \"--option Name=value\" may be given several times.\n"
@@ -211,15 +211,15 @@ const char* FooterOf(Action action) {
         "Exit status: 0 done, 1 refused, 2 wrong usage or a failure; with --reload also that of the reload.\n"
         "\n"
         "Examples:\n";
-    static const std::string kFooters[] = {
-        std::string(kShared) +
+    static const std::string Footers[] = {
+        std::string(Shared) +
             "  quillonctl add 00-a0-c9-11-22-33 --ip 10.0.0.17 --template lab --host-name pc17 --reload\n"
             "  quillonctl add 00-a0-c9-11-22-33 --ip 10.0.0.17 --option \"Root Path=/srv/thin\" --dry-run",
-        std::string(kShared) +
+        std::string(Shared) +
             "  quillonctl set 00-a0-c9-11-22-33 --boot-file pc17-new.img --reload\n"
             "  quillonctl set 00-a0-c9-11-22-33 --option \"Lease Time=1:00:00\" --unset Gateways --dry-run",
-        std::string(kShared) + "  quillonctl remove 00-a0-c9-11-22-33 --reload"};
-    return kFooters[static_cast<std::size_t>(action)].c_str();
+        std::string(Shared) + "  quillonctl remove 00-a0-c9-11-22-33 --reload"};
+    return Footers[static_cast<std::size_t>(action)].c_str();
 }
 
 void AddEditCommand(CLI::App& app, std::function<int()>& run, Action action, const char* name,

@@ -17,9 +17,9 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::chrono::seconds kPatience(10);
-constexpr std::chrono::milliseconds kPause(20);
-constexpr char kAccessList[] = "system.posix_acl_access";
+constexpr std::chrono::seconds Patience(10);
+constexpr std::chrono::milliseconds Pause(20);
+constexpr char AccessList[] = "system.posix_acl_access";
 
 bool Fail(const std::string& what, std::string& error) {
     error = what + ": " + std::strerror(errno);
@@ -52,9 +52,9 @@ bool WriteAll(int descriptor, const std::string& text) {
 // A mode alone would widen the access of a file with a list.
 bool CopyAccessList(const std::string& from, int descriptor) {
     std::vector<char> list(65536);
-    const ssize_t size = ::getxattr(from.c_str(), kAccessList, list.data(), list.size());
+    const ssize_t size = ::getxattr(from.c_str(), AccessList, list.data(), list.size());
     if (size < 0) return errno == ENODATA || errno == ENOTSUP;
-    return ::fsetxattr(descriptor, kAccessList, list.data(), static_cast<std::size_t>(size), 0) == 0;
+    return ::fsetxattr(descriptor, AccessList, list.data(), static_cast<std::size_t>(size), 0) == 0;
 }
 
 bool SameTime(const timespec& one, const timespec& other) {
@@ -91,14 +91,14 @@ FileEdit::~FileEdit() {
 bool FileEdit::Lock(std::string& error) {
     folderDescriptor_ = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folderDescriptor_ < 0) return Fail(folder_, error);
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    const auto deadline = std::chrono::steady_clock::now() + Patience;
     while (::flock(folderDescriptor_, LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) return Fail(folder_, error);
         if (std::chrono::steady_clock::now() > deadline) {
             error = path_ + ": another edit goes on";
             return false;
         }
-        std::this_thread::sleep_for(kPause);
+        std::this_thread::sleep_for(Pause);
     }
     return true;
 }

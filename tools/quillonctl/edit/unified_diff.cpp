@@ -7,9 +7,9 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::size_t kContext = 3;
+constexpr std::size_t Context = 3;
 // Above this number of pairs of lines that have to be compared, all of them count as replaced.
-constexpr std::size_t kMostPairs = 4'000'000;
+constexpr std::size_t MostPairs = 4'000'000;
 
 using TextLines = std::vector<std::string_view>;
 
@@ -32,7 +32,7 @@ struct Step {
 // The steps from one list of lines to the other with the fewest marks.
 void AppendSteps(const TextLines& before, const TextLines& after, std::vector<Step>& steps) {
     const std::size_t width = after.size() + 1;
-    const bool isSmall = before.size() * after.size() <= kMostPairs;
+    const bool isSmall = before.size() * after.size() <= MostPairs;
     // How many lines the rests from here have in common.
     std::vector<std::uint32_t> common(isSmall ? (before.size() + 1) * width : 0);
     for (std::size_t i = before.size(); isSmall && i-- > 0;)
@@ -91,8 +91,8 @@ std::vector<Hunk> HunksOf(const std::vector<Step>& steps) {
     std::vector<Hunk> hunks;
     for (std::size_t at = 0; at < steps.size(); ++at) {
         if (steps[at].mark == ' ') continue;
-        const std::size_t begin = at - std::min(at, kContext);
-        const std::size_t end = std::min(at + kContext + 1, steps.size());
+        const std::size_t begin = at - std::min(at, Context);
+        const std::size_t end = std::min(at + Context + 1, steps.size());
         if (!hunks.empty() && begin <= hunks.back().end)
             hunks.back().end = end;
         else

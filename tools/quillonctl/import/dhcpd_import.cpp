@@ -11,51 +11,51 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::uint32_t kDefaultLease = 43200;
-constexpr std::uint32_t kLongestLease = 86400;  // unless max-lease-time says otherwise
+constexpr std::uint32_t DefaultLease = 43200;
+constexpr std::uint32_t LongestLease = 86400;  // unless max-lease-time says otherwise
 
 // Statements that change nothing in the reply to a host with a fixed address.
-constexpr std::array kWithoutEffect = {"authoritative",
-                                       "not",
-                                       "log-facility",
-                                       "lease-file-name",
-                                       "pid-file-name",
-                                       "omapi-port",
-                                       "omapi-key",
-                                       "one-lease-per-client",
-                                       "ping-check",
-                                       "ping-timeout",
-                                       "min-lease-time",
-                                       "abandon-lease-time",
-                                       "adaptive-lease-time-threshold",
-                                       "do-forward-updates",
-                                       "update-static-leases",
-                                       "update-optimization",
-                                       "update-conflict-detection",
-                                       "client-updates",
-                                       "db-time-format",
-                                       "infinite-is-reserved",
-                                       "always-reply-rfc1048",
-                                       "boot-unknown-clients",
-                                       "stash-agent-options",
-                                       "dynamic-bootp-lease-cutoff",
-                                       "dynamic-bootp-lease-length",
-                                       "delayed-ack",
-                                       "max-ack-delay",
-                                       "local-port",
-                                       "interface",
-                                       "key",
-                                       "zone",
-                                       "remote-port",
-                                       "limit-addrs-per-ia",
-                                       "server-id-check",
-                                       "ignore-client-uids",
-                                       "echo-client-id",
-                                       "min-secs"};
+constexpr std::array WithoutEffect = {"authoritative",
+                                      "not",
+                                      "log-facility",
+                                      "lease-file-name",
+                                      "pid-file-name",
+                                      "omapi-port",
+                                      "omapi-key",
+                                      "one-lease-per-client",
+                                      "ping-check",
+                                      "ping-timeout",
+                                      "min-lease-time",
+                                      "abandon-lease-time",
+                                      "adaptive-lease-time-threshold",
+                                      "do-forward-updates",
+                                      "update-static-leases",
+                                      "update-optimization",
+                                      "update-conflict-detection",
+                                      "client-updates",
+                                      "db-time-format",
+                                      "infinite-is-reserved",
+                                      "always-reply-rfc1048",
+                                      "boot-unknown-clients",
+                                      "stash-agent-options",
+                                      "dynamic-bootp-lease-cutoff",
+                                      "dynamic-bootp-lease-length",
+                                      "delayed-ack",
+                                      "max-ack-delay",
+                                      "local-port",
+                                      "interface",
+                                      "key",
+                                      "zone",
+                                      "remote-port",
+                                      "limit-addrs-per-ia",
+                                      "server-id-check",
+                                      "ignore-client-uids",
+                                      "echo-client-id",
+                                      "min-secs"};
 
 // What can be allowed or denied without an effect on such a host.
-constexpr std::array kAccessWithoutEffect = {"unknown-clients", "client-updates", "duplicates",    "declines",
-                                             "leasequery",      "unknown",        "known-clients", "known"};
+constexpr std::array AccessWithoutEffect = {"unknown-clients", "client-updates", "duplicates",    "declines",
+                                            "leasequery",      "unknown",        "known-clients", "known"};
 
 template <std::size_t Size>
 bool IsOneOf(const DhcpdToken& word, const std::array<const char*, Size>& known) {
@@ -91,7 +91,7 @@ struct OptionDefinition {
 class DhcpdImport {
   public:
     DhcpdImport(const HostAddresses& names, Import& import) : names_(names), import_(import) {
-        global_.settings.Put(SecondsSetting(LeaseTimeTag, kDefaultLease));
+        global_.settings.Put(SecondsSetting(LeaseTimeTag, DefaultLease));
     }
 
     void Run(const std::vector<DhcpdStatement>& statements) {
@@ -109,8 +109,8 @@ class DhcpdImport {
         std::string text;
         for (const DhcpdToken& word : statement.words)
             text += (text.empty() || word.Is(",") ? "" : " ") + word.text;
-        constexpr std::size_t kEnough = 60;
-        if (text.size() > kEnough) text = text.substr(0, kEnough) + "...";
+        constexpr std::size_t Enough = 60;
+        if (text.size() > Enough) text = text.substr(0, Enough) + "...";
         import_.Drop(statement.Line(), "'" + text + "': " + why);
     }
 
@@ -131,7 +131,7 @@ class DhcpdImport {
     }
 
     static bool HasNoEffect(const DhcpdToken& word) {
-        return IsOneOf(word, kWithoutEffect) || (!word.isQuoted && Lower(word.text).starts_with("ddns-"));
+        return IsOneOf(word, WithoutEffect) || (!word.isQuoted && Lower(word.text).starts_with("ddns-"));
     }
 
     void ReadBlock(const DhcpdStatement& statement, Scope& scope) {
@@ -187,12 +187,12 @@ class DhcpdImport {
             return true;
         }
         if (statement.Begins("hardware") && words.size() == 3) {
-            static constexpr std::pair<const char*, int> kTypes[] = {
+            static constexpr std::pair<const char*, int> Types[] = {
                 {"ethernet", 1}, {"token-ring", 6}, {"fddi", 8}, {"infiniband", 32}};
             const auto* type =
-                std::ranges::find_if(kTypes, [&](const auto& row) { return words[1].Is(row.first); });
+                std::ranges::find_if(Types, [&](const auto& row) { return words[1].Is(row.first); });
             const auto section = SectionNameOf(words[2].text);
-            if (type == std::end(kTypes) || !section) {
+            if (type == std::end(Types) || !section) {
                 Drop(statement, "this is no hardware address that is known here");
             } else {
                 host.hardwareType = type->second;
@@ -212,7 +212,7 @@ class DhcpdImport {
             scope.isServed = true;
         else if (isBooting && words[1].Is("booting"))
             scope.isServed = false;
-        else if (words.size() < 2 || !IsOneOf(words[1], kAccessWithoutEffect))
+        else if (words.size() < 2 || !IsOneOf(words[1], AccessWithoutEffect))
             Drop(statement, "isn't carried");
     }
 
@@ -278,9 +278,9 @@ class DhcpdImport {
         if (own != definitions_.end()) return own->second;
         if (const KnownOption* known = FindKnownOption(name); known != nullptr && known->tag > 0)
             return OptionDefinition{known->tag, known->shape};
-        constexpr std::string_view kByNumber = "option-";
-        if (!Lower(name).starts_with(kByNumber)) return std::nullopt;
-        const auto tag = ParseNumber(std::string_view(name).substr(kByNumber.size()), 254);
+        constexpr std::string_view ByNumber = "option-";
+        if (!Lower(name).starts_with(ByNumber)) return std::nullopt;
+        const auto tag = ParseNumber(std::string_view(name).substr(ByNumber.size()), 254);
         if (!tag) return std::nullopt;
         return OptionDefinition{static_cast<int>(*tag), Shape::Octets};
     }
@@ -300,11 +300,11 @@ class DhcpdImport {
     }
 
     static std::optional<Shape> ShapeOf(const std::vector<DhcpdToken>& words, std::size_t at) {
-        static constexpr std::pair<const char*, Shape> kShapes[] = {
+        static constexpr std::pair<const char*, Shape> Shapes[] = {
             {"ip-address", Shape::Addresses}, {"text", Shape::Text},
             {"string", Shape::Octets},        {"boolean", Shape::Flag},
             {"domain-list", Shape::Domains},  {"domain-name", Shape::Domains}};
-        for (const auto& [word, shape] : kShapes)
+        for (const auto& [word, shape] : Shapes)
             if (words[at].Is(word)) return shape;
         if (!words[at].Is("integer") || at + 1 >= words.size()) return std::nullopt;
         if (words[at + 1].Is("8")) return Shape::Bytes;
@@ -336,7 +336,7 @@ class DhcpdImport {
             settings.PutAll(scope->settings);
             if (!scope->name.empty()) name += (name.empty() ? "" : " ") + scope->name;
         }
-        std::uint32_t longest = kLongestLease;
+        std::uint32_t longest = LongestLease;
         for (const Scope* scope : chain)
             longest = scope->longestLease.value_or(longest);
         const Setting* lease = settings.Find(LeaseTimeTag);

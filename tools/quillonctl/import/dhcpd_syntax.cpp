@@ -9,7 +9,7 @@ namespace quillonctl {
 namespace {
 
 // Deeper than anybody writes by hand; a file that goes on nesting mustn't use up the stack.
-constexpr int kDeepest = 32;
+constexpr int Deepest = 32;
 
 class Lexer {
   public:
@@ -63,8 +63,8 @@ class Lexer {
     // Ends on the last character of the escape.
     void ReadEscape(DhcpdToken& token) {
         const char letter = text_[++at_];
-        static constexpr std::string_view kLetters = "trnb";
-        static constexpr std::string_view kMeanings = "\t\r\n\b";
+        static constexpr std::string_view Letters = "trnb";
+        static constexpr std::string_view Meanings = "\t\r\n\b";
         const auto digits = [&](std::size_t from, std::size_t most, int base) {
             std::size_t size = 0;
             while (size < most && from + size < text_.size() && IsDigit(text_[from + size], base))
@@ -80,8 +80,8 @@ class Lexer {
             token.text += static_cast<char>(std::stoi(std::string(hex), nullptr, 16));
             at_ += hex.size();
         } else {
-            const std::size_t known = kLetters.find(letter);
-            token.text += known != std::string_view::npos ? kMeanings[known] : letter;
+            const std::size_t known = Letters.find(letter);
+            token.text += known != std::string_view::npos ? Meanings[known] : letter;
         }
     }
 
@@ -112,7 +112,7 @@ class Parser {
                 import_.Drop(token.line, "'}' without a block");
             } else if (!token.isQuoted && token.text == "{") {
                 if (statement.words.empty()) statement.words.push_back({"{", true, token.line});
-                if (depth >= kDeepest) {
+                if (depth >= Deepest) {
                     import_.Drop(token.line, "blocks are nested too deeply; what follows isn't read");
                     while (lexer_.Next(token)) {
                     }

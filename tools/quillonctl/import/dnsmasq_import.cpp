@@ -10,11 +10,11 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::uint32_t kDefaultLease = 3600;
-constexpr std::uint32_t kShortestLease = 120;
+constexpr std::uint32_t DefaultLease = 3600;
+constexpr std::uint32_t ShortestLease = 120;
 
 // Lines about DHCP that change nothing in the reply to a known host.
-constexpr std::array kWithoutEffect = {
+constexpr std::array WithoutEffect = {
     "dhcp-leasefile",      "dhcp-lease-max",    "dhcp-authoritative", "dhcp-no-override",
     "dhcp-sequential-ip",  "dhcp-script",       "dhcp-luascript",     "dhcp-scriptuser",
     "dhcp-fqdn",           "dhcp-rapid-commit", "dhcp-ttl",           "dhcp-client-update",
@@ -23,9 +23,9 @@ constexpr std::array kWithoutEffect = {
     "no-dhcpv6-interface"};
 
 // Lines that name other files or services on which clients may depend.
-constexpr std::array kElsewhere = {"conf-file",        "conf-dir",       "conf-script",
-                                   "read-ethers",      "enable-tftp",    "tftp-root",
-                                   "bridge-interface", "shared-network", "tag-if"};
+constexpr std::array Elsewhere = {"conf-file",        "conf-dir",       "conf-script",
+                                  "read-ethers",      "enable-tftp",    "tftp-root",
+                                  "bridge-interface", "shared-network", "tag-if"};
 
 struct Line {
     int number = 0;
@@ -48,7 +48,7 @@ struct Range {
     std::uint32_t start = 0;
     std::optional<std::uint32_t> mask;
     std::optional<std::uint32_t> broadcast;
-    std::uint32_t lease = kDefaultLease;
+    std::uint32_t lease = DefaultLease;
 };
 
 struct Host {
@@ -69,10 +69,10 @@ struct Domain {
 };
 
 char Escaped(char letter) {
-    static constexpr std::string_view kLetters = "trnbe";
-    static constexpr std::string_view kMeanings = "\t\r\n\b\x1B";
-    const std::size_t known = kLetters.find(letter);
-    return known != std::string_view::npos ? kMeanings[known] : letter;
+    static constexpr std::string_view Letters = "trnbe";
+    static constexpr std::string_view Meanings = "\t\r\n\b\x1B";
+    const std::size_t known = Letters.find(letter);
+    return known != std::string_view::npos ? Meanings[known] : letter;
 }
 
 // The items of a value. A comma or a '#' in quotes is part of the text.
@@ -163,8 +163,8 @@ class DnsmasqImport {
         const auto isIn = [&](const auto& list) { return std::ranges::find(list, line.name) != list.end(); };
         const bool ignoresUnknown = line.name == "dhcp-ignore" && line.items.size() == 1 &&
                                     (line.items[0].text == "tag:!known" || line.items[0].text == "#known");
-        if (isIn(kWithoutEffect) || ignoresUnknown) return;
-        if (line.name.starts_with("dhcp-") || line.name.starts_with("pxe-") || isIn(kElsewhere))
+        if (isIn(WithoutEffect) || ignoresUnknown) return;
+        if (line.name.starts_with("dhcp-") || line.name.starts_with("pxe-") || isIn(Elsewhere))
             Drop(line, "isn't carried");
     }
 
@@ -200,7 +200,7 @@ class DnsmasqImport {
             else if (item == "proxy")
                 return Drop(line, "a proxy isn't carried");
             else if (const auto lease = ParseSeconds(item))
-                range.lease = std::max(*lease, kShortestLease);
+                range.lease = std::max(*lease, ShortestLease);
             else
                 Drop(line, "'" + item + "' isn't understood");
         }
@@ -249,7 +249,7 @@ class DnsmasqImport {
             else if (item == "ignore")
                 host.isIgnored = true;
             else if (const auto lease = ParseSeconds(item))
-                host.lease = std::max(*lease, kShortestLease);
+                host.lease = std::max(*lease, ShortestLease);
             else if (!item.empty())
                 host.name = item;
         }
@@ -272,9 +272,9 @@ class DnsmasqImport {
 
     // A letter after a number says how many bytes it takes.
     static std::optional<Shape> TakeWidth(std::string& number) {
-        static constexpr std::pair<char, Shape> kWidths[] = {
+        static constexpr std::pair<char, Shape> Widths[] = {
             {'b', Shape::Bytes}, {'s', Shape::Numbers}, {'i', Shape::Longs}};
-        for (const auto& [letter, shape] : kWidths) {
+        for (const auto& [letter, shape] : Widths) {
             if (!number.ends_with(letter) || !ParseNumber(number.substr(0, number.size() - 1))) continue;
             number.pop_back();
             return shape;
@@ -442,20 +442,20 @@ class DnsmasqImport {
         if (!range.mask)
             import_.Drop(range.line,
                          "dhcp-range: dnsmasq takes the netmask from its interface; put it after the range");
-        constexpr const char* kOwn = "dnsmasq gives its own address, which isn't in this file; say it with ";
+        constexpr const char* Own = "dnsmasq gives its own address, which isn't in this file; say it with ";
         if (!settings.Has(GatewayTag))
-            import_.Drop(range.line, std::string("dhcp-range: as router ") + kOwn + "option:router");
+            import_.Drop(range.line, std::string("dhcp-range: as router ") + Own + "option:router");
         if (hasDns_ && !settings.Has(NameServerTag))
-            import_.Drop(range.line, std::string("dhcp-range: as DNS server ") + kOwn + "option:dns-server");
+            import_.Drop(range.line, std::string("dhcp-range: as DNS server ") + Own + "option:dns-server");
     }
 
     // The range on whose subnet the address lies. One without a mask is tried last, and has the address if
     // the first three bytes are the same.
     const Range* RangeOf(std::uint32_t address) const {
-        constexpr std::uint32_t kUsualMask = 0xFFFFFF00;
+        constexpr std::uint32_t UsualMask = 0xFFFFFF00;
         const Range* guess = nullptr;
         for (const Range& range : ranges_) {
-            const bool isInside = ((range.start ^ address) & range.mask.value_or(kUsualMask)) == 0;
+            const bool isInside = ((range.start ^ address) & range.mask.value_or(UsualMask)) == 0;
             if (isInside && range.mask) return &range;
             if (isInside && guess == nullptr) guess = &range;
         }

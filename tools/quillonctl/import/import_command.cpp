@@ -21,11 +21,11 @@ struct Format {
     Importer importer;
 };
 
-constexpr Format kFormats[] = {{"dhcpd", ImportDhcpd},
-                               {"dnsmasq", ImportDnsmasq},
-                               {"ethers", ImportEthers},
-                               {"csv", ImportCsv},
-                               {"kea", ImportKea}};
+constexpr Format Formats[] = {{"dhcpd", ImportDhcpd},
+                              {"dnsmasq", ImportDnsmasq},
+                              {"ethers", ImportEthers},
+                              {"csv", ImportCsv},
+                              {"kea", ImportKea}};
 
 struct ImportArguments {
     std::string from;
@@ -44,7 +44,7 @@ int RunImport(const ImportArguments& arguments) {
         names = ParseHosts(*hosts);
     }
     const auto* format =
-        std::ranges::find_if(kFormats, [&](const Format& row) { return arguments.from == row.name; });
+        std::ranges::find_if(Formats, [&](const Format& row) { return arguments.from == row.name; });
     Import import;
     format->importer(*text, names, import);
     const std::vector<Dropped> dropped = import.AllDropped();
@@ -62,7 +62,7 @@ void AddImportCommand(CLI::App& app, std::function<int()>& run) {
     CLI::App* command = app.add_subcommand("import", "Show another server's configuration as a bootptab");
     const auto arguments = std::make_shared<ImportArguments>();
     std::vector<std::string> formats;
-    for (const Format& format : kFormats)
+    for (const Format& format : Formats)
         formats.emplace_back(format.name);
     OneOf(*command->add_option("--from", arguments->from, "what kind of file it is")->required(), formats);
     command->add_option("--hosts", arguments->hosts, "addresses of the names in the file, as in /etc/hosts")

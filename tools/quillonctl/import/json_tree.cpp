@@ -9,7 +9,7 @@ namespace quillonctl {
 namespace {
 
 // Deeper than any configuration; a document that goes on nesting mustn't use up the stack.
-constexpr std::size_t kDeepest = 64;
+constexpr std::size_t Deepest = 64;
 
 // Reads the text and counts its lines. All copies count together.
 class CountingIterator {
@@ -94,7 +94,7 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
 
     // A node stays where it is as long as it is open: its siblings come after its end.
     bool Open(JsonKind kind) {
-        if (open_.size() >= kDeepest) {
+        if (open_.size() >= Deepest) {
             fault_ = {line_, "nested too deeply"};
             return false;
         }
@@ -170,9 +170,9 @@ std::string JsonNode::TextOf(std::string_view name) const {
 }
 
 const std::vector<JsonNode>& JsonNode::ItemsOf(std::string_view name) const {
-    static const std::vector<JsonNode> kNone;
+    static const std::vector<JsonNode> None;
     const JsonNode* member = Find(name);
-    return member != nullptr ? member->items : kNone;
+    return member != nullptr ? member->items : None;
 }
 
 std::optional<JsonNode> ParseJson(std::string_view text, JsonFault& fault) {

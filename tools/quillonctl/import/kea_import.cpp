@@ -9,75 +9,75 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::uint32_t kDefaultLease = 7200;
+constexpr std::uint32_t DefaultLease = 7200;
 
 // What a scope may have beside its settings without an effect on the reply to a reserved client.
-constexpr std::array kWithoutEffect = {"comment",
-                                       "user-context",
-                                       "id",
-                                       "interface",
-                                       "relay",
-                                       "pools",
-                                       "subnet",
-                                       "name",
-                                       "subnet4",
-                                       "subnet6",
-                                       "shared-networks",
-                                       "reservations",
-                                       "option-data",
-                                       "option-def",
-                                       "client-classes",
-                                       "interfaces-config",
-                                       "control-socket",
-                                       "lease-database",
-                                       "expired-leases-processing",
-                                       "loggers",
-                                       "dhcp-ddns",
-                                       "multi-threading",
-                                       "sanity-checks",
-                                       "dhcp-queue-control",
-                                       "hostname-char-set",
-                                       "hostname-char-replacement",
-                                       "statistic-default-sample-count",
-                                       "statistic-default-sample-age",
-                                       "authoritative",
-                                       "match-client-id",
-                                       "echo-client-id",
-                                       "reservation-mode",
-                                       "reservations-global",
-                                       "reservations-in-subnet",
-                                       "reservations-out-of-pool",
-                                       "host-reservation-identifiers",
-                                       "decline-probation-period",
-                                       "server-tag",
-                                       "min-valid-lifetime",
-                                       "max-valid-lifetime",
-                                       "cache-threshold",
-                                       "cache-max-age",
-                                       "store-extended-info",
-                                       "calculate-tee-times",
-                                       "t1-percent",
-                                       "t2-percent",
-                                       "test",
-                                       "only-if-required",
-                                       "ip-reservations-unique",
-                                       "early-global-reservations-lookup",
-                                       "reservations-lookup-first",
-                                       "compatibility",
-                                       "parked-packet-limit",
-                                       "config-control",
-                                       "4o6-interface",
-                                       "4o6-interface-id",
-                                       "4o6-subnet",
-                                       "dhcp4o6-port",
-                                       "offer-lifetime",
-                                       "hw-address",
-                                       "ip-address",
-                                       "hostname",
-                                       "duid",
-                                       "client-id",
-                                       "circuit-id",
-                                       "flex-id"};
+constexpr std::array WithoutEffect = {"comment",
+                                      "user-context",
+                                      "id",
+                                      "interface",
+                                      "relay",
+                                      "pools",
+                                      "subnet",
+                                      "name",
+                                      "subnet4",
+                                      "subnet6",
+                                      "shared-networks",
+                                      "reservations",
+                                      "option-data",
+                                      "option-def",
+                                      "client-classes",
+                                      "interfaces-config",
+                                      "control-socket",
+                                      "lease-database",
+                                      "expired-leases-processing",
+                                      "loggers",
+                                      "dhcp-ddns",
+                                      "multi-threading",
+                                      "sanity-checks",
+                                      "dhcp-queue-control",
+                                      "hostname-char-set",
+                                      "hostname-char-replacement",
+                                      "statistic-default-sample-count",
+                                      "statistic-default-sample-age",
+                                      "authoritative",
+                                      "match-client-id",
+                                      "echo-client-id",
+                                      "reservation-mode",
+                                      "reservations-global",
+                                      "reservations-in-subnet",
+                                      "reservations-out-of-pool",
+                                      "host-reservation-identifiers",
+                                      "decline-probation-period",
+                                      "server-tag",
+                                      "min-valid-lifetime",
+                                      "max-valid-lifetime",
+                                      "cache-threshold",
+                                      "cache-max-age",
+                                      "store-extended-info",
+                                      "calculate-tee-times",
+                                      "t1-percent",
+                                      "t2-percent",
+                                      "test",
+                                      "only-if-required",
+                                      "ip-reservations-unique",
+                                      "early-global-reservations-lookup",
+                                      "reservations-lookup-first",
+                                      "compatibility",
+                                      "parked-packet-limit",
+                                      "config-control",
+                                      "4o6-interface",
+                                      "4o6-interface-id",
+                                      "4o6-subnet",
+                                      "dhcp4o6-port",
+                                      "offer-lifetime",
+                                      "hw-address",
+                                      "ip-address",
+                                      "hostname",
+                                      "duid",
+                                      "client-id",
+                                      "circuit-id",
+                                      "flex-id"};
 
 struct OptionDefinition {
     int tag;
@@ -102,7 +102,7 @@ class KeaImport {
         if (server == nullptr) return import_.Drop(1, "there is no \"Dhcp4\" here");
         for (const JsonNode& definition : server->ItemsOf("option-def"))
             ReadDefinition(definition);
-        global_.Put(SecondsSetting(LeaseTimeTag, kDefaultLease));
+        global_.Put(SecondsSetting(LeaseTimeTag, DefaultLease));
         ReadScope(*server, global_);
         for (const JsonNode& node : server->ItemsOf("client-classes"))
             ReadClass(node);
@@ -146,16 +146,16 @@ class KeaImport {
     }
 
     void ReadDefinition(const JsonNode& node) {
-        static constexpr std::pair<const char*, Shape> kShapes[] = {
+        static constexpr std::pair<const char*, Shape> Shapes[] = {
             {"ipv4-address", Shape::Addresses}, {"string", Shape::Text}, {"binary", Shape::Octets},
             {"boolean", Shape::Flag},           {"uint8", Shape::Bytes}, {"uint16", Shape::Numbers},
             {"uint32", Shape::Longs},           {"int32", Shape::Longs}, {"fqdn", Shape::Domains},
             {"int16", Shape::Numbers},          {"int8", Shape::Bytes}};
         const auto* row = std::ranges::find_if(
-            kShapes, [&](const auto& known) { return node.TextOf("type") == known.first; });
+            Shapes, [&](const auto& known) { return node.TextOf("type") == known.first; });
         const auto tag = ParseNumber(node.TextOf("code"), 254);
         const std::string space = node.TextOf("space");
-        if (row == std::end(kShapes) || !tag || (!space.empty() && space != "dhcp4"))
+        if (row == std::end(Shapes) || !tag || (!space.empty() && space != "dhcp4"))
             return Drop(node,
                         "option-def '" + node.TextOf("name") + "': options of this kind aren't carried");
         definitions_[node.TextOf("name")] = {static_cast<int>(*tag), row->second};
@@ -218,7 +218,7 @@ class KeaImport {
             else if (name == "client-class" || name == "require-client-classes")
                 DropUnlessEmpty(value, name + ": what depends on the client's request isn't carried");
             else if (!name.starts_with("ddns-") && name != "client-classes" &&
-                     std::ranges::find(kWithoutEffect, name) == kWithoutEffect.end())
+                     std::ranges::find(WithoutEffect, name) == WithoutEffect.end())
                 Drop(value, name + ": isn't carried");
         }
         for (const JsonNode& option : scope.ItemsOf("option-data"))

@@ -10,7 +10,7 @@ namespace {
 
 using enum Shape;
 
-constexpr KnownOption kOptions[] = {
+constexpr KnownOption KnownOptions[] = {
     {1, "Subnet Mask", Address, "subnet-mask netmask mask"},
     {2, "Time Offset", Longs, "time-offset"},
     {3, "Gateways", Addresses, "routers router gateway gateways default-gateway"},
@@ -133,15 +133,15 @@ bool IsAliasOf(const KnownOption& option, std::string_view plain) {
 }  // namespace
 
 const KnownOption* FindKnownOption(int tag) {
-    const auto* found = std::ranges::find(kOptions, tag, &KnownOption::tag);
-    return found != std::end(kOptions) ? found : nullptr;
+    const auto* found = std::ranges::find(KnownOptions, tag, &KnownOption::tag);
+    return found != std::end(KnownOptions) ? found : nullptr;
 }
 
 const KnownOption* FindKnownOption(std::string_view name) {
     const std::string plain = Hyphenated(name);
-    const auto* found =
-        std::ranges::find_if(kOptions, [&](const KnownOption& option) { return IsAliasOf(option, plain); });
-    return found != std::end(kOptions) ? found : nullptr;
+    const auto* found = std::ranges::find_if(
+        KnownOptions, [&](const KnownOption& option) { return IsAliasOf(option, plain); });
+    return found != std::end(KnownOptions) ? found : nullptr;
 }
 
 const char* SetByServer(int tag) {

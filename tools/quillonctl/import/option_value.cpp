@@ -11,10 +11,10 @@ namespace {
 
 using Octets = std::vector<std::uint8_t>;
 
-constexpr std::size_t kLongestOption = 255;
-constexpr std::size_t kLongestBootFile = 127;
-constexpr std::uint32_t kEndless = 0xFFFFFFFF;
-constexpr std::size_t kLongestLabel = 63;
+constexpr std::size_t LongestOption = 255;
+constexpr std::size_t LongestBootFile = 127;
+constexpr std::uint32_t Endless = 0xFFFFFFFF;
+constexpr std::size_t LongestLabel = 63;
 
 // One item as bootptab has it; nothing with the reason in `why`.
 using ItemText = std::optional<std::string> (*)(const ValueItem& item, const HostAddresses& names,
@@ -63,7 +63,7 @@ std::optional<std::string> FlagItem(const ValueItem& item, const HostAddresses& 
 }
 
 std::string SecondsText(std::uint32_t seconds) {
-    if (seconds == kEndless) return "Infinite";
+    if (seconds == Endless) return "Infinite";
     char text[32];
     std::snprintf(text, sizeof text, "%u:%02u:%02u", seconds / 3600, seconds / 60 % 60, seconds % 60);
     return text;
@@ -123,7 +123,7 @@ std::optional<Octets> DomainOctets(const std::vector<ValueItem>& items, std::str
         std::string_view name = item.text;
         if (name.ends_with('.')) name.remove_suffix(1);
         for (const std::string& label : Split(name, ".")) {
-            if (label.empty() || label.size() > kLongestLabel) {
+            if (label.empty() || label.size() > LongestLabel) {
                 why = "'" + item.text + "' is no domain name";
                 return std::nullopt;
             }
@@ -168,7 +168,7 @@ bool HasControl(const std::string& text) {
 
 std::optional<Setting> OctetSetting(int tag, const std::optional<Octets>& octets, std::string& why) {
     if (!octets) return std::nullopt;
-    if (octets->size() > kLongestOption) {
+    if (octets->size() > LongestOption) {
         why = "the value has " + std::to_string(octets->size()) + " bytes, and an option holds 255";
         return std::nullopt;
     }
@@ -236,7 +236,7 @@ std::optional<Setting> MakeSetting(int tag, Shape shape, const std::vector<Value
         default:
             break;
     }
-    if (items.size() * WidthOf(shape) > kLongestOption) {
+    if (items.size() * WidthOf(shape) > LongestOption) {
         why = "the list is longer than the 255 bytes of an option";
         return std::nullopt;
     }
@@ -246,7 +246,7 @@ std::optional<Setting> MakeSetting(int tag, Shape shape, const std::vector<Value
 }
 
 std::optional<Setting> MakeTextSetting(int tag, const std::string& text, std::string& why) {
-    const std::size_t longest = tag == BootFileTag ? kLongestBootFile : kLongestOption;
+    const std::size_t longest = tag == BootFileTag ? LongestBootFile : LongestOption;
     if (HasControl(text))
         why = "the text has control characters";
     else if (text.empty())
@@ -272,7 +272,7 @@ Setting FlagSetting(int tag) {
 }
 
 std::optional<std::uint32_t> ParseSeconds(const std::string& text) {
-    if (SameText(text, "infinite")) return kEndless;
+    if (SameText(text, "infinite")) return Endless;
     if (text.find(':') != std::string::npos) {
         const std::vector<std::string> parts = Split(text, ":");
         if (parts.size() != 3) return std::nullopt;
@@ -282,17 +282,17 @@ std::optional<std::uint32_t> ParseSeconds(const std::string& text) {
         if (!hours || !minutes || !seconds) return std::nullopt;
         return *hours * 3600 + *minutes * 60 + *seconds;
     }
-    static constexpr std::pair<char, std::uint32_t> kUnits[] = {
+    static constexpr std::pair<char, std::uint32_t> Units[] = {
         {'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}, {'w', 604800}};
     std::string_view digits = text;
     std::uint32_t unit = 1;
-    for (const auto& [letter, seconds] : kUnits) {
+    for (const auto& [letter, seconds] : Units) {
         if (digits.empty() || std::tolower(static_cast<unsigned char>(digits.back())) != letter) continue;
         digits.remove_suffix(1);
         unit = seconds;
         break;
     }
-    const auto number = ParseNumber(digits, kEndless / unit);
+    const auto number = ParseNumber(digits, Endless / unit);
     if (!number) return std::nullopt;
     return *number * unit;
 }

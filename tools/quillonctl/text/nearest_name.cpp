@@ -8,7 +8,7 @@ namespace quillonctl {
 namespace {
 
 // Beyond this length a word is no slip of the fingers, and comparing it would only take time.
-constexpr std::size_t kLongestWord = 64;
+constexpr std::size_t LongestWord = 64;
 
 bool SameLetter(char one, char other) {
     return std::tolower(static_cast<unsigned char>(one)) == std::tolower(static_cast<unsigned char>(other));
@@ -38,12 +38,12 @@ std::size_t EditDistance(std::string_view one, std::string_view other) {
 }
 
 std::string NearestName(std::string_view word, const std::vector<std::string>& known) {
-    if (word.size() > kLongestWord) return "";
+    if (word.size() > LongestWord) return "";
     const std::string* nearest = nullptr;
     // A third of the letters may be wrong, but at least one, and never all of them.
     std::size_t bound = std::max<std::size_t>(2, word.size() / 3 + 1);
     for (const std::string& name : known) {
-        if (name.size() > kLongestWord) continue;
+        if (name.size() > LongestWord) continue;
         const std::size_t distance = EditDistance(word, name);
         if (distance >= bound || distance >= std::min(word.size(), name.size())) continue;
         nearest = &name;

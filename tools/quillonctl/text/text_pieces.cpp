@@ -18,7 +18,7 @@
 namespace quillonctl {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
+constexpr std::string_view Blanks = " \t\r\n\v\f";
 
 char LowerLetter(char letter) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
@@ -57,9 +57,9 @@ std::optional<std::string> ReadWholeFile(const std::string& path, std::string& e
 }
 
 std::string_view Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kBlanks);
+    const std::size_t first = text.find_first_not_of(Blanks);
     if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+    return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
 }
 
 std::string Lower(std::string_view text) {
@@ -83,7 +83,7 @@ std::vector<std::string> Split(std::string_view text, std::string_view separator
 }
 
 std::vector<std::string> Words(std::string_view text) {
-    std::vector<std::string> words = Split(text, kBlanks);
+    std::vector<std::string> words = Split(text, Blanks);
     std::erase(words, "");
     return words;
 }

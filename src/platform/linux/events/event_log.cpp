@@ -14,8 +14,8 @@ namespace {
 
 class EventSource : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::EventSource;
-    explicit EventSource(std::string sourceName) : Object(kType), name(std::move(sourceName)) {}
+    static constexpr ObjectType OwnType = ObjectType::EventSource;
+    explicit EventSource(std::string sourceName) : Object(OwnType), name(std::move(sourceName)) {}
 
     const std::string name;
 };

@@ -13,13 +13,13 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
-constexpr std::size_t kLargestAnswer = 1 << 20;
+constexpr std::string_view Blanks = " \t\r\n\v\f";
+constexpr std::size_t LargestAnswer = 1 << 20;
 
 // Takes the next word off the text; empty at its end.
 std::string_view NextWord(std::string_view& text) {
-    const auto start = std::min(text.find_first_not_of(kBlanks), text.size());
-    const auto end = std::min(text.find_first_of(kBlanks, start), text.size());
+    const auto start = std::min(text.find_first_not_of(Blanks), text.size());
+    const auto end = std::min(text.find_first_of(Blanks, start), text.size());
     const std::string_view word = text.substr(start, end - start);
     text.remove_prefix(end);
     return word;
@@ -31,7 +31,7 @@ std::optional<ServiceName> AskSystem(const std::string& name, const std::string&
     std::vector<char> storage(1024);
     const char* asked = protocol.empty() ? nullptr : protocol.c_str();
     while (getservbyname_r(name.c_str(), asked, &entry, storage.data(), storage.size(), &found) == ERANGE) {
-        if (storage.size() >= kLargestAnswer) return std::nullopt;
+        if (storage.size() >= LargestAnswer) return std::nullopt;
         storage.resize(storage.size() * 2);
     }
     if (found == nullptr) return std::nullopt;

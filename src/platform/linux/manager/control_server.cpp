@@ -116,7 +116,7 @@ void ControlServer::TakeInClients(const Handler& handler) {
             return;
         }
         if (ServeClient(client, handler)) continue;
-        if (clients_.size() == kMostClients) clients_.pop_front();
+        if (clients_.size() == MostClients) clients_.pop_front();
         try {
             clients_.push_back(std::move(client));
         } catch (const std::bad_alloc&) {

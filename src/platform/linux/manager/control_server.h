@@ -21,8 +21,8 @@
 class ControlServer {
   public:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::size_t kMostClients = 16;
-    static constexpr std::size_t kMostDescriptors = kMostClients + 1;
+    static constexpr std::size_t MostClients = 16;
+    static constexpr std::size_t MostDescriptors = MostClients + 1;
     // Carries out one request of a client that may make it.
     using Handler = std::function<ControlReply(DWORD control)>;
 

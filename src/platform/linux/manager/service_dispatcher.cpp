@@ -36,7 +36,7 @@ std::uint64_t MonotonicMicroseconds() {
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
 
-constexpr std::size_t kOwnDescriptors = 2;
+constexpr std::size_t OwnDescriptors = 2;
 
 // The folder of the system's own instance doesn't outlast a restart of the machine.
 DWORD OpenControl(ControlServer& control, const std::string& path) {
@@ -76,7 +76,7 @@ DWORD ServiceDispatcher::Run(const SERVICE_TABLE_ENTRYA& service) {
 DWORD ServiceDispatcher::RunConnected(const SERVICE_TABLE_ENTRYA& service) {
     ControlServer control;
     std::vector<pollfd> descriptors;
-    descriptors.reserve(ControlServer::kMostDescriptors + kOwnDescriptors);
+    descriptors.reserve(ControlServer::MostDescriptors + OwnDescriptors);
     if (const DWORD error = Prepare(control); error != ERROR_SUCCESS) return error;
     control_ = &control;
     if (const DWORD error = StartServiceThread(service); error != ERROR_SUCCESS)

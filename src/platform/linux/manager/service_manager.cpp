@@ -17,14 +17,14 @@ namespace {
 
 class ManagerObject : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::ServiceManager;
-    ManagerObject() : Object(kType) {}
+    static constexpr ObjectType OwnType = ObjectType::ServiceManager;
+    ManagerObject() : Object(OwnType) {}
 };
 
 class ServiceObject : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::Service;
-    explicit ServiceObject(std::string serviceName) : Object(kType), name(std::move(serviceName)) {}
+    static constexpr ObjectType OwnType = ObjectType::Service;
+    explicit ServiceObject(std::string serviceName) : Object(OwnType), name(std::move(serviceName)) {}
 
     const std::string name;
 };
@@ -32,8 +32,8 @@ class ServiceObject : public Object {
 // Names nothing: it tells that a handler was registered.
 class StatusObject : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::ServiceStatus;
-    StatusObject() : Object(kType) {}
+    static constexpr ObjectType OwnType = ObjectType::ServiceStatus;
+    StatusObject() : Object(OwnType) {}
 };
 
 // For the operations that answer with a BOOL.

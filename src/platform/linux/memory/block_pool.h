@@ -17,8 +17,8 @@ struct alignas(16) BlockHeader {
     std::uint32_t heap;
     std::uint32_t mark;
 
-    static constexpr std::uint32_t kLive = 0x51A11B0C;
-    static constexpr std::uint32_t kFreed = 0xDEADB10C;
+    static constexpr std::uint32_t Live = 0x51A11B0C;
+    static constexpr std::uint32_t Freed = 0xDEADB10C;
     std::uint32_t MarkAs(std::uint32_t state) const {
         return state ^ static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(this) >> 4);
     }
@@ -44,8 +44,8 @@ class BlockPool {
     void Put(BlockHeader* header, std::size_t footprint);
 
   private:
-    static constexpr std::size_t kUnit = 16;
-    static constexpr std::size_t kLargestSmall = 8192;
+    static constexpr std::size_t Unit = 16;
+    static constexpr std::size_t LargestSmall = 8192;
 
     // At the front of each piece, and of each large block.
     struct alignas(16) Piece {
@@ -57,7 +57,7 @@ class BlockPool {
     void RemovePiece(Piece* piece);
     bool AddRoom();
 
-    std::array<BlockHeader*, kLargestSmall / kUnit + 1> free_{};
+    std::array<BlockHeader*, LargestSmall / Unit + 1> free_{};
     std::byte* room_ = nullptr;
     std::size_t left_ = 0;
     std::size_t nextPiece_ = std::size_t{64} << 10;

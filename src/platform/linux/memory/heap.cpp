@@ -13,13 +13,13 @@
 
 namespace {
 
-constexpr SIZE_T kMostBytes = SIZE_T{1} << 40;  // of one block
+constexpr SIZE_T MostBytes = SIZE_T{1} << 40;  // of one block
 
 class HeapObject final : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::Heap;
+    static constexpr ObjectType OwnType = ObjectType::Heap;
 
-    explicit HeapObject(SIZE_T limit) : Object(kType), limit_(limit) {}
+    explicit HeapObject(SIZE_T limit) : Object(OwnType), limit_(limit) {}
 
     void* Allocate(SIZE_T size) {
         BlockHeader* header = Take(size);
@@ -36,8 +36,8 @@ class HeapObject final : public Object {
     bool Free(void* block) {
         BlockHeader* header = static_cast<BlockHeader*>(block) - 1;
         const std::lock_guard lock(mutex_);
-        if (header->heap != id_ || header->mark != header->MarkAs(BlockHeader::kLive)) return false;
-        header->mark = header->MarkAs(BlockHeader::kFreed);
+        if (header->heap != id_ || header->mark != header->MarkAs(BlockHeader::Live)) return false;
+        header->mark = header->MarkAs(BlockHeader::Freed);
         const SIZE_T footprint = FootprintOf(header->size);
         ASAN_POISON_MEMORY_REGION(block, footprint - sizeof(BlockHeader));
         used_ -= footprint;
@@ -47,13 +47,13 @@ class HeapObject final : public Object {
 
   private:
     BlockHeader* Take(SIZE_T size) {
-        if (size > kMostBytes) return nullptr;
+        if (size > MostBytes) return nullptr;
         const SIZE_T footprint = FootprintOf(size);
         const std::lock_guard lock(mutex_);
         if (limit_ != 0 && footprint > limit_ - used_) return nullptr;
         BlockHeader* header = pool_.Take(footprint);
         if (header == nullptr) return nullptr;
-        *header = {{size}, id_, header->MarkAs(BlockHeader::kLive)};
+        *header = {{size}, id_, header->MarkAs(BlockHeader::Live)};
         used_ += footprint;
         return header;
     }
@@ -90,12 +90,12 @@ bool MayBeBlock(LPCVOID block) {
 }  // namespace
 
 HANDLE WINAPI HeapCreate(DWORD, SIZE_T initialSize, SIZE_T maximumSize) {
-    constexpr SIZE_T kAddressSpace = SIZE_T{1} << 31;
+    constexpr SIZE_T AddressSpace = SIZE_T{1} << 31;
     if (maximumSize != 0 && maximumSize < initialSize) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    if (initialSize >= kAddressSpace) {
+    if (initialSize >= AddressSpace) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }

@@ -22,8 +22,8 @@
 
 namespace {
 
-constexpr std::size_t kStackBytes = std::size_t{256} * 1024;
-constexpr std::chrono::seconds kPauseAfterFailure{1};
+constexpr std::size_t StackBytes = std::size_t{256} * 1024;
+constexpr std::chrono::seconds PauseAfterFailure{1};
 
 class AddressMonitor {
   public:
@@ -86,7 +86,7 @@ int AddressMonitor::Start() {
     if (const int error = pthread_attr_init(&attributes); error != 0) return error;
     int error = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     if (error == 0)
-        error = pthread_attr_setstacksize(&attributes, std::max<std::size_t>(kStackBytes, PTHREAD_STACK_MIN));
+        error = pthread_attr_setstacksize(&attributes, std::max<std::size_t>(StackBytes, PTHREAD_STACK_MIN));
     // Signals are for the threads of the service.
     sigset_t all;
     sigset_t former;
@@ -118,7 +118,7 @@ void AddressMonitor::Follow() {
             ReadAgain();
             changed = true;
         } else if (error != 0) {
-            std::this_thread::sleep_for(kPauseAfterFailure);
+            std::this_thread::sleep_for(PauseAfterFailure);
             changed = ReadAgain();
         }
         if (changed) NoteChange();

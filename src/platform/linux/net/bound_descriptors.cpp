@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int kReceiveBufferBytes = 4 * 1024 * 1024;
+constexpr int ReceiveBufferBytes = 4 * 1024 * 1024;
 
 template <class Value>
 int SetOption(const Descriptor& descriptor, int level, int option, const Value& value) {
@@ -25,9 +25,9 @@ int BindTo(const Descriptor& descriptor, const sockaddr_in& address) {
 }
 
 int FilterByInterface(const Descriptor& descriptor, std::uint32_t interfaceIndex) {
-    constexpr auto kInterfaceIndexOfPacket = static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_IFINDEX);
+    constexpr auto InterfaceIndexOfPacket = static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_IFINDEX);
     std::array<sock_filter, 4> program{{
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kInterfaceIndexOfPacket),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, InterfaceIndexOfPacket),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, interfaceIndex, 0, 1),
         BPF_STMT(BPF_RET | BPF_K, 0xFFFFFFFF),
         BPF_STMT(BPF_RET | BPF_K, 0),
@@ -68,8 +68,8 @@ int OpenDatagramDescriptor(Descriptor& descriptor) {
     descriptor.Reset(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
     if (!descriptor) return errno;
     // As much as is allowed will do, so neither result is looked at.
-    if (SetOption(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, kReceiveBufferBytes) != 0) {
-        SetOption(descriptor, SOL_SOCKET, SO_RCVBUF, kReceiveBufferBytes);
+    if (SetOption(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, ReceiveBufferBytes) != 0) {
+        SetOption(descriptor, SOL_SOCKET, SO_RCVBUF, ReceiveBufferBytes);
     }
     return 0;
 }

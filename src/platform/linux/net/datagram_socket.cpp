@@ -11,19 +11,19 @@
 
 namespace {
 
-constexpr unsigned kOwn = 0;
-constexpr std::uint32_t kClosed = 0x80000000;
-constexpr int kSendAttempts = 8;
+constexpr unsigned Own = 0;
+constexpr std::uint32_t ClosedMark = 0x80000000;
+constexpr int SendAttempts = 8;
 // How long a full send buffer is waited for, and how long it isn't after that was in vain.
-constexpr int kRoomWaitMilliseconds = 5;
-constexpr std::chrono::milliseconds kNoWait{250};
+constexpr int RoomWaitMilliseconds = 5;
+constexpr std::chrono::milliseconds NoWait{250};
 
 }  // namespace
 
-DatagramSocket::DatagramSocket(Descriptor own) : Object(kType) {
+DatagramSocket::DatagramSocket(Descriptor own) : Object(OwnType) {
     for (auto& descriptor : descriptors_)
         descriptor.store(-1, std::memory_order_relaxed);
-    descriptors_[kOwn].store(own.Release(), std::memory_order_relaxed);
+    descriptors_[Own].store(own.Release(), std::memory_order_relaxed);
 }
 
 DatagramSocket::~DatagramSocket() {
@@ -31,23 +31,23 @@ DatagramSocket::~DatagramSocket() {
 }
 
 bool DatagramSocket::Enter() {
-    if ((stays_.fetch_add(1, std::memory_order_acquire) & kClosed) == 0) return true;
+    if ((stays_.fetch_add(1, std::memory_order_acquire) & ClosedMark) == 0) return true;
     Leave();
     return false;
 }
 
 void DatagramSocket::Leave() {
-    if (stays_.fetch_sub(1, std::memory_order_acq_rel) == (kClosed | 1)) stays_.notify_all();
+    if (stays_.fetch_sub(1, std::memory_order_acq_rel) == (ClosedMark | 1)) stays_.notify_all();
 }
 
 bool DatagramSocket::IsClosed() const {
-    return (stays_.load(std::memory_order_relaxed) & kClosed) != 0;
+    return (stays_.load(std::memory_order_relaxed) & ClosedMark) != 0;
 }
 
 void DatagramSocket::OnLastHandleClosed() {
-    std::uint32_t stays = stays_.fetch_or(kClosed, std::memory_order_acq_rel) | kClosed;
+    std::uint32_t stays = stays_.fetch_or(ClosedMark, std::memory_order_acq_rel) | ClosedMark;
     RetireWatchSets(*this);
-    for (; stays != kClosed; stays = stays_.load(std::memory_order_acquire))
+    for (; stays != ClosedMark; stays = stays_.load(std::memory_order_acquire))
         stays_.wait(stays, std::memory_order_acquire);
     CloseDescriptors();
 }
@@ -62,7 +62,7 @@ int DatagramSocket::SetOption(Option option, bool on) {
     if (!stay) return ENOTSOCK;
     const int native = option == Option::Broadcast ? SO_BROADCAST : SO_REUSEADDR;
     const int value = on ? 1 : 0;
-    return setsockopt(DescriptorAt(kOwn), SOL_SOCKET, native, &value, sizeof value) == 0 ? 0 : errno;
+    return setsockopt(DescriptorAt(Own), SOL_SOCKET, native, &value, sizeof value) == 0 ? 0 : errno;
 }
 
 int DatagramSocket::Bind(const sockaddr_in& address) {
@@ -75,9 +75,9 @@ int DatagramSocket::Bind(const sockaddr_in& address) {
         sockaddr_in own = address;
         socklen_t ownLength = sizeof own;
         auto* generic = reinterpret_cast<sockaddr*>(&own);
-        if (bind(DescriptorAt(kOwn), generic, sizeof own) != 0) return errno;
+        if (bind(DescriptorAt(Own), generic, sizeof own) != 0) return errno;
         hasPort_.store(true, std::memory_order_release);
-        if (getsockname(DescriptorAt(kOwn), generic, &ownLength) != 0) return errno;
+        if (getsockname(DescriptorAt(Own), generic, &ownLength) != 0) return errno;
 
         BroadcastDescriptors broadcasts;
         if (const int error = OpenBroadcastDescriptors(own, broadcasts); error != 0) return error;
@@ -102,8 +102,8 @@ int DatagramSocket::Fill(unsigned index) {
 int DatagramSocket::FindDatagram(unsigned& from) {
     const unsigned readable = readable_.load(std::memory_order_relaxed);
     for (const bool isLikely : {true, false}) {
-        for (unsigned step = 0; step < kDescriptors; ++step) {
-            from = (turn_ + step) % kDescriptors;
+        for (unsigned step = 0; step < Descriptors; ++step) {
+            from = (turn_ + step) % Descriptors;
             if (!ahead_[from].IsEmpty()) return 0;
             if (((readable >> from & 1) != 0) != isLikely) continue;
             if (const int error = Fill(from); error != EAGAIN) return error;
@@ -120,7 +120,7 @@ int DatagramSocket::TryReceive(void* buffer, std::size_t size, sockaddr_in& from
     unsigned index = 0;
     if (const int error = FindDatagram(index); error != 0) return error;
     length = ahead_[index].Take(buffer, size, from);
-    turn_ = (index + 1) % kDescriptors;
+    turn_ = (index + 1) % Descriptors;
     NoteReadAhead(!std::ranges::all_of(ahead_, &ReadAhead::IsEmpty));
     return 0;
 }
@@ -137,15 +137,15 @@ bool DatagramSocket::WaitForRoom(int descriptor) {
     using Clock = std::chrono::steady_clock;
     if (Clock::now().time_since_epoch().count() < noWaitBefore_.load(std::memory_order_relaxed)) return false;
     pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
-    if (poll(&room, 1, kRoomWaitMilliseconds) != 0) return true;  // or interrupted, which the caller counts
-    noWaitBefore_.store((Clock::now() + kNoWait).time_since_epoch().count(), std::memory_order_relaxed);
+    if (poll(&room, 1, RoomWaitMilliseconds) != 0) return true;  // or interrupted, which the caller counts
+    noWaitBefore_.store((Clock::now() + NoWait).time_since_epoch().count(), std::memory_order_relaxed);
     return false;
 }
 
 int DatagramSocket::Send(const void* data, std::size_t size, const sockaddr_in& to) {
     const Stay stay(*this);
     if (!stay) return ENOTSOCK;
-    const int descriptor = DescriptorAt(kOwn);
+    const int descriptor = DescriptorAt(Own);
     for (int attempt = 0; !IsClosed(); ++attempt) {
         const ssize_t sent = sendto(descriptor, data, size, MSG_DONTWAIT | MSG_NOSIGNAL,
                                     reinterpret_cast<const sockaddr*>(&to), sizeof to);
@@ -155,8 +155,8 @@ int DatagramSocket::Send(const void* data, std::size_t size, const sockaddr_in& 
         }
         const int error = errno;
         if (error == EAGAIN) {
-            if (attempt == kSendAttempts || !WaitForRoom(descriptor)) return ENOBUFS;
-        } else if ((error != EINTR && error != ECONNREFUSED) || attempt == kSendAttempts) {
+            if (attempt == SendAttempts || !WaitForRoom(descriptor)) return ENOBUFS;
+        } else if ((error != EINTR && error != ECONNREFUSED) || attempt == SendAttempts) {
             return error;
         }
     }

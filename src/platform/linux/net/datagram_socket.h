@@ -21,8 +21,8 @@
 
 class DatagramSocket final : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::Socket;
-    static constexpr unsigned kDescriptors =
+    static constexpr ObjectType OwnType = ObjectType::Socket;
+    static constexpr unsigned Descriptors =
         3;  // its own, that of the limited and that of the directed broadcasts
 
     explicit DatagramSocket(Descriptor own);
@@ -79,14 +79,14 @@ class DatagramSocket final : public Object {
     void NoteReadAhead(bool isThere);
     void CloseDescriptors();
 
-    std::array<std::atomic<int>, kDescriptors> descriptors_;
-    std::atomic<std::uint32_t> stays_{0};  // and kClosed
+    std::array<std::atomic<int>, Descriptors> descriptors_;
+    std::atomic<std::uint32_t> stays_{0};  // and ClosedMark
     std::atomic<std::uint32_t> readable_{0};
     std::atomic<bool> hasPort_{false};
     std::atomic<std::chrono::steady_clock::rep> noWaitBefore_{0};  // the steady clock's count
     std::mutex binding_;
     std::atomic<bool> hasReadAhead_{false};
     std::mutex receiving_;  // guards what follows
-    std::array<ReadAhead, kDescriptors> ahead_;
+    std::array<ReadAhead, Descriptors> ahead_;
     unsigned turn_ = 0;
 };

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::uint32_t kLimitedBroadcast = 0xFFFFFFFF;
+constexpr std::uint32_t LimitedBroadcast = 0xFFFFFFFF;
 
 std::uint32_t MaskOf(unsigned prefixLength) {
     return prefixLength == 0 ? 0 : htonl(0xFFFFFFFFu << (32 - std::min(prefixLength, 32u)));
@@ -19,7 +19,7 @@ std::uint32_t MaskOf(unsigned prefixLength) {
 // The kernel takes a datagram to the last address of a subnet as a broadcast whether or not a broadcast
 // address was configured, so that one counts if none was.
 std::uint32_t BroadcastOf(const AddressRow& row, unsigned prefixLength, std::uint32_t configured) {
-    if (configured != 0 && configured != kLimitedBroadcast) return configured;
+    if (configured != 0 && configured != LimitedBroadcast) return configured;
     return prefixLength == 0 || prefixLength > 30 ? 0 : row.address | ~row.mask;
 }
 
@@ -48,9 +48,9 @@ std::optional<AddressRow> ParseAddressRow(const nlmsghdr& message) {
 int ReadAddressTable(std::vector<AddressRow>& table) {
     // The kernel ends a dump with EINTR if the table changed meanwhile; a table that never rests is returned
     // as that.
-    constexpr int kAttempts = 16;
+    constexpr int Attempts = 16;
     int error = EINTR;
-    for (int attempt = 0; attempt < kAttempts && error == EINTR; ++attempt) {
+    for (int attempt = 0; attempt < Attempts && error == EINTR; ++attempt) {
         const auto netlink = NetlinkSocket::Open();
         if (netlink == nullptr) return errno;
         table.clear();

@@ -14,19 +14,19 @@
 
 namespace {
 
-constexpr DWORD kReassemblyBytes = 65535;
-constexpr WORD kPrimaryAddress = 1;
+constexpr DWORD ReassemblyBytes = 65535;
+constexpr WORD PrimaryAddress = 1;
 // As Windows reports it: not the address but the lowest bit of the kind, all ones.
-constexpr DWORD kBroadcastIsAllOnes = 1;
+constexpr DWORD BroadcastIsAllOnes = 1;
 
 MIB_IPADDRROW AsTableRow(const AddressRow& row) {
     return {.dwAddr = row.address,
             .dwIndex = row.interfaceIndex,
             .dwMask = row.mask,
-            .dwBCastAddr = kBroadcastIsAllOnes,
-            .dwReasmSize = kReassemblyBytes,
+            .dwBCastAddr = BroadcastIsAllOnes,
+            .dwReasmSize = ReassemblyBytes,
             .unused1 = 0,
-            .wType = row.secondary ? WORD{0} : kPrimaryAddress};
+            .wType = row.secondary ? WORD{0} : PrimaryAddress};
 }
 
 }  // namespace

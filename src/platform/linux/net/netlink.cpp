@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr int kReplySeconds = 2;
-constexpr std::size_t kAnswerSize = 16384;
+constexpr int ReplySeconds = 2;
+constexpr std::size_t AnswerSize = 16384;
 
 int HandOver(const nlmsghdr* message, void* onMessage) {
     (*static_cast<const NetlinkSocket::OnMessage*>(onMessage))(*message);
@@ -67,7 +67,7 @@ std::unique_ptr<NetlinkSocket> NetlinkSocket::Open(unsigned groups) {
     mnl_socket* handle = owned.release();
     if (mnl_socket_bind(handle, groups, MNL_SOCKET_AUTOPID) < 0) return nullptr;
     if (groups == 0) {
-        const timeval limit{.tv_sec = kReplySeconds, .tv_usec = 0};
+        const timeval limit{.tv_sec = ReplySeconds, .tv_usec = 0};
         setsockopt(mnl_socket_get_fd(handle), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
     return opened;
@@ -84,7 +84,7 @@ int NetlinkSocket::Exchange(nlmsghdr* request, const OnMessage& onMessage) {
     request->nlmsg_seq = ++sequence_;
     if (mnl_socket_sendto(handle_, request, request->nlmsg_len) < 0) return errno;
 
-    alignas(nlmsghdr) std::array<char, kAnswerSize> buffer;
+    alignas(nlmsghdr) std::array<char, AnswerSize> buffer;
     for (;;) {
         const ssize_t length = ReceiveFromKernel(handle_, buffer.data(), buffer.size());
         if (length <= 0) {
@@ -104,7 +104,7 @@ int NetlinkSocket::Exchange(nlmsghdr* request, const OnMessage& onMessage) {
 }
 
 int NetlinkSocket::Receive(const OnMessage& onMessage) {
-    alignas(nlmsghdr) std::array<char, kAnswerSize> buffer;
+    alignas(nlmsghdr) std::array<char, AnswerSize> buffer;
     const ssize_t length = ReceiveFromKernel(handle_, buffer.data(), buffer.size());
     if (length < 0) return errno;
     const int outcome = HandOverMessages(buffer.data(), static_cast<std::size_t>(length), 0, 0, onMessage);
@@ -112,7 +112,7 @@ int NetlinkSocket::Receive(const OnMessage& onMessage) {
 }
 
 bool NetlinkSocket::Discard() {
-    std::array<char, kAnswerSize> buffer;
+    std::array<char, AnswerSize> buffer;
     bool found = false;
     for (;;) {
         // An overrun is returned as an error, and is news like any other.

@@ -10,13 +10,13 @@
 
 namespace {
 
-constexpr std::size_t kLargestDatagram = 65536;
+constexpr std::size_t LargestDatagram = 65536;
 // Addresses without memory until a datagram of that size comes. The step isn't a power of two, or
 // the beginnings of all of them would compete for the same lines of the cache.
-constexpr std::size_t kStep = kLargestDatagram + 640;
-constexpr std::size_t kStorage = kStep * ReadAhead::kDepth;
+constexpr std::size_t Step = LargestDatagram + 640;
+constexpr std::size_t Storage = Step * ReadAhead::Depth;
 
-constexpr int kAttempts = 8;
+constexpr int Attempts = 8;
 
 // What a router or host sent back about an earlier datagram. It says nothing about this call.
 bool IsNewsOfEarlierSend(int error) {
@@ -27,7 +27,7 @@ bool IsNewsOfEarlierSend(int error) {
 thread_local const ArrivalWatch* watch = nullptr;
 
 std::byte* MapStorage() {
-    void* storage = MapPages(kStorage);
+    void* storage = MapPages(Storage);
     if (storage == nullptr) throw std::bad_alloc();
     return static_cast<std::byte*>(storage);
 }
@@ -43,8 +43,8 @@ ArrivalWatch::~ArrivalWatch() {
 }
 
 ReadAhead::ReadAhead() : storage_(MapStorage()) {
-    for (unsigned i = 0; i < kDepth; ++i) {
-        places_[i] = {storage_ + i * kStep, kLargestDatagram};
+    for (unsigned i = 0; i < Depth; ++i) {
+        places_[i] = {storage_ + i * Step, LargestDatagram};
         messages_[i] = {};
         messages_[i].msg_hdr.msg_name = &senders_[i];
         messages_[i].msg_hdr.msg_iov = &places_[i];
@@ -53,15 +53,15 @@ ReadAhead::ReadAhead() : storage_(MapStorage()) {
 }
 
 ReadAhead::~ReadAhead() {
-    UnmapPages(storage_, kStorage);
+    UnmapPages(storage_, Storage);
 }
 
 int ReadAhead::Fill(int descriptor) {
     next_ = count_ = 0;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    for (int attempt = 0; attempt < Attempts; ++attempt) {
         for (mmsghdr& message : messages_)
             message.msg_hdr.msg_namelen = sizeof(sockaddr_in);
-        const int received = recvmmsg(descriptor, messages_.data(), kDepth, MSG_DONTWAIT, nullptr);
+        const int received = recvmmsg(descriptor, messages_.data(), Depth, MSG_DONTWAIT, nullptr);
         if (received > 0) {
             count_ = static_cast<unsigned>(received);
             ShowArrivals();
@@ -74,7 +74,7 @@ int ReadAhead::Fill(int descriptor) {
 
 void ReadAhead::ShowArrivals() const {
     if (watch == nullptr) return;
-    std::array<Arrival, kDepth> arrivals;
+    std::array<Arrival, Depth> arrivals;
     for (unsigned i = 0; i < count_; ++i)
         arrivals[i] = {static_cast<const unsigned char*>(places_[i].iov_base), messages_[i].msg_len};
     watch->ShowThem(arrivals.data(), count_);

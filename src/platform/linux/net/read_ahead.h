@@ -12,7 +12,7 @@
 
 class ReadAhead {
   public:
-    static constexpr unsigned kDepth = 16;
+    static constexpr unsigned Depth = 16;
 
     ReadAhead();  // throws std::bad_alloc
     ~ReadAhead();
@@ -34,7 +34,7 @@ class ReadAhead {
     std::byte* const storage_;
     unsigned next_ = 0;
     unsigned count_ = 0;
-    std::array<sockaddr_in, kDepth> senders_;
-    std::array<iovec, kDepth> places_;
-    std::array<mmsghdr, kDepth> messages_;
+    std::array<sockaddr_in, Depth> senders_;
+    std::array<iovec, Depth> places_;
+    std::array<mmsghdr, Depth> messages_;
 };

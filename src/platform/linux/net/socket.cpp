@@ -19,7 +19,7 @@
 
 namespace {
 
-static_assert(sizeof(winsock::FdSet::fd_array) / sizeof(SOCKET) == kMostWatched);
+static_assert(sizeof(winsock::FdSet::fd_array) / sizeof(SOCKET) == MostWatched);
 
 HANDLE AsHandle(SOCKET handle) {
     return reinterpret_cast<HANDLE>(handle);
@@ -147,7 +147,7 @@ int Select(int, FdSet* read, FdSet* write, FdSet* except, const timeval* timeout
     for (const FdSet* unwatched : {write, except}) {
         if (unwatched != nullptr && unwatched->fd_count != 0) return Fail(WSAEOPNOTSUPP);
     }
-    if (read == nullptr || read->fd_count == 0 || read->fd_count > kMostWatched) return Fail(WSAEINVAL);
+    if (read == nullptr || read->fd_count == 0 || read->fd_count > MostWatched) return Fail(WSAEINVAL);
 
     std::optional<std::chrono::microseconds> limit;
     if (timeout != nullptr) {
@@ -226,11 +226,11 @@ servent* GetServiceByName(const char* name, const char* protocol) try {
 }
 
 void AddToSet(SOCKET handle, FdSet* set) {
-    if (set->fd_count < kMostWatched && !IsInSet(handle, set)) set->fd_array[set->fd_count++] = handle;
+    if (set->fd_count < MostWatched && !IsInSet(handle, set)) set->fd_array[set->fd_count++] = handle;
 }
 
 bool IsInSet(SOCKET handle, const FdSet* set) {
-    const SOCKET* end = set->fd_array + std::min<std::size_t>(set->fd_count, kMostWatched);
+    const SOCKET* end = set->fd_array + std::min<std::size_t>(set->fd_count, MostWatched);
     return std::find(set->fd_array, end, handle) != end;
 }
 

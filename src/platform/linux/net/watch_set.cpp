@@ -22,9 +22,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
-constexpr std::uint32_t kRetired = UINT32_MAX;  // the event that wakes the waiting threads
-constexpr std::size_t kMostEvents = kMostWatched * DatagramSocket::kDescriptors + 1;
-constexpr std::size_t kKeptSets = 16;
+constexpr std::uint32_t Retired = UINT32_MAX;  // the event that wakes the waiting threads
+constexpr std::size_t MostEvents = MostWatched * DatagramSocket::Descriptors + 1;
+constexpr std::size_t KeptSets = 16;
 
 // What is left of a wait. The clock is read again only if the first wait ends too early.
 class TimeLeft {
@@ -113,10 +113,10 @@ int WatchSet::AddMember(UINT_PTR handle) {
 
     const DatagramSocket::Stay stay(*found);
     if (!stay) return ENOTSOCK;
-    for (unsigned i = 0; i < DatagramSocket::kDescriptors; ++i) {
+    for (unsigned i = 0; i < DatagramSocket::Descriptors; ++i) {
         const int descriptor = found->DescriptorAt(i);
         if (descriptor < 0) continue;
-        if (const int error = Watch(descriptor, index * DatagramSocket::kDescriptors + i); error != 0)
+        if (const int error = Watch(descriptor, index * DatagramSocket::Descriptors + i); error != 0)
             return error;
     }
     return 0;
@@ -126,7 +126,7 @@ int WatchSet::Fill(std::span<const UINT_PTR> sockets) {
     epoll_.Reset(epoll_create1(EPOLL_CLOEXEC));
     notice_.Reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!epoll_ || !notice_) return errno;
-    if (const int error = Watch(notice_.Get(), kRetired); error != 0) return error;
+    if (const int error = Watch(notice_.Get(), Retired); error != 0) return error;
 
     asked_.assign(sockets.begin(), sockets.end());
     members_.reserve(sockets.size());
@@ -149,11 +149,11 @@ void WatchSet::Retire() {
 }
 
 int WatchSet::Collect(const epoll_event* events, int count, UINT_PTR* readable) {
-    std::array<std::uint8_t, kMostWatched> masks{};
+    std::array<std::uint8_t, MostWatched> masks{};
     for (int i = 0; i < count; ++i) {
         const std::uint32_t mark = events[i].data.u32;
-        if (mark == kRetired) continue;
-        masks[mark / DatagramSocket::kDescriptors] |= 1u << (mark % DatagramSocket::kDescriptors);
+        if (mark == Retired) continue;
+        masks[mark / DatagramSocket::Descriptors] |= 1u << (mark % DatagramSocket::Descriptors);
     }
     int found = 0;
     for (std::size_t i = 0; i < members_.size(); ++i) {
@@ -175,9 +175,9 @@ std::optional<int> WatchSet::Wait(TimeLeft& left, UINT_PTR* readable) {
     const Counted waiting(waiters_);
     // Who has read ahead before this thread was counted doesn't wake it.
     if (const int found = CollectReadAhead(readable); found != 0) return found;
-    std::array<epoll_event, kMostEvents> events;
+    std::array<epoll_event, MostEvents> events;
     for (;;) {
-        const int count = epoll_wait(epoll_.Get(), events.data(), kMostEvents, left.Milliseconds());
+        const int count = epoll_wait(epoll_.Get(), events.data(), MostEvents, left.Milliseconds());
         const int error = errno;
         if (IsRetired()) return std::nullopt;
         if (count > 0) return Collect(events.data(), count, readable);
@@ -212,7 +212,7 @@ WatchSets& Sets() {
 
 // A set that a thread waits on has to stay in reach of RetireWatchSets.
 void MakeRoom(std::vector<std::shared_ptr<WatchSet>>& kept) {
-    if (kept.size() < kKeptSets) return;
+    if (kept.size() < KeptSets) return;
     const auto idle = std::ranges::find_if(kept, [](const auto& set) { return set.use_count() == 1; });
     if (idle != kept.end()) kept.erase(idle);
 }

@@ -13,7 +13,7 @@
 #include "platform/linux/net/datagram_socket.h"
 
 // At most this many SOCKETs at once.
-inline constexpr std::size_t kMostWatched = 255;
+inline constexpr std::size_t MostWatched = 255;
 
 // Waits until one of the sockets is readable; no limit waits without end. Returns how many are, and stores
 // them in `readable` in the order of the set, each once; it has room for all and may be the set itself. 0
@@ -21,7 +21,7 @@ inline constexpr std::size_t kMostWatched = 255;
 // the wait lasts counts as readable.
 //
 // Sockets that have read ahead are returned alone. The others are asked for as soon as that is used up, which
-// takes no more than ReadAhead::kDepth datagrams for each descriptor. So a caller who prefers some sockets to
+// takes no more than ReadAhead::Depth datagrams for each descriptor. So a caller who prefers some sockets to
 // others gets its way among those that are returned, and the preferred one waits for so many at most.
 int WaitUntilReadable(std::span<const UINT_PTR> sockets, std::optional<std::chrono::microseconds> limit,
                       UINT_PTR* readable);

@@ -14,9 +14,9 @@
 
 namespace {
 
-constexpr WORD kOffered = MAKEWORD(1, 1);
-constexpr unsigned short kMostSockets = 32767;
-constexpr unsigned short kLongestDatagram = 65507;
+constexpr WORD Offered = MAKEWORD(1, 1);
+constexpr unsigned short MostSockets = 32767;
+constexpr unsigned short LongestDatagram = 65507;
 
 struct Session {
     std::atomic<unsigned> starts{0};
@@ -56,12 +56,12 @@ void NoteClosedSocket(UINT_PTR socket) {
 
 int WINAPI WSAStartup(WORD version, LPWSADATA data) {
     if (data == nullptr) return WSAEFAULT;
-    if (IsBelow(version, kOffered)) return WSAVERNOTSUPPORTED;
+    if (IsBelow(version, Offered)) return WSAVERNOTSUPPORTED;
     *data = {};
-    data->wVersion = kOffered;
-    data->wHighVersion = kOffered;
-    data->iMaxSockets = kMostSockets;
-    data->iMaxUdpDg = kLongestDatagram;
+    data->wVersion = Offered;
+    data->wHighVersion = Offered;
+    data->iMaxSockets = MostSockets;
+    data->iMaxUdpDg = LongestDatagram;
     std::snprintf(data->szDescription, sizeof data->szDescription, "UDP over IPv4");
     std::snprintf(data->szSystemStatus, sizeof data->szSystemStatus, "Running");
     TheSession().starts.fetch_add(1, std::memory_order_acq_rel);

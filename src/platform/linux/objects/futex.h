@@ -17,5 +17,5 @@ enum class FutexOutcome {
 FutexOutcome FutexWait(std::atomic<std::uint32_t>& word, std::uint32_t value, const Deadline& deadline);
 
 // Wakes the threads that have slept longest; answers how many.
-inline constexpr unsigned kAllSleepers = INT_MAX;
+inline constexpr unsigned AllSleepers = INT_MAX;
 unsigned FutexWake(std::atomic<std::uint32_t>& word, unsigned count);

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr UINT kQuit = 0x12;  // the one message on which GetMessageA answers false
+constexpr UINT Quit = 0x12;  // the one message on which GetMessageA answers false
 
 }  // namespace
 
@@ -43,7 +43,7 @@ BOOL WINAPI GetMessageA(LPMSG message, HWND window, UINT filterMin, UINT filterM
     FreezeWhileSuspended();
     *message = ThreadObject::Current().messages.Take();
     FreezeWhileSuspended();
-    return message->message != kQuit;
+    return message->message != Quit;
 } catch (...) {
     SetLastError(CaughtError());
     return -1;

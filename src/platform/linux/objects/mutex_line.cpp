@@ -7,17 +7,17 @@
 
 namespace {
 
-constexpr std::size_t kLines = 64;
+constexpr std::size_t Lines = 64;
 
 // Constant-initialised and trivially destroyed: threads that outlive main may still use them.
-constinit std::array<MutexLine, kLines> lines;
+constinit std::array<MutexLine, Lines> lines;
 static_assert(std::is_trivially_destructible_v<MutexLine>);
 
 }  // namespace
 
 MutexLine& MutexLine::Of(const MutexObject& mutex) {
-    constexpr std::size_t kSpacing = 64;  // of mutexes that live in the handle table
-    return lines[reinterpret_cast<std::uintptr_t>(&mutex) / kSpacing % kLines];
+    constexpr std::size_t Spacing = 64;  // of mutexes that live in the handle table
+    return lines[reinterpret_cast<std::uintptr_t>(&mutex) / Spacing % Lines];
 }
 
 MutexWaiter* MutexLine::FirstOf(const MutexObject& mutex) const {

@@ -29,7 +29,7 @@ class MutexLine {
     // The one in which the mutex has its waiters.
     static MutexLine& Of(const MutexObject& mutex);
 
-    std::mutex lock;  // guards what follows, and kQueued of the mutexes
+    std::mutex lock;  // guards what follows, and QueuedMark of the mutexes
 
     // Null if none waits for the mutex.
     MutexWaiter* FirstOf(const MutexObject& mutex) const;

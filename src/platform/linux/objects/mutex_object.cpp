@@ -48,7 +48,7 @@ DWORD MutexObject::Wait(DWORD milliseconds) {
         if (IsTaken(attempt) && IsSuspended()) {
             // The mutex isn't for a thread that can't use it: that one tries again when it may go on.
             thread.heldMutexes.Remove(*this);
-            GiveBack(attempt == Attempt::TakenAbandoned ? mutex_word::kAbandoned : 0);
+            GiveBack(attempt == Attempt::TakenAbandoned ? mutex_word::AbandonedMark : 0);
             continue;
         }
         if (!IsTaken(attempt)) FreezeWhileSuspended();
@@ -123,7 +123,7 @@ void MutexObject::LeaveLine(MutexWaiter& waiter) {
 
 bool MutexObject::Release() {
     ThreadObject& thread = ThreadObject::Current();
-    if ((word_.load(std::memory_order_relaxed) & mutex_word::kOwner) != mutex_word::OwnedBy(thread.Id())) {
+    if ((word_.load(std::memory_order_relaxed) & mutex_word::OwnerMask) != mutex_word::OwnedBy(thread.Id())) {
         SetLastError(ERROR_NOT_OWNER);
         return false;
     }
@@ -145,7 +145,7 @@ void MutexObject::GiveBack(Word abandoned) {
             break;
         }
     } while (!word_.compare_exchange_weak(seen, mutex_word::Freed(seen, abandoned)));
-    if ((seen & mutex_word::kClosed) != 0) ReleaseReference();
+    if ((seen & mutex_word::ClosedMark) != 0) ReleaseReference();
 }
 
 // Gives the mutex back to the first in line, or to all if meanwhile there is none. Returns the word before.
@@ -187,7 +187,7 @@ void MutexObject::OnLastHandleClosed() {
             CallWaiter(*waiter, MutexWaiter::Look);
         }
     }
-    const Word owner = before & mutex_word::kOwner;
+    const Word owner = before & mutex_word::OwnerMask;
     ThreadObject* thread = ThreadObject::CurrentIfKnown();
     const bool isOwn = thread != nullptr && owner == mutex_word::OwnedBy(thread->Id());
     if (isOwn) thread->heldMutexes.Remove(*this);
@@ -198,5 +198,5 @@ void MutexObject::Abandon() {
     const Ref<MutexObject> self = Ref<MutexObject>::Share(this);
     ThreadObject::Current().heldMutexes.Remove(*this);
     recursion_ = 0;
-    GiveBack(mutex_word::kAbandoned);
+    GiveBack(mutex_word::AbandonedMark);
 }

@@ -17,9 +17,9 @@ class ThreadObject;
 
 class MutexObject final : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::Mutex;
+    static constexpr ObjectType OwnType = ObjectType::Mutex;
 
-    MutexObject() : Object(kType, ObjectHome::Table) {}
+    MutexObject() : Object(OwnType, ObjectHome::Table) {}
     static void* operator new(std::size_t) { return AllocateInTable(); }
     static void operator delete(void* home) { FreeInTable(home); }
 
@@ -49,4 +49,4 @@ class MutexObject final : public Object {
   public:
     ListLinks<MutexObject> heldLinks;  // in the list of its owner, and only the owner's to touch
 };
-static_assert(sizeof(MutexObject) <= kObjectHomeSize);
+static_assert(sizeof(MutexObject) <= ObjectHomeSize);

@@ -23,7 +23,7 @@ struct alignas(64) HandleSlot {
     union {
         Object* object = nullptr;  // elsewhere; while there are pins
         HandleSlot* nextFree;
-        alignas(8) std::byte home[kObjectHomeSize];
+        alignas(8) std::byte home[ObjectHomeSize];
     };
 
     Object* Tenant() { return isHome ? reinterpret_cast<Object*>(home) : object; }
@@ -35,10 +35,10 @@ static_assert(sizeof(HandleSlot) == 64);
 
 namespace {
 
-constexpr std::uint64_t kOpen = std::uint64_t{1} << 31;
-constexpr std::uint32_t kGenerations = std::uint32_t{1} << 30;
-constexpr std::size_t kChunkSlots = 4096;
-constexpr std::size_t kMostChunks = 4096;
+constexpr std::uint64_t OpenMark = std::uint64_t{1} << 31;
+constexpr std::uint32_t Generations = std::uint32_t{1} << 30;
+constexpr std::size_t ChunkSlots = 4096;
+constexpr std::size_t MostChunks = 4096;
 
 // Values are multiples of 4, as on Windows, never 0, and never negative as the pseudo handles and predefined
 // keys are.
@@ -58,7 +58,7 @@ class HandleTable {
         object->handles_.fetch_add(1, std::memory_order_relaxed);
         if (!object->livesInTable_) return Open(std::move(object));
         HandleSlot* slot = HandleSlot::OfHome(object.Get());
-        if ((slot->state.load(std::memory_order_relaxed) & kOpen) != 0) return Open(std::move(object));
+        if ((slot->state.load(std::memory_order_relaxed) & OpenMark) != 0) return Open(std::move(object));
         return OpenAt(slot, object.Detach());
     }
 
@@ -95,7 +95,7 @@ class HandleTable {
         Object* object = Pin(handle, slot);
         if (object != nullptr) {
             const bool closed = (!type || object->Type() == *type) &&
-                                (slot->state.fetch_and(~kOpen, std::memory_order_acq_rel) & kOpen) != 0;
+                                (slot->state.fetch_and(~OpenMark, std::memory_order_acq_rel) & OpenMark) != 0;
             if (closed) {
                 DropHandle(*object);
                 Unpin(slot);
@@ -121,7 +121,7 @@ class HandleTable {
     void Free(HandleSlot* slot) {
         const std::lock_guard lock(mutex_);
         const std::uint64_t generation = slot->state.load(std::memory_order_relaxed) >> 32;
-        const std::uint64_t next = generation + 1 < kGenerations ? generation + 1 : 1;
+        const std::uint64_t next = generation + 1 < Generations ? generation + 1 : 1;
         slot->state.store(next << 32, std::memory_order_relaxed);
         slot->isHome = false;
         slot->nextFree = nullptr;
@@ -131,7 +131,7 @@ class HandleTable {
 
   private:
     // Of a place that has been used, which is where its chunk is known.
-    HandleSlot* SlotAt(std::size_t index) const { return chunks_[index / kChunkSlots] + index % kChunkSlots; }
+    HandleSlot* SlotAt(std::size_t index) const { return chunks_[index / ChunkSlots] + index % ChunkSlots; }
 
     Object* Pin(HANDLE handle, HandleSlot*& slot) {
         const auto value = reinterpret_cast<std::uintptr_t>(handle);
@@ -141,7 +141,7 @@ class HandleTable {
         slot = SlotAt(index);
         std::uint64_t state = slot->state.load(std::memory_order_relaxed);
         do {
-            if (state >> 32 != generation || (state & kOpen) == 0) return nullptr;
+            if (state >> 32 != generation || (state & OpenMark) == 0) return nullptr;
         } while (!slot->state.compare_exchange_weak(state, state + 1, std::memory_order_acquire,
                                                     std::memory_order_relaxed));
         return slot->Tenant();
@@ -174,14 +174,14 @@ class HandleTable {
     static HANDLE OpenAt(HandleSlot* slot, Object* object) {
         const std::uint64_t generation = slot->state.load(std::memory_order_relaxed) >> 32;
         if (!slot->isHome) slot->object = object;
-        slot->state.store(generation << 32 | kOpen | 1, std::memory_order_release);
+        slot->state.store(generation << 32 | OpenMark | 1, std::memory_order_release);
         return HandleOf(slot->index, generation);
     }
 
     // The caller holds mutex_.
     HandleSlot* TakeNew() {
         const std::size_t index = used_.load(std::memory_order_relaxed);
-        if (index % kChunkSlots == 0 && !Grow(index / kChunkSlots)) return nullptr;
+        if (index % ChunkSlots == 0 && !Grow(index / ChunkSlots)) return nullptr;
         HandleSlot* slot = new (SlotAt(index)) HandleSlot;
         slot->index = static_cast<std::uint32_t>(index);
         slot->state.store(std::uint64_t{1} << 32, std::memory_order_relaxed);
@@ -190,15 +190,15 @@ class HandleTable {
     }
 
     bool Grow(std::size_t chunk) {
-        if (chunk == kMostChunks) return false;
+        if (chunk == MostChunks) return false;
         if (chunks_[chunk] == nullptr)
-            chunks_[chunk] = static_cast<HandleSlot*>(MapLeakRoots(kChunkSlots * sizeof(HandleSlot)));
+            chunks_[chunk] = static_cast<HandleSlot*>(MapLeakRoots(ChunkSlots * sizeof(HandleSlot)));
         return chunks_[chunk] != nullptr;
     }
 
     // The table grows by a chunk at a time, and a chunk stays: what a lookup reads of it was written before
     // used_ covered it, and never changes.
-    std::array<HandleSlot*, kMostChunks> chunks_{};
+    std::array<HandleSlot*, MostChunks> chunks_{};
     std::atomic<std::size_t> used_{0};  // grows
     std::mutex mutex_;                  // guards what follows, and growing
     HandleSlot* firstFree_ = nullptr;

@@ -37,7 +37,7 @@ struct HandleSlot;
 // Where an object may live: on the heap, or in the table itself, next to what its first handle needs.
 enum class ObjectHome : bool { Heap, Table };
 
-// A derived class that is looked up has `static constexpr ObjectType kType`.
+// A derived class that is looked up has `static constexpr ObjectType OwnType`.
 class Object {
   public:
     explicit Object(ObjectType type, ObjectHome home = ObjectHome::Heap)
@@ -68,8 +68,8 @@ class Object {
 };
 
 // Memory for an object that lives in the table: `operator new` and `operator delete` of its class. It has
-// Object as its first base and no more than kObjectHomeSize bytes.
-inline constexpr std::size_t kObjectHomeSize = 48;
+// Object as its first base and no more than ObjectHomeSize bytes.
+inline constexpr std::size_t ObjectHomeSize = 48;
 void* AllocateInTable();  // throws std::bad_alloc
 void FreeInTable(void* home);
 
@@ -165,7 +165,7 @@ Ref<Object> LookUpObjectOfType(HANDLE handle, ObjectType type);
 
 template <class T>
 Ref<T> LookUpObject(HANDLE handle) {
-    return LookUpObjectOfType(handle, T::kType).template CastTo<T>();
+    return LookUpObjectOfType(handle, T::OwnType).template CastTo<T>();
 }
 
 // A second handle of the object that `handle` names; null and ERROR_INVALID_HANDLE, or

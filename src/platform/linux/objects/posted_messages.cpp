@@ -4,13 +4,13 @@
 
 namespace {
 
-constexpr DWORD kQuotaExceeded = 1816;
+constexpr DWORD QuotaExceeded = 1816;
 
 }  // namespace
 
 DWORD PostedMessages::Post(const MSG& message) {
     const std::lock_guard lock(mutex_);
-    if (messages_.size() >= kLimit) return kQuotaExceeded;
+    if (messages_.size() >= Limit) return QuotaExceeded;
     try {
         messages_.push_back(message);
     } catch (const std::bad_alloc&) {

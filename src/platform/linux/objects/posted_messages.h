@@ -10,7 +10,7 @@
 
 class PostedMessages {
   public:
-    static constexpr std::size_t kLimit = 10000;
+    static constexpr std::size_t Limit = 10000;
 
     // By any thread. 0, or the error that says why not.
     DWORD Post(const MSG& message);

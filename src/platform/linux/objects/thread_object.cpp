@@ -14,10 +14,10 @@
 
 namespace {
 
-constexpr DWORD kFailed = 0xFFFFFFFFu;
-constexpr std::uint32_t kMostSuspensions = 127;
-constexpr DWORD kTooManySuspensions = 156;
-constexpr DWORD kLastId = mutex_word::kLastThreadId;
+constexpr DWORD Failed = 0xFFFFFFFFu;
+constexpr std::uint32_t MostSuspensions = 127;
+constexpr DWORD TooManySuspensions = 156;
+constexpr DWORD LastId = mutex_word::LastThreadId;
 
 // The threads that haven't ended, by id.
 class ThreadRegistry {
@@ -51,7 +51,7 @@ class ThreadRegistry {
     }
 
   private:
-    void Advance() { nextId_ = nextId_ == kLastId ? 4 : nextId_ + 4; }
+    void Advance() { nextId_ = nextId_ == LastId ? 4 : nextId_ + 4; }
 
     std::mutex mutex_;
     std::unordered_map<DWORD, ThreadObject*> threads_;
@@ -130,13 +130,13 @@ void ThreadObject::End() {
 DWORD ThreadObject::Suspend() {
     if (hasEnded_.load()) {
         SetLastError(ERROR_ACCESS_DENIED);
-        return kFailed;
+        return Failed;
     }
     std::uint32_t count = suspendCount_.load();
     do {
-        if (count == kMostSuspensions) {
-            SetLastError(kTooManySuspensions);
-            return kFailed;
+        if (count == MostSuspensions) {
+            SetLastError(TooManySuspensions);
+            return Failed;
         }
     } while (!suspendCount_.compare_exchange_weak(count, count + 1));
     return count;
@@ -147,7 +147,7 @@ DWORD ThreadObject::Resume() {
     do {
         if (count == 0) return 0;
     } while (!suspendCount_.compare_exchange_weak(count, count - 1));
-    if (count == 1) FutexWake(suspendCount_, kAllSleepers);
+    if (count == 1) FutexWake(suspendCount_, AllSleepers);
     return count;
 }
 

@@ -13,7 +13,7 @@
 
 class ThreadObject final : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::Thread;
+    static constexpr ObjectType OwnType = ObjectType::Thread;
 
     // The calling thread. One that the layer didn't create is taken up at its first call.
     static ThreadObject& Current();
@@ -27,7 +27,7 @@ class ThreadObject final : public Object {
     // The thread that a handle or GetCurrentThread() names; null and ERROR_INVALID_HANDLE.
     static Ref<ThreadObject> FromHandle(HANDLE handle);
 
-    explicit ThreadObject(DWORD id) : Object(kType), id_(id) {}
+    explicit ThreadObject(DWORD id) : Object(OwnType), id_(id) {}
 
     // A multiple of 4, and not given out again before all other numbers have been.
     DWORD Id() const { return id_; }

@@ -11,9 +11,9 @@ namespace {
 
 class EventObject final : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::Event;
+    static constexpr ObjectType OwnType = ObjectType::Event;
 
-    EventObject(bool manualReset, bool set) : Object(kType), state(manualReset, set) {}
+    EventObject(bool manualReset, bool set) : Object(OwnType), state(manualReset, set) {}
 
     DWORD Wait(DWORD milliseconds) override { return state.Wait(milliseconds); }
     void OnLastHandleClosed() override { state.Close(); }

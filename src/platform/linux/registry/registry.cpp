@@ -13,8 +13,8 @@ namespace {
 // An open key is a path: another process may delete the key meanwhile, and a query then finds nothing.
 class OpenKey : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::RegistryKey;
-    explicit OpenKey(std::string keyPath) : Object(kType), path(std::move(keyPath)) {}
+    static constexpr ObjectType OwnType = ObjectType::RegistryKey;
+    explicit OpenKey(std::string keyPath) : Object(OwnType), path(std::move(keyPath)) {}
 
     const std::string path;
 };

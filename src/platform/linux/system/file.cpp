@@ -21,8 +21,8 @@ constexpr mode_t NewFileMode = 0640;  // less the process's mask
 
 class OpenFile : public Object {
   public:
-    static constexpr ObjectType kType = ObjectType::File;
-    explicit OpenFile(Descriptor opened) : Object(kType), descriptor(std::move(opened)) {}
+    static constexpr ObjectType OwnType = ObjectType::File;
+    explicit OpenFile(Descriptor opened) : Object(OwnType), descriptor(std::move(opened)) {}
 
     const Descriptor descriptor;
 };

@@ -17,7 +17,7 @@ struct Translation {
     DWORD sockets;  // 0: has no meaning for sockets
 };
 
-constexpr Translation kTranslations[] = {
+constexpr Translation Translations[] = {
     {EPERM, ERROR_ACCESS_DENIED, 10013},
     {ENOENT, ERROR_FILE_NOT_FOUND, 0},
     {EINTR, 995, 10004},
@@ -79,7 +79,7 @@ constexpr Translation kTranslations[] = {
     {EHOSTUNREACH, 0, 10065},
 };
 
-constexpr DWORD kSocketCallFailed = 10107;
+constexpr DWORD SocketCallFailed = 10107;
 
 }  // namespace
 
@@ -93,11 +93,11 @@ void WINAPI SetLastError(DWORD error) {
 
 DWORD WindowsErrorFrom(int errorNumber, ErrorDomain domain) {
     if (errorNumber == 0) return ERROR_SUCCESS;
-    const auto* found = std::find_if(std::begin(kTranslations), std::end(kTranslations),
+    const auto* found = std::find_if(std::begin(Translations), std::end(Translations),
                                      [=](const Translation& row) { return row.number == errorNumber; });
-    const bool known = found != std::end(kTranslations);
+    const bool known = found != std::end(Translations);
     if (domain == ErrorDomain::Sockets)
-        return known && found->sockets != 0 ? found->sockets : kSocketCallFailed;
+        return known && found->sockets != 0 ? found->sockets : SocketCallFailed;
     return known && found->system != 0 ? found->system : ERROR_GEN_FAILURE;
 }
 
