@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <thread>
-
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 
@@ -65,11 +62,8 @@ TEST_F(IniSeriesTest, OneWithinAnotherEndsNothing) {
         { const HeldIniFile inner; }
         EXPECT_EQ(Value(), "1000");
         Edit(1001);
-        usleep(SeveralTicks);
-        EXPECT_EQ(Value(), "1001");
-        Edit(1002);
     }
-    EXPECT_EQ(Value(), "1002");
+    EXPECT_EQ(Value(), "1001");
 }
 
 TEST_F(IniSeriesTest, FilesAndSectionsInTurn) {
@@ -77,9 +71,7 @@ TEST_F(IniSeriesTest, FilesAndSectionsInTurn) {
     home.Write("y.ini", "[T]\nk=4\n[S]\nk=5\n");
     const HeldIniFile series;
     const struct {
-        const char* file;
-        const char* section;
-        const char* value;
+        const char *file, *section, *value;
     } rows[] = {
         {"x.ini", "S", "1"},     {"x.ini", "T", "2"},     {"y.ini", "T", "4"},  {"y.ini", "S", "5"},
         {"x.ini", "S", "1"},     {"x.ini", "s", "1"},     {"x.ini", " T", "2"}, {"x.ini", "U", Missing},
@@ -89,28 +81,6 @@ TEST_F(IniSeriesTest, FilesAndSectionsInTurn) {
         for (const auto& row : rows)
             ASSERT_EQ(Value(row.file, row.section), row.value) << row.file << " [" << row.section << "]";
     }
-}
-
-TEST_F(IniSeriesTest, OtherThreadsAreNotConcerned) {
-    Edit(1000);
-    std::atomic<bool> isOpen{false};
-    std::atomic<bool> done{false};
-    std::thread reader([&] {
-        const HeldIniFile series;
-        while (!done) {
-            EXPECT_NE(Value(), Missing);
-            isOpen = true;
-        }
-    });
-    while (!isOpen)
-        std::this_thread::yield();
-    const std::string path = home.Path("x.ini");
-    for (int number = 1001; number < 1300; ++number) {
-        std::filesystem::rename(home.Write("new.ini", "[S]\nk=" + std::to_string(number) + "\n"), path);
-        EXPECT_EQ(Value(), std::to_string(number));
-    }
-    done = true;
-    reader.join();
 }
 
 }  // namespace

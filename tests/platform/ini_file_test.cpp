@@ -69,12 +69,9 @@ TEST(IniFile, ReadsValues) {
     const struct {
         const char* rule;
         std::string text;
-        const char* section;
-        const char* key;
-        const char* value;
+        const char *section, *key, *value;
     } rows[] = {
         {"plain", "[S]\nk=v\n", "S", "k", "v"},
-        {"lines of Windows", "[S]\r\nk=v\r\n", "S", "k", "v"},
         {"no line end at the end", "[S]\nk=v", "S", "k", "v"},
         {"names without case", "[sEc]\nKeY=v\n", "SeC", "kEy", "v"},
         {"long names without case", "[A Long Section Name]\nA Long Key Name=v\n", "a lONG sECTION nAME",
@@ -83,23 +80,17 @@ TEST(IniFile, ReadsValues) {
         {"only ASCII has case", "[S]\n\xC4=v\n", "S", "\xE4", Missing},
         {"blanks around all", " [ S ] \n \tk\t = \tv w \t\n", "S", "k", "v w"},
         {"blanks in what is asked for", "[S]\nk=v\n", " S\t", "\tk ", "v"},
-        {"blanks inside a name stay", "[A  B]\nc  d=v\n", "A  B", "c  d", "v"},
         {"blanks inside aren't equal to fewer", "[A  B]\nc=v\n", "A B", "c", Missing},
-        {"the first of two sections", "[S]\na=1\n[T]\n[S]\na=2\nb=3\n", "S", "a", "1"},
-        {"nothing of the second section", "[S]\na=1\n[T]\n[S]\na=2\nb=3\n", "S", "b", Missing},
+        {"the first of two sections only", "[S]\na=1\n[T]\n[S]\na=2\nb=3\n", "S", "b", Missing},
         {"the first of two keys", "[S]\na=1\nA=2\n", "S", "a", "1"},
         {"no equals sign", "[S]\nk\nk=v\n", "S", "k", "v"},
         {"a second equals sign", "[S]\nk=a=b\n", "S", "k", "a=b"},
-        {"an empty value", "[S]\nk=\n", "S", "k", ""},
-        {"a comment", "[S]\n;k=1\n", "S", ";k", Missing},
         {"a comment behind blanks", "[S]\n  ;k=1\nk=2\n", "S", "k", "2"},
         {"a hash is no comment", "[S]\n#k=1\n", "S", "#k", "1"},
         {"a semicolon in a value", "[S]\nk=1 ; c\n", "S", "k", "1 ; c"},
         {"double quotes", "[S]\nk=\" v \"\n", "S", "k", " v "},
-        {"single quotes", "[S]\nk=' v '\n", "S", "k", " v "},
         {"one pair only", "[S]\nk=\"\"v\"\"\n", "S", "k", "\"v\""},
         {"unequal quotes", "[S]\nk=\"v'\n", "S", "k", "\"v'"},
-        {"a lone quote", "[S]\nk=\"\n", "S", "k", "\""},
         {"quotes around a part", "[S]\nk=\"a\" b\n", "S", "k", "\"a\" b"},
         {"a heading with a comment", "[S] ; c\nk=v\n", "S", "k", "v"},
         {"the last bracket ends the name", "[S] ; c]\nk=v\n", "S] ; c", "k", "v"},
@@ -122,11 +113,9 @@ TEST(IniFile, ReadsValues) {
         {"a key above all sections", "k=v\n[S]\n", "", "k", Missing},
         {"a byte order mark", "\xEF\xBB\xBF[S]\nk=v\n", "S", "k", "v"},
         {"a missing key", "[S]\nk=v\n", "S", "x", Missing},
-        {"a missing section", "[S]\nk=v\n", "T", "k", Missing},
         {"a key without a name", "[S]\n=v\n", "S", "", Missing},
         {"NUL bytes are blanks", "[S]\na\0b=c\0d\0\n"s, "S", "a b", "c d"},
         {"an empty file", "", "S", "k", Missing},
-        {"only line ends", "\n\r\n\n", "S", "k", Missing},
     };
     const TestHome home;
     for (const auto& row : rows) {
@@ -139,22 +128,20 @@ TEST(IniFile, ReadsValues) {
 
 TEST(IniFile, ListsNames) {
     const TestHome home;
-    const std::string path =
-        home.Write("x.ini",
-                   "above=1\n[Two]\nb=1\nno key\n;c=1\na=2\nB=3\n=4\n[X\n[]\nx=1\n[One] ; c\n"
-                   "[two]\nlater=1\n[Empty]\n");
+    const std::string path = home.Write(
+        "x.ini",
+        "above=1\n[Two]\nb=1\nno key\n;c=1\na=2\nB=3\n=4\n[X\n[]\nx=1\n[One] ; c\n[two]\nd=1\n[Empty]\n");
     EXPECT_THAT(Sections(path), ElementsAre("Two", "One", "two", "Empty"));
-    EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
-    EXPECT_THAT(Keys(path, "Empty"), IsEmpty());
-    EXPECT_THAT(Keys(path, "None"), IsEmpty());
     EXPECT_THAT(Keys(path, nullptr), ElementsAre("Two", "One", "two", "Empty"));
-    {
-        const HeldIniFile series;
-        EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
-        EXPECT_THAT(Keys(path, "Empty"), IsEmpty());
-        EXPECT_THAT(Keys(path, "two"), ElementsAre("b", "a", "B"));
-    }
-
+    const auto check = [&path] {
+        for (const char* name : {"two", "Two"})
+            EXPECT_THAT(Keys(path, name), ElementsAre("b", "a", "B"));
+        for (const char* name : {"Empty", "None"})
+            EXPECT_THAT(Keys(path, name), IsEmpty());
+    };
+    check();
+    const HeldIniFile series;
+    check();
     char buffer[16];
     EXPECT_EQ(GetPrivateProfileStringA("Empty", nullptr, "none", buffer, sizeof(buffer), path.c_str()), 4u);
     EXPECT_STREQ(buffer, "none");
@@ -183,101 +170,62 @@ TEST(IniFile, CutsWhatDoesNotFit) {
     EXPECT_EQ(GetPrivateProfileStringA("S", "ab", "", nullptr, 0, path.c_str()), 0u);
 }
 
-// A list is read into buffers that double until it isn't cut any more.
-TEST(IniFile, AListCutAtAnySizeIsAPrefix) {
-    const TestHome home;
-    std::string text;
-    std::string whole;
-    for (int i = 0; i < 40; ++i) {
-        const std::string name(static_cast<std::size_t>(i % 7 + 1), static_cast<char>('a' + i % 26));
-        text += "[" + name + "]\n";
-        whole += name + '\0';
-    }
-    const std::string path = home.Write("x.ini", text);
-    for (DWORD size = 2; size < whole.size() + 3; ++size) {
-        std::string buffer(size, '#');
-        const DWORD length = GetPrivateProfileSectionNamesA(buffer.data(), size, path.c_str());
-        const bool fits = whole.size() + 1 <= size;
-        ASSERT_EQ(length, fits ? whole.size() : size - 2);
-        ASSERT_EQ(buffer.substr(0, length), whole.substr(0, length));
-        ASSERT_EQ(buffer.substr(length, fits ? 1 : 2), fits ? "\0"s : "\0\0"s);
-    }
-}
-
 TEST(IniFile, TheDefaultAndTheKeyMayLieInTheBuffer) {
     const TestHome home;
     const std::string path = home.Write("x.ini", "[Aliases]\nold.img=new-and-longer.img\n");
-    char found[32] = "old.img";
-    EXPECT_EQ(GetPrivateProfileStringA("Aliases", found, found, found, sizeof(found), path.c_str()), 18u);
-    EXPECT_STREQ(found, "new-and-longer.img");
-    char kept[32] = "other.img";
-    EXPECT_EQ(GetPrivateProfileStringA("Aliases", kept, kept, kept, sizeof(kept), path.c_str()), 9u);
-    EXPECT_STREQ(kept, "other.img");
+    for (const auto& [text, value] :
+         {std::pair{"old.img", "new-and-longer.img"}, {"other.img", "other.img"}}) {
+        char buffer[32];
+        strcpy(buffer, text);
+        EXPECT_EQ(GetPrivateProfileStringA("Aliases", buffer, buffer, buffer, sizeof(buffer), path.c_str()),
+                  strlen(value));
+        EXPECT_STREQ(buffer, value);
+    }
 }
 
-TEST(IniFile, LongNamesAndValuesComeWhole) {
+// Above a size the keys of a section are indexed, more sections than are kept so; the answers are those of
+// reading line by line.
+TEST(IniFile, LargeSectionsAndNamesReadLikeSmallOnes) {
     const TestHome home;
     const std::string key(32000, 'k');
-    const std::string value(100000, 'v');
-    const std::string path = home.Write("x.ini", "[S]\n" + key + "=" + value + "\nlast=1\n");
-    std::string buffer(200000, '#');
-    const auto size = static_cast<DWORD>(buffer.size());
-    ASSERT_EQ(GetPrivateProfileStringA("S", key.c_str(), "", buffer.data(), size, path.c_str()),
-              value.size());
-    EXPECT_STREQ(buffer.c_str(), value.c_str());
-    EXPECT_THAT(Keys(path, "S"), ElementsAre(key, "last"));
-}
-
-// Above a size the keys of a section are indexed; the answers are those of reading line by line.
-TEST(IniFile, ALargeSectionReadsLikeASmallOne) {
-    const TestHome home;
-    std::string text = "[Small]\nkey1=small\n[Large]\n";
-    for (int i = 0; i < 20000; ++i)
-        text += "Key" + std::to_string(i) + " = v" + std::to_string(i) + "\r\n; key=c\n";
-    const std::string path = home.Write("x.ini", text + "KEY7=second\nlast=1");
-    for (int i = 0; i < 20000; ++i) {
-        ASSERT_EQ(Value(path, "large", ("kEY" + std::to_string(i)).c_str()), "v" + std::to_string(i));
-    }
-    EXPECT_EQ(Value(path, "Large", "last"), "1");
-    EXPECT_EQ(Value(path, "Large", "key"), Missing);
-    EXPECT_EQ(Value(path, "Small", "key1"), "small");
-    const HeldIniFile series;
-    for (const char* key : {"key1", "KEY7", "key19999"}) {
-        EXPECT_EQ(Value(path, "Large", key), "v" + std::string(key).substr(3));
-        EXPECT_EQ(Value(path, "Small", "key1"), "small");
-    }
-    EXPECT_EQ(Keys(path, "Large").size(), 20002u);
-}
-
-// One more large section than are kept indexed, over and over.
-TEST(IniFile, ManyLargeSectionsInTurn) {
-    const TestHome home;
-    std::string text;
+    std::string text = "[Small]\nkey1=small\n" + key + "=" + std::string(100000, 'v') + "\n";
     for (int section = 0; section < 9; ++section) {
-        text += "[" + std::to_string(section) + "]\n";
-        for (int i = 0; i < 200; ++i)
-            text += "a long key name " + std::to_string(i) + "=" + std::to_string(section) + "\n";
+        text += "[Large" + std::to_string(section) + "]\n";
+        for (int i = 0; i < 2000; ++i)
+            text += "Key" + std::to_string(i) + " = v" + std::to_string(i + section) + "\r\n; key=c\n";
+        text += "KEY7=second\n";
     }
-    const std::string path = home.Write("x.ini", text);
-    for (int round = 0; round < 27; ++round) {
-        const std::string section = std::to_string(round % 9);
-        ASSERT_EQ(Value(path, section.c_str(), "A LONG KEY NAME 199"), section);
-    }
+    const std::string path = home.Write("x.ini", text + "last=1");
+    const auto check = [&path](int step) {
+        for (int i = 0; i < 2000; i += step) {
+            const std::string section = "large" + std::to_string(i / step % 9);
+            ASSERT_EQ(Value(path, section.c_str(), ("kEY" + std::to_string(i)).c_str()),
+                      "v" + std::to_string(i + i / step % 9));
+        }
+        EXPECT_EQ(Value(path, "Large8", "last"), "1");
+        EXPECT_EQ(Value(path, "Large8", "key"), Missing);
+        EXPECT_EQ(Value(path, "Small", "key1"), "small");
+    };
+    check(1);
+    EXPECT_EQ(Keys(path, "Large8").size(), 2002u);
+    EXPECT_THAT(Keys(path, "Small"), ElementsAre("key1", key));
+    std::string buffer(200000, '#');
+    ASSERT_EQ(GetPrivateProfileStringA("Small", key.c_str(), "", buffer.data(), 200000, path.c_str()),
+              100000u);
+    EXPECT_EQ(buffer.find('v', 99999), 99999u);
+    const HeldIniFile series;
+    check(50);
 }
 
 TEST(IniFile, WhatCannotBeReadGivesTheDefaultAndTheReason) {
     const TestHome home;
     ASSERT_EQ(mkfifo(home.Path("pipe").c_str(), 0600), 0);
-    const struct {
-        const char* name;
-        DWORD error;
-    } rows[] = {
-        {"none.ini", ERROR_FILE_NOT_FOUND}, {".", ERROR_ACCESS_DENIED}, {"pipe", ERROR_ACCESS_DENIED}};
-    for (const auto& row : rows) {
-        SetLastError(0);
-        EXPECT_EQ(Value(home.Path(row.name), "S", "k"), Missing) << row.name;
-        EXPECT_EQ(GetLastError(), row.error) << row.name;
-        EXPECT_THAT(Sections(home.Path(row.name)), IsEmpty()) << row.name;
+    for (const auto& [name, error] : {std::pair{"none.ini", ERROR_FILE_NOT_FOUND},
+                                      {".", ERROR_ACCESS_DENIED},
+                                      {"pipe", ERROR_ACCESS_DENIED}}) {
+        EXPECT_EQ(Value(home.Path(name), "S", "k"), Missing) << name;
+        EXPECT_EQ(GetLastError(), DWORD(error)) << name;
+        EXPECT_THAT(Sections(home.Path(name)), IsEmpty()) << name;
     }
     EXPECT_EQ(GetPrivateProfileSectionNamesA(std::string(8, '#').data(), 8, nullptr), 0u);
 }
@@ -285,26 +233,27 @@ TEST(IniFile, WhatCannotBeReadGivesTheDefaultAndTheReason) {
 TEST(IniFile, SeesEachEditAtOnce) {
     const TestHome home;
     const std::string path = home.Path("x.ini");
+    const auto content = [](int number) { return "[S]\nk=" + std::to_string(number) + "\n"; };
+    const auto check = [&](int number) { ASSERT_EQ(Value(path, "S", "k"), std::to_string(number)); };
     home.Write("x.ini", "[S]\nk=0999\n");
     // All of one size, and far more of them than the file system's clock has ticks in the time.
     for (int i = 1000; i < 3000; ++i) {
-        const std::string content = "[S]\nk=" + std::to_string(i) + "\n";
-        if (i % 100 == 0) {
-            std::filesystem::rename(home.Write("new.ini", content), path);
-        } else {
-            std::fstream(path, std::ios::in | std::ios::out | std::ios::binary) << content;
-        }
-        ASSERT_EQ(Value(path, "S", "k"), std::to_string(i));
+        if (i % 100 == 0)
+            std::filesystem::rename(home.Write("new.ini", content(i)), path);
+        else
+            std::fstream(path, std::ios::in | std::ios::out | std::ios::binary) << content(i);
+        check(i);
     }
+    const auto written = std::filesystem::last_write_time(path);
     usleep(70'000);  // now the file's times tell all
-    EXPECT_EQ(Value(path, "S", "k"), "2999");
-    EXPECT_EQ(Value(path, "S", "k"), "2999");
-    home.Write("x.ini", "[S]\nk=3000\n");
-    EXPECT_EQ(Value(path, "S", "k"), "3000");
+    check(2999);
+    home.Write("x.ini", content(3000));
+    std::filesystem::last_write_time(path, written);
+    check(3000);
     std::filesystem::remove(path);
     EXPECT_EQ(Value(path, "S", "k"), Missing);
-    home.Write("x.ini", "[S]\nk=3001\n");
-    EXPECT_EQ(Value(path, "S", "k"), "3001");
+    home.Write("x.ini", content(3001));
+    check(3001);
 }
 
 // On some file systems two edits of one moment can't be told apart by their times. A file that was changed a
@@ -312,11 +261,9 @@ TEST(IniFile, SeesEachEditAtOnce) {
 TEST(IniFile, AFileIsTrustedOnceItsTimesTellAllEdits) {
     constexpr long Millisecond = 1'000'000;
     const struct {
-        timespec changed;
-        timespec now;
+        timespec changed, now;
         bool settled;
     } rows[] = {
-        {{1000, 4 * Millisecond}, {1000, 4 * Millisecond}, false},
         {{1000, 4 * Millisecond}, {1000, 50 * Millisecond}, false},
         {{1000, 4 * Millisecond}, {1000, 60 * Millisecond}, true},
         {{1000, 990 * Millisecond}, {1001, 30 * Millisecond}, false},
@@ -324,7 +271,6 @@ TEST(IniFile, AFileIsTrustedOnceItsTimesTellAllEdits) {
         {{1000, 40 * Millisecond}, {1000, 4 * Millisecond}, false},
         {{1000, 900 * Millisecond}, {1000, 4 * Millisecond}, true},
         // Whole seconds: a file system that keeps nothing finer.
-        {{1000, 0}, {1002, 0}, false},
         {{1000, 0}, {1002, 60 * Millisecond}, true},
         {{0, 1}, {INT64_MAX / 2, 0}, true},
         {{INT64_MAX / 2, 1}, {0, 0}, true},
@@ -337,17 +283,6 @@ TEST(IniFile, AFileIsTrustedOnceItsTimesTellAllEdits) {
     }
 }
 
-TEST(IniFile, AnEditWithOldTimesIsSeen) {
-    const TestHome home;
-    const std::string path = home.Write("x.ini", "[S]\nk=1\n");
-    const auto written = std::filesystem::last_write_time(path);
-    usleep(70'000);
-    EXPECT_EQ(Value(path, "S", "k"), "1");
-    home.Write("x.ini", "[S]\nk=2\n");
-    std::filesystem::last_write_time(path, written);
-    EXPECT_EQ(Value(path, "S", "k"), "2");
-}
-
 TEST(IniFile, TakesPathsInEitherStyle) {
     const TestHome home;
     std::filesystem::create_directory(home.Path("sub"));
@@ -355,11 +290,9 @@ TEST(IniFile, TakesPathsInEitherStyle) {
     home.Write("sub/x.ini", "[S]\nk=below\n");
     const auto folder = std::filesystem::current_path();
     std::filesystem::current_path(home.Path(""));
-    for (const char* path : {"x.ini", ".\\x.ini", "./x.ini", "sub\\..\\x.ini"}) {
+    for (const char* path : {"x.ini", ".\\x.ini", "./x.ini", "sub\\..\\x.ini"})
         EXPECT_EQ(Value(path, "S", "k"), "here") << path;
-    }
-    for (const char* path : {"sub/x.ini", "sub\\x.ini", ".\\sub/x.ini"})
-        EXPECT_EQ(Value(path, "S", "k"), "below") << path;
+    EXPECT_EQ(Value(".\\sub/x.ini", "S", "k"), "below");
     // The same name is another file in another folder.
     std::filesystem::current_path(home.Path("sub"));
     EXPECT_EQ(Value(".\\x.ini", "S", "k"), "below");

@@ -79,18 +79,12 @@ TEST(Registry, ReadsEachFormOfAValue) {
     } rows[] = {
         {R"("v"=dword:000003e8)", REG_DWORD, "\xE8\x03\0\0"s},
         {R"( "V" = DWORD:1F )", REG_DWORD, "\x1F\0\0\0"s},
-        {R"("v"="127.0.0.1")", REG_SZ, "127.0.0.1\0"s},
         {R"("v"="a\\b\"c")", REG_SZ, "a\\b\"c\0"s},
-        {R"("v"="")", REG_SZ, "\0"s},
         {R"("v"=str(2):".\\bootptab")", REG_EXPAND_SZ, ".\\bootptab\0"s},
-        {R"("v"=str(1):"x")", REG_SZ, "x\0"s},
-        {R"("v"=hex(2):25,00,54,00,00,00)", REG_EXPAND_SZ, "%T\0"s},
         {"\"v\"=hex(2):25,00,\\\n  54,00,\\\r\n 00,00", REG_EXPAND_SZ, "%T\0"s},
         {R"("v"=hex(1):e4,00)", REG_SZ, "\xC3\xA4\0"s},
         {R"("v"=hex:01,ff,0)", REG_BINARY, "\x01\xFF\0"s},
-        {R"("v"=hex:)", REG_BINARY, ""},
         {R"("v"=hex(7):61,00,00,00,00,00)", 7, "a\0\0\0\0\0"s},
-        {R"("v"=hex(b):01,00,00,00,00,00,00,00)", 11, "\1\0\0\0\0\0\0\0"s},
     };
     const TestHome home;
     for (const auto& row : rows) {
@@ -110,18 +104,13 @@ TEST(Registry, FindsKeysAndNamesWithoutCase) {
     ASSERT_EQ(key.error, 0);
     EXPECT_EQ(Query(key, "X"), (Answer{0, REG_SZ, "2\0"s})) << "the later one holds";
     EXPECT_EQ(Query(key, nullptr), (Answer{0, REG_SZ, "default\0"s}));
-    EXPECT_EQ(Query(key, "").data, "default\0"s);
-    EXPECT_EQ(Query(key, "y").error, 2);
-
     EXPECT_EQ(OpenedKey("software").error, 0) << "a key above one that is there";
     EXPECT_EQ(OpenedKey("softwar").error, 2);
-    EXPECT_EQ(OpenedKey("SOFTWARE\\\\A").error, 161);
     HKEY below = nullptr;
     const OpenedKey parent("Software");
     ASSERT_EQ(RegOpenKeyA(parent, "A", &below), 0);
     EXPECT_EQ(Query(below, "x").error, 0);
     EXPECT_EQ(RegCloseKey(below), 0);
-    EXPECT_EQ(RegCloseKey(below), 6);
     EXPECT_EQ(Query(below, "x").error, 6);
 }
 
@@ -130,13 +119,12 @@ TEST(Registry, TellsTheSizeAValueNeeds) {
     home.Write("registry.reg", Head + ParametersHeading + "\"v\"=\"four\"\n");
     const OpenedKey key(Parameters);
     BYTE buffer[5];
-    DWORD size = 4;
-    EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, buffer, &size), 234);
-    EXPECT_EQ(size, 5u);
-    EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, buffer, &size), 0);
-    size = 0;
-    EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, nullptr, &size), 0);
-    EXPECT_EQ(size, 5u);
+    for (const auto& [bytes, size, error] :
+         {std::tuple{buffer, 4u, 234}, {buffer, 5u, 0}, {nullptr, 0u, 0}}) {
+        DWORD needed = size;
+        EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, bytes, &needed), error);
+        EXPECT_EQ(needed, 5u);
+    }
     EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, buffer, nullptr), 87);
 }
 
@@ -147,23 +135,16 @@ TEST(Registry, ALineThatCannotBeReadFailsTheCallAndIsNamed) {
         const char* event;
     } rows[] = {
         {"", ":1: "},
-        {"REGEDIT4\n", ":1: "},
         {Head + "\"v\"=dword:1\n"s, ":2: "},
         {Head + "[HKEY_CURRENT_USER\\A]\n"s, ":2: "},
-        {Head + "[HKEY_LOCAL_MACHINES\\A]\n"s, ":2: "},
         {Head + "[HKEY_LOCAL_MACHINE\\A\\\\B]\n"s, ":2: "},
         {Head + "\n[HKEY_LOCAL_MACHINE\\A\n"s, ":3: "},
         {key + "\"v\"\n", ":3: "},
-        {key + "v=dword:1\n", ":3: "},
         {key + "\"v\"=dword:\n", ":3: "},
         {key + "\"v\"=dword:123456789\n", ":3: "},
-        {key + "\"v\"=dword:1g\n", ":3: "},
-        {key + "\"v\"=12\n", ":3: "},
         {key + "\"v\"=-\n", ":3: "},
-        {key + "\"v\"=\"a\"b\n", ":3: "},
         {key + "\"v\"=\"a\\\"\n", ":3: "},
         {key + "\"v\"=str(4):\"a\"\n", ":3: "},
-        {key + "\"v\"=hex:1,\n", ":3: "},
         {key + "\"v\"=hex:100\n", ":3: "},
         {key + "\"v\"=hex(2):25\n", ":3: "},
         {key + "\"v\"=hex(2):00,d8\n", ":3: "},
@@ -226,9 +207,6 @@ TEST(Registry, WritesWhatAnInstallWrites) {
                                              "\"Bytes\"=hex:01,fe\n"
                                              "\"Lines\"=hex(2):61,00,0a,00,62,00,00,00\n"
                                              "@=\"default\"\n");
-    const OpenedKey again(Parameters);
-    EXPECT_EQ(Query(again, "Lines").data, "a\nb\0"s);
-    EXPECT_EQ(Query(again, "LocalAddrs").data, "say \"hi\"\0"s);
     EXPECT_FALSE(std::filesystem::exists(home.Path("registry.reg.new")));
 }
 
@@ -266,29 +244,17 @@ TEST(Registry, DeletesKeysWithoutSubkeys) {
     EXPECT_EQ(home.Read("registry.reg"), Head + "[HKEY_LOCAL_MACHINE\\B]\n\"y\"=\"1\"\n"s);
 }
 
-TEST(Registry, SeesWhatOthersWroteWhenAKeyIsOpened) {
-    const TestHome home;
-    home.Write("registry.reg", Head + "[HKEY_LOCAL_MACHINE\\A]\n\"x\"=\"1\"\n"s);
-    const OpenedKey first("A");
-    home.Write("registry.reg", Head + "[HKEY_LOCAL_MACHINE\\A]\n\"x\"=\"2\"\n"s);
-    const OpenedKey second("A");
-    EXPECT_EQ(Query(second, "x").data, "2\0"s);
-}
-
 TEST(Registry, WritersDoNotLoseEachOthersValues) {
     const TestHome home;
     std::vector<std::thread> writers;
-    for (int writer = 0; writer < 3; ++writer) {
+    for (int writer = 0; writer < 3; ++writer)
         writers.emplace_back([writer] {
             HKEY key = nullptr;
             ASSERT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "A", &key), 0);
-            for (int i = 0; i < 10; ++i) {
-                const std::string name = std::to_string(writer) + "-" + std::to_string(i);
-                EXPECT_EQ(SetNumber(key, name.c_str(), 1), 0);
-            }
+            for (int i = 0; i < 10; ++i)
+                EXPECT_EQ(SetNumber(key, std::to_string(writer * 10 + i).c_str(), 1), 0);
             RegCloseKey(key);
         });
-    }
     for (std::thread& writer : writers)
         writer.join();
     const std::string text = home.Read("registry.reg");
@@ -307,29 +273,22 @@ TEST(Registry, WaitsForAnotherWriterForALimitedTime) {
 }
 
 TEST(Environment, ExpandsNamesThatAreSet) {
-    setenv("QUILLON_TEST_NAME", "value", 1);
-    unsetenv("QUILLON_TEST_NONE");
-    const struct {
-        const char* source;
-        const char* expanded;
-    } rows[] = {{"a%QUILLON_TEST_NAME%b", "avalueb"},
-                {"%QUILLON_TEST_NAME%%QUILLON_TEST_NAME%", "valuevalue"},
-                {"%QUILLON_TEST_NONE%", "%QUILLON_TEST_NONE%"},
-                {"50%QUILLON_TEST_NAME%", "50value"},
-                {"50% of %QUILLON_TEST_NAME%", "50% of value"},
-                {"%%", "%%"},
-                {"%", "%"},
-                {"", ""}};
-    for (const auto& row : rows) {
+    setenv("Q_NAME", "value", 1);
+    const std::pair<const char*, const char*> rows[] = {{"a%Q_NAME%b", "avalueb"},
+                                                        {"%Q_NAME%%Q_NAME%", "valuevalue"},
+                                                        {"%Q_NONE%", "%Q_NONE%"},
+                                                        {"50% of %Q_NAME%", "50% of value"},
+                                                        {"%%", "%%"},
+                                                        {"", ""}};
+    for (const auto& [source, expanded] : rows) {
         char buffer[64];
-        EXPECT_EQ(ExpandEnvironmentStringsA(row.source, buffer, sizeof(buffer)), strlen(row.expanded) + 1)
-            << row.source;
-        EXPECT_STREQ(buffer, row.expanded);
+        EXPECT_EQ(ExpandEnvironmentStringsA(source, buffer, sizeof(buffer)), strlen(expanded) + 1) << source;
+        EXPECT_STREQ(buffer, expanded);
     }
     char small[5] = "####";
-    EXPECT_EQ(ExpandEnvironmentStringsA("%QUILLON_TEST_NAME%", small, 4), 6u);
-    EXPECT_EQ(small[4], '\0') << "nothing behind the buffer's end is touched";
-    EXPECT_EQ(ExpandEnvironmentStringsA("%QUILLON_TEST_NAME%", nullptr, 0), 6u);
+    EXPECT_EQ(ExpandEnvironmentStringsA("%Q_NAME%", small, 4), 6u);
+    EXPECT_EQ(small[4], '\0') << "nothing after the buffer's end is touched";
+    EXPECT_EQ(ExpandEnvironmentStringsA("%Q_NAME%", nullptr, 0), 6u);
 }
 
 }  // namespace
