@@ -114,15 +114,13 @@ TEST(HeapCreateTest, MayGoWhileItsUsersEnd) {
 
 // The first heaps of a process among them: what gives their memory back may have to set itself up at that.
 TEST(HeapCreateTest, SeveralMayGoAtOnce) {
-    constexpr int kThreads = 8;
     std::atomic<int> waiting{0};
     std::deque<TestThread> threads;
-    for (int i = 0; i < kThreads; ++i)
+    for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] {
             const HANDLE heap = HeapCreate(0, 0, 0);
             EXPECT_NE(HeapAlloc(heap, 0, 100), nullptr);
-            ++waiting;
-            while (waiting < kThreads)
+            for (++waiting; waiting < 8;)
                 Sleep(0);
             EXPECT_TRUE(HeapDestroy(heap));
         });

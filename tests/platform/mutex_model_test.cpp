@@ -27,19 +27,15 @@ enum class Fault : std::uint8_t {
 
 enum class At : std::uint8_t {
     Start,
-    LockToLineUp,
     LineUp,
     Append,
     Sleep,
-    LockToLeave,
     Leave,
     LookWoken,
     Inside,
     GiveBack,
-    LockToCall,
     Call,
     Tell,
-    LockToClose,
     Close,
     Done
 };
@@ -81,7 +77,7 @@ class Step {
 
     bool TimeOut() {
         if (thread_.at != At::Sleep || !thread_.timesOut) return false;
-        thread_.at = At::LockToLeave;
+        thread_.at = At::Leave;
         return true;
     }
 
@@ -92,21 +88,15 @@ class Step {
                 thread_.passedOver = thread_.patienceUsed;
                 LookAtIt(false);
                 return true;
-            case At::LockToLineUp:
-                return Lock(At::LineUp);
             case At::LineUp:
-                LineUp();
-                return true;
+                return UnderLock(&Step::LineUp);
             case At::Append:
                 Append();
                 return true;
             case At::Sleep:
                 return WakeUp();
-            case At::LockToLeave:
-                return Lock(At::Leave);
             case At::Leave:
-                Leave();
-                return true;
+                return UnderLock(&Step::Leave);
             case At::LookWoken:
                 LookAtIt(true);
                 return true;
@@ -117,19 +107,13 @@ class Step {
             case At::GiveBack:
                 GiveBack();
                 return true;
-            case At::LockToCall:
-                return Lock(At::Call);
             case At::Call:
-                CallNext();
-                return true;
+                return UnderLock(&Step::CallNext);
             case At::Tell:
                 Tell();
                 return true;
-            case At::LockToClose:
-                return Lock(At::Close);
             case At::Close:
-                CloseAll();
-                return true;
+                return UnderLock(&Step::CloseAll);
             case At::Done:
                 break;
         }
@@ -140,10 +124,12 @@ class Step {
     static Word IdOf(std::uint8_t thread) { return OwnedBy(4u * (thread + 1u)); }
     Word Abandoned() const { return thread_.abandons ? AbandonedMark : 0; }
 
-    bool Lock(At next) {
+    // Taking the lock and what comes first under it are one step: the lock is taken no sooner than it is
+    // needed, and nobody sees a lock under which nothing has been done yet.
+    bool UnderLock(void (Step::*first)()) {
         if (state_.lockedBy != kNone) return false;
         state_.lockedBy = self_;
-        thread_.at = next;
+        (this->*first)();
         return true;
     }
     void Unlock(At next) {
@@ -154,7 +140,7 @@ class Step {
         thread_.told = Told::Nothing;
         thread_.called = kNone;
         if (thread_.rounds != 0 && --thread_.rounds != 0) return At::Start;
-        return thread_.closes ? At::LockToClose : At::Done;
+        return thread_.closes ? At::Close : At::Done;
     }
     void Enter() {
         ++state_.inside;
@@ -170,7 +156,7 @@ class Step {
             Enter();
         } else {
             if (woken && !IsHandedOver(thread_.passedOver)) ++thread_.passedOver;
-            thread_.at = At::LockToLineUp;
+            thread_.at = At::LineUp;
         }
     }
 
@@ -220,7 +206,7 @@ class Step {
     void GiveBack() {
         if (HasToCall(state_.word)) {
             if (fault_ == Fault::CallsByAnEarlierLook && state_.length != 0) thread_.called = state_.line[0];
-            thread_.at = At::LockToCall;
+            thread_.at = At::Call;
         } else {
             Return(Freed(state_.word, Abandoned()));
             thread_.at = AfterRound();

@@ -53,20 +53,6 @@ TEST(ThreadTest, SuspensionsCount) {
     stop = true;
 }
 
-TEST(ThreadTest, MaySuspendItself) {
-    std::atomic<bool> resumed{false};
-    TestThread thread([&] {
-        EXPECT_EQ(SuspendThread(GetCurrentThread()), 0u);
-        resumed = true;
-    });
-    Sleep(kSettle);
-    EXPECT_FALSE(resumed);
-    while (ResumeThread(thread.Handle()) == 0)
-        Sleep(1);
-    thread.Join();
-    EXPECT_TRUE(resumed);
-}
-
 // The wait ends while the thread is suspended; the thread mustn't get to see it before it is resumed.
 TEST(ThreadTest, ASuspendedOneDoesNotReturnFromAWait) {
     const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
@@ -151,12 +137,21 @@ TEST(ThreadTest, ASuspendedOneKeepsNoMutexThatItJustGot) {
     CloseHandle(mutex);
 }
 
-TEST(ThreadTest, SuspendingOneThatWaitsForNothingReturnsAtOnce) {
+TEST(ThreadTest, MaySuspendItselfOrBeSuspendedWhileItWaitsForNothing) {
+    std::atomic<bool> resumed{false};
     std::atomic<bool> stop{false};
     TestThread thread([&] {
+        EXPECT_EQ(SuspendThread(GetCurrentThread()), 0u);
+        resumed = true;
         while (!stop) {
         }
     });
+    Sleep(kSettle);
+    EXPECT_FALSE(resumed);
+    while (ResumeThread(thread.Handle()) == 0)
+        Sleep(1);
+    while (!resumed)
+        Sleep(1);
     EXPECT_EQ(SuspendThread(thread.Handle()), 0u);
     EXPECT_EQ(ResumeThread(thread.Handle()), 1u);
     stop = true;

@@ -38,16 +38,6 @@ TEST_F(MutexTest, TakesAsManyReleasesAsTakes) {
     }
 }
 
-TEST_F(MutexTest, WaitsToItsTimeOutAndNoShorter) {
-    ASSERT_EQ(WaitForSingleObject(mutex_, INFINITE), WAIT_OBJECT_0);
-    for (const DWORD milliseconds : {1u, 60u}) {
-        const DWORD start = GetTickCount();
-        EXPECT_EQ(AskElsewhere(milliseconds), DWORD{WAIT_TIMEOUT});
-        EXPECT_GE(GetTickCount() - start + 16, milliseconds);
-    }
-    ReleaseMutex(mutex_);
-}
-
 TEST_F(MutexTest, GoesAbandonedToOneWaiterWhenItsOwnerEnds) {
     for (const int takes : {1, 3}) {
         TestThread([&] {
@@ -177,18 +167,17 @@ TEST(EventTest, ReleasesWhoWaitsAtThatMoment) {
 // Both threads signal each other: a signal that is lost stops the test, one that is doubled breaks the
 // alternation.
 TEST(EventTest, LosesAndDoublesNoSignal) {
-    constexpr int kRounds = 3000;
     const HANDLE there = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     const HANDLE back = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     int turns = 0;
     TestThread partner([&] {
-        for (int i = 0; i < kRounds; ++i) {
+        for (int i = 0; i < 3000; ++i) {
             WaitForSingleObject(there, INFINITE);
             EXPECT_EQ(turns++, 2 * i + 1);
             SetEvent(back);
         }
     });
-    for (int i = 0; i < kRounds; ++i) {
+    for (int i = 0; i < 3000; ++i) {
         EXPECT_EQ(turns++, 2 * i);
         SetEvent(there);
         ASSERT_EQ(WaitForSingleObject(back, 30000), WAIT_OBJECT_0);
