@@ -14,7 +14,7 @@
 namespace {
 
 using namespace std::string_literals;
-using testing::Contains;
+using testing::IsSupersetOf;
 using testing::MatchesRegex;
 
 BOOL Report(WORD type, DWORD number, const char* text) {
@@ -42,11 +42,7 @@ TEST(EventLog, WritesALineAnEvent) {
 }
 
 TEST(EventLog, NoInsertionForgesALine) {
-    const struct {
-        const char* insertion;
-        const char* text;
-    } rows[] = {
-        {"plain", "plain"},
+    const std::pair<const char*, const char*> rows[] = {
         {"from the system\r\n", "from the system"},
         {"a\r\n2026-01-01T00:00:00 error 0xC0000001 Quillon: b",
          "a  2026-01-01T00:00:00 error 0xC0000001 Quillon: b"},
@@ -54,30 +50,23 @@ TEST(EventLog, NoInsertionForgesALine) {
         {"%1 %2 100%", "%1 %2 100%"},
         {"", ""},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(MakeEvent(1, 0xC0000022, "Quillon", {row.insertion}).text, row.text);
-    }
+    for (const auto& [insertion, text] : rows)
+        EXPECT_EQ(MakeEvent(1, 0xC0000022, "Quillon", {insertion}).text, text);
     EXPECT_EQ(MakeEvent(1, 0xC0000022, "Quillon", {}).text, "") << "an insertion that nobody gave";
     EXPECT_EQ(MakeEvent(1, 0xC0000099, "Quillon", {"x\ny"}).text,
               "There is no text for event 0xC0000099. x y");
 }
 
-TEST(EventLog, TellsTheJournalNumberTypeAndSource) {
-    const struct {
-        WORD type;
-        const char* word;
-        const char* priority;
-    } rows[] = {{EVENTLOG_ERROR_TYPE, "EVENT_TYPE=error", "PRIORITY=3"},
-                {EVENTLOG_WARNING_TYPE, "EVENT_TYPE=warning", "PRIORITY=4"},
-                {EVENTLOG_INFORMATION_TYPE, "EVENT_TYPE=information", "PRIORITY=6"},
-                {EVENTLOG_SUCCESS, "EVENT_TYPE=information", "PRIORITY=6"}};
-    for (const auto& row : rows) {
-        const auto fields = JournalFields(MakeEvent(row.type, 0xC0000022, "Quillon", {"text"}));
-        for (const std::string field :
-             {row.word, row.priority, "MESSAGE=text", "EVENT_NUMBER=0xC0000022", "EVENT_SOURCE=Quillon"}) {
-            EXPECT_THAT(fields, Contains(field));
-        }
-    }
+TEST(EventLog, GivesTheJournalNumberTypeAndSource) {
+    const std::tuple<WORD, const char*, const char*> rows[] = {
+        {EVENTLOG_ERROR_TYPE, "EVENT_TYPE=error", "PRIORITY=3"},
+        {EVENTLOG_WARNING_TYPE, "EVENT_TYPE=warning", "PRIORITY=4"},
+        {EVENTLOG_INFORMATION_TYPE, "EVENT_TYPE=information", "PRIORITY=6"},
+        {EVENTLOG_SUCCESS, "EVENT_TYPE=information", "PRIORITY=6"}};
+    for (const auto& [type, word, priority] : rows)
+        EXPECT_THAT(JournalFields(MakeEvent(type, 0xC0000022, "Quillon", {"text"})),
+                    IsSupersetOf(
+                        {word, priority, "MESSAGE=text", "EVENT_NUMBER=0xC0000022", "EVENT_SOURCE=Quillon"}));
 }
 
 TEST(EventLog, ThreadsWriteWholeLines) {
@@ -107,19 +96,11 @@ TEST(EventLog, ALineThatWasCutEndsAtTheNextEvent) {
     EXPECT_THAT(home.Read("events.log"), MatchesRegex("[^\n]* 0xC00\n[^\n]* Quillon: whole\n"));
 }
 
-TEST(EventLog, FailuresCostTheCallOnly) {
+TEST(EventLog, AFullDiskCostsTheCallOnly) {
     const TestHome home;
-    std::filesystem::create_directory(home.Path("events.log"));
-    EXPECT_FALSE(Report(EVENTLOG_ERROR_TYPE, 0xC0000022, "x"));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-    std::filesystem::remove(home.Path("events.log"));
     std::filesystem::create_symlink("/dev/full", home.Path("events.log"));
     EXPECT_FALSE(Report(EVENTLOG_ERROR_TYPE, 0xC0000022, "x"));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
-
-    EXPECT_EQ(RegisterEventSourceA(nullptr, ""), nullptr);
-    EXPECT_FALSE(ReportEventA(nullptr, 1, 0, 3, nullptr, 0, 0, nullptr, nullptr));
-    EXPECT_FALSE(DeregisterEventSource(nullptr));
 }
 
 TEST(SystemText, HasASentenceForWhatTheServiceReports) {
@@ -129,26 +110,14 @@ TEST(SystemText, HasASentenceForWhatTheServiceReports) {
           1213u, 10013u, 10038u, 10040u, 10048u, 10049u, 10051u, 10107u, 11004u}) {
         char* text = nullptr;
         const DWORD length =
-            FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, number,
-                           0x400, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+            FormatMessageA(0x1100, nullptr, number, 0x400, reinterpret_cast<LPSTR>(&text), 0, nullptr);
         ASSERT_NE(text, nullptr) << number;
         EXPECT_THAT(text, testing::EndsWith(".")) << number;
         EXPECT_EQ(length, strlen(text));
+        char own[300];
+        EXPECT_EQ(FormatMessageA(0x1000, nullptr, number, 0x400, own, sizeof(own), nullptr), length);
         EXPECT_EQ(LocalFree(text), nullptr);
     }
-}
-
-TEST(SystemText, SaysWhenThereIsNone) {
-    char* text = nullptr;
-    EXPECT_EQ(FormatMessageA(0x1100, nullptr, 54321, 0x400, reinterpret_cast<LPSTR>(&text), 0, nullptr), 0u);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MR_MID_NOT_FOUND));
-    EXPECT_EQ(text, nullptr);
-    char small[4] = "###";
-    EXPECT_EQ(FormatMessageA(0x1000, nullptr, 2, 0x400, small, sizeof(small), nullptr), 0u);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
-    char large[100];
-    const DWORD length = FormatMessageA(0x1000, nullptr, 2, 0x400, large, sizeof(large), nullptr);
-    EXPECT_EQ(length, strlen(large));
 }
 
 }  // namespace

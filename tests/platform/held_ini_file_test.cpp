@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <thread>
+
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 
@@ -81,6 +84,26 @@ TEST_F(IniSeriesTest, FilesAndSectionsInTurn) {
         for (const auto& row : rows)
             ASSERT_EQ(Value(row.file, row.section), row.value) << row.file << " [" << row.section << "]";
     }
+}
+
+TEST_F(IniSeriesTest, OtherThreadsAreNotConcerned) {
+    Edit(1000);
+    std::atomic<bool> isOpen{false};
+    std::atomic<bool> done{false};
+    std::thread reader([&] {
+        const HeldIniFile series;
+        for (; !done; isOpen = true)
+            EXPECT_NE(Value(), Missing);
+    });
+    while (!isOpen)
+        std::this_thread::yield();
+    for (int number = 1001; number < 1300; ++number) {
+        const std::string content = "[S]\nk=" + std::to_string(number) + "\n";
+        std::filesystem::rename(home.Write("new.ini", content), home.Path("x.ini"));
+        EXPECT_EQ(Value(), std::to_string(number));
+    }
+    done = true;
+    reader.join();
 }
 
 }  // namespace

@@ -79,6 +79,8 @@ TEST(Registry, ReadsEachFormOfAValue) {
     } rows[] = {
         {R"("v"=dword:000003e8)", REG_DWORD, "\xE8\x03\0\0"s},
         {R"( "V" = DWORD:1F )", REG_DWORD, "\x1F\0\0\0"s},
+        {R"("v"="")", REG_SZ, "\0"s},
+        {R"("v"=hex:)", REG_BINARY, ""},
         {R"("v"="a\\b\"c")", REG_SZ, "a\\b\"c\0"s},
         {R"("v"=str(2):".\\bootptab")", REG_EXPAND_SZ, ".\\bootptab\0"s},
         {"\"v\"=hex(2):25,00,\\\n  54,00,\\\r\n 00,00", REG_EXPAND_SZ, "%T\0"s},
@@ -135,11 +137,18 @@ TEST(Registry, ALineThatCannotBeReadFailsTheCallAndIsNamed) {
         const char* event;
     } rows[] = {
         {"", ":1: "},
+        {"REGEDIT4\n", ":1: "},
+        {Head + "[HKEY_LOCAL_MACHINES\\A]\n"s, ":2: "},
         {Head + "\"v\"=dword:1\n"s, ":2: "},
         {Head + "[HKEY_CURRENT_USER\\A]\n"s, ":2: "},
         {Head + "[HKEY_LOCAL_MACHINE\\A\\\\B]\n"s, ":2: "},
         {Head + "\n[HKEY_LOCAL_MACHINE\\A\n"s, ":3: "},
         {key + "\"v\"\n", ":3: "},
+        {key + "v=dword:1\n", ":3: "},
+        {key + "\"v\"=dword:1g\n", ":3: "},
+        {key + "\"v\"=12\n", ":3: "},
+        {key + "\"v\"=\"a\"b\n", ":3: "},
+        {key + "\"v\"=hex:1,\n", ":3: "},
         {key + "\"v\"=dword:\n", ":3: "},
         {key + "\"v\"=dword:123456789\n", ":3: "},
         {key + "\"v\"=-\n", ":3: "},

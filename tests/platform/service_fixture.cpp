@@ -15,10 +15,6 @@
 #include "platform/linux/instance/control_socket.h"
 #include "platform/linux/instance/home.h"
 
-// A service that is built with ThreadSanitizer and shares its core with other tests takes its time.
-constexpr int NotificationMilliseconds = 30000;
-constexpr std::chrono::seconds EndPatience{60};
-
 NotifySocket::NotifySocket(const std::string& name)
     : name_(name), socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     auto address = LocalSocketAddress(name).value();
@@ -29,7 +25,7 @@ NotifySocket::NotifySocket(const std::string& name)
 
 std::string NotifySocket::Next() {
     pollfd waiting{socket_.Get(), POLLIN, 0};
-    if (::poll(&waiting, 1, NotificationMilliseconds) != 1) return "";
+    if (::poll(&waiting, 1, 30000) != 1) return "";
     char text[1000];
     const ssize_t received = ::recv(socket_.Get(), text, sizeof text, 0);
     return std::string(text, received > 0 ? static_cast<std::size_t>(received) : 0);
@@ -112,7 +108,7 @@ std::chrono::milliseconds ServiceManagerTest::BusyTime() const {
 }
 
 int ServiceManagerTest::AwaitEnd() {
-    const auto deadline = std::chrono::steady_clock::now() + EndPatience;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     int status = 0;
     while (::waitpid(process_, &status, WNOHANG) == 0) {
         if (std::chrono::steady_clock::now() > deadline) return -1;

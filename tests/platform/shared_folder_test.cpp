@@ -64,20 +64,17 @@ void Plant(const std::string& path, const std::string& kind) {
 }
 
 TEST(SharedFolder, OnlyHarmlessFilesAreWritten) {
-    const struct {
-        const char* kind;
-        bool isHarmless;
-    } rows[] = {{"nothing", true},        {"an own file", true}, {"a link", false},
-                {"a second name", false}, {"a pipe", false},     {"a stranger's file", false}};
-    for (const auto& row : rows) {
-        if (row.kind == std::string("a stranger's file") && geteuid() != 0) continue;  // can't be made then
+    for (const std::string kind :
+         {"nothing", "an own file", "a link", "a second name", "a pipe", "a stranger's file"}) {
+        if (kind == "a stranger's file" && geteuid() != 0) continue;  // can't be made then
+        const bool isHarmless = kind == "nothing" || kind == "an own file";
         for (const mode_t folder : {Own, Shared}) {
-            SCOPED_TRACE(row.kind + (folder == Own ? std::string(" of our own") : " among strangers"));
+            SCOPED_TRACE(kind + (folder == Own ? std::string(" of our own") : " among strangers"));
             const TestHome home;
             ASSERT_EQ(chmod(home.Path("").c_str(), folder), 0);
-            Plant(home.Path("x"), row.kind);
+            Plant(home.Path("x"), kind);
             const Descriptor file = OpenToWrite(home.Path("x"), O_RDWR | O_CREAT, 0640);
-            EXPECT_EQ(static_cast<bool>(file), row.isHarmless || folder == Own);
+            EXPECT_EQ(static_cast<bool>(file), isHarmless || folder == Own);
             EXPECT_TRUE(file || errno == EACCES);
         }
     }

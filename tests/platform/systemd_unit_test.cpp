@@ -31,17 +31,16 @@ TEST(SystemdUnit, FillsInWhatItIsGivenSoThatSystemdReadsItBack) {
     UnitSettings settings = Usual();
     settings.executable = "/opt/a b/100%/$x/@HOME@/quillon";
     const std::string unit = UnitText(settings).value();
-    EXPECT_THAT(unit, HasSubstr("\nExecStart=\"/opt/a b/100%%/$$x/@HOME@/quillon\"\n"));
-    EXPECT_THAT(unit, HasSubstr("\nExecReload=/bin/false reload\n"));
-    EXPECT_THAT(unit, HasSubstr("\nDynamicUser=yes\n"));
-    EXPECT_THAT(unit, HasSubstr("\nTimeoutStopSec=45\n"));
-    EXPECT_THAT(unit, HasSubstr("\nWorkingDirectory=/var/lib/quillon\n"));
+    for (const char* line :
+         {"ExecStart=\"/opt/a b/100%%/$$x/@HOME@/quillon\"", "ExecReload=/bin/false reload",
+          "DynamicUser=yes", "TimeoutStopSec=45", "WorkingDirectory=/var/lib/quillon"})
+        EXPECT_THAT(unit, HasSubstr("\n" + std::string(line) + "\n"));
     EXPECT_THAT(unit, Not(HasSubstr("QUILLON_HOME")));
 
     const std::string own = UnitText(OwnHome()).value();
-    EXPECT_THAT(own, HasSubstr("\nWorkingDirectory=/srv/boot net/50%%:\"x\"\n"));
-    EXPECT_THAT(own, HasSubstr("\nEnvironment=\"QUILLON_HOME=/srv/boot net/50%%:\\\"x\\\"\"\n"));
-    EXPECT_THAT(own, HasSubstr("\nUser=daemon\n"));
+    for (const char* line : {"WorkingDirectory=/srv/boot net/50%%:\"x\"",
+                             "Environment=\"QUILLON_HOME=/srv/boot net/50%%:\\\"x\\\"\"", "User=daemon"})
+        EXPECT_THAT(own, HasSubstr("\n" + std::string(line) + "\n"));
     EXPECT_THAT(own, Not(HasSubstr("DynamicUser")));
 }
 
