@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -53,15 +54,11 @@ class ArpExpiry : public testing::Test {
 };
 
 TEST(RemainingArpTime, IsRightAcrossTheWrap) {
-    const struct {
-        DWORD now, posted, timeout, rest;
-    } cases[] = {
-        {1000, 1000, 60000, 60000}, {1001, 1000, 60000, 59999}, {60999, 1000, 60000, 1},
-        {61000, 1000, 60000, 0},    {99999, 1000, 60000, 0},    {5, 0xFFFFFFFB, 60000, 59990},
-        {1000, 1000, 0, 0},
-    };
-    for (const auto& row : cases)
-        EXPECT_EQ(RemainingArpTime(row.now, row.posted, row.timeout), row.rest) << row.now;
+    const std::array<DWORD, 3> cases[] = {
+        {1000, 1000, 60000}, {60999, 1000, 1}, {61000, 1000, 0}, {99999, 1000, 0}, {5, 0xFFFFFFFB, 59990}};
+    for (const auto& [now, posted, rest] : cases)
+        EXPECT_EQ(RemainingArpTime(now, posted, 60000), rest) << now;
+    EXPECT_EQ(RemainingArpTime(1000, 1000, 0), 0u);
 }
 
 TEST_F(ArpExpiry, RemovesEachEntryAfterItsTimeInTheOrderOfPosting) {

@@ -41,13 +41,10 @@ class ArpHelperTest : public testing::Test {
         if (!machine)
             GTEST_SKIP() << "making a network namespace takes privileges that this process doesn't have";
         stay_.emplace(*machine);
-        Shell(
-            "ip link add link0 type veth peer name link1 && ip link set link0 up && ip link set link1 arp "
-            "off up");
+        Shell("ip link add link0 type veth peer name link1 && ip link set link1 arp off up");
         Shell("ip addr add 10.1.0.1/24 dev link0 && ip addr add 10.1.0.2/24 dev link0");
-        Shell(
-            "ip link add idle0 type veth peer name idle1 && ip addr add 10.5.0.1/24 dev idle0 && ip link set "
-            "idle0 up");
+        Shell("ip link add idle0 type veth peer name idle1 && ip addr add 10.5.0.1/24 dev idle0");
+        Shell("ip link set link0 up && ip link set idle0 up");
         void* helper = dlopen(QUILLON_ARP_HELPER, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(helper, nullptr) << dlerror();
         add_ = reinterpret_cast<ArpAddFunction>(dlsym(helper, "ArpAdd"));
@@ -94,27 +91,17 @@ TEST_F(ArpHelperTest, DirectedReplyLeavesAtOnceForTheHardwareAddress) {
     EXPECT_THAT(Entry(), IsEmpty());
 }
 
-TEST_F(ArpHelperTest, EntryStaysUntilItsLastRemoval) {
+TEST_F(ArpHelperTest, EntryStaysUntilItsLastRemovalWhoeverTookItOver) {
     EXPECT_EQ(Add(kClient, kMac), kCreated);
     EXPECT_EQ(Add(kClient, kMac), kCreated);
-    EXPECT_EQ(Add(kClient, kMac, "10.1.0.2"), kCreated);
+    EXPECT_EQ(Add(kClient, kOtherMac, "10.1.0.2"), kCreated);
     Remove(kClient, "10.5.0.1");
     Remove(kClient);
     Remove(kClient, "10.1.0.2");
-    EXPECT_THAT(Entry(), HasSubstr(kMacAsShown));
-    Remove(kClient);
-    EXPECT_THAT(Entry(), IsEmpty());
-    Remove(kClient);
-}
-
-TEST_F(ArpHelperTest, ClientWithAnotherHardwareAddressTakesOverOurEntry) {
-    EXPECT_EQ(Add(kClient, kMac), kCreated);
-    EXPECT_EQ(Add(kClient, kOtherMac), kCreated);
-    EXPECT_THAT(Entry(), HasSubstr(kOtherMacAsShown));
-    Remove(kClient);
     EXPECT_THAT(Entry(), HasSubstr(kOtherMacAsShown));
     Remove(kClient);
     EXPECT_THAT(Entry(), IsEmpty());
+    Remove(kClient);
 }
 
 TEST_F(ArpHelperTest, AnswersByWhatStandsThere) {
@@ -130,9 +117,7 @@ TEST_F(ArpHelperTest, AnswersByWhatStandsThere) {
         {right + " nud permanent", kReachable, kMacAsShown, true},
         {wrong + " nud permanent", ArpAddFailed, kOtherMacAsShown, true},
         {right + " nud noarp", kReachable, kMacAsShown, true},
-        {right + " nud reachable", kReachable, kMacAsShown, true},
         {right + " nud stale", kReachable, kMacAsShown, true},
-        {wrong + " nud reachable", kCreated, kMacAsShown, false},
         {wrong + " nud stale", kCreated, kMacAsShown, false},
         {entry + "nud failed", kCreated, kMacAsShown, false},
         // As the helper makes them; then as an administrator's replacement leaves the mark in place.
@@ -140,7 +125,6 @@ TEST_F(ArpHelperTest, AnswersByWhatStandsThere) {
         {right + " nud permanent protocol 81 extern_learn", kCreated, kMacAsShown, false},
         {wrong + " nud permanent protocol 81", ArpAddFailed, kOtherMacAsShown, true},
         {right + " nud permanent protocol 81", kReachable, kMacAsShown, true},
-        {wrong + " nud permanent protocol 82", ArpAddFailed, kOtherMacAsShown, true},
     };
     for (const auto& row : cases) {
         Shell(row.before);
@@ -154,20 +138,16 @@ TEST_F(ArpHelperTest, AnswersByWhatStandsThere) {
 }
 
 TEST_F(ArpHelperTest, EntryThatWasTakenFromItIsNoLongerItsOwn) {
-    ASSERT_EQ(Add(kClient, kMac), kCreated);
-    Shell(std::string("ip neigh replace ") + kClient + " dev link0 nud permanent lladdr " + kOtherMacAsShown);
-    EXPECT_EQ(Add(kClient, kMac), ArpAddFailed);
-    Remove(kClient);
-    EXPECT_THAT(Entry(), HasSubstr(kOtherMacAsShown));
-    Shell(std::string("ip neigh del ") + kClient + " dev link0");
-
-    // Also if the administrator gave it the same address.
-    ASSERT_EQ(Add(kClient, kMac), kCreated);
-    Shell(std::string("ip neigh replace ") + kClient + " dev link0 nud permanent lladdr " + kMacAsShown);
-    EXPECT_EQ(Add(kClient, kMac), kReachable);
-    Remove(kClient);
-    EXPECT_THAT(Entry(), HasSubstr(kMacAsShown));
-
+    const std::pair<const char*, int> replacements[] = {{kOtherMacAsShown, ArpAddFailed},
+                                                        {kMacAsShown, kReachable}};
+    for (const auto& [mac, answer] : replacements) {
+        ASSERT_EQ(Add(kClient, kMac), kCreated);
+        Shell("ip neigh replace " + std::string(kClient) + " dev link0 nud permanent lladdr " + mac);
+        EXPECT_EQ(Add(kClient, kMac), answer);
+        Remove(kClient);
+        EXPECT_THAT(Entry(), HasSubstr(mac));
+        Shell("ip neigh del " + std::string(kClient) + " dev link0");
+    }
     // And one that went with its interface is made anew.
     ASSERT_EQ(Add("10.1.0.51", kMac), kCreated);
     Shell("ip link set link0 down && ip link set link0 up");
@@ -180,33 +160,30 @@ TEST_F(ArpHelperTest, EntryThatWasTakenFromItIsNoLongerItsOwn) {
 }
 
 TEST_F(ArpHelperTest, RefusesWhatCannotHelp) {
-    const struct {
-        const char* client;
-        const char* mac;
-        const char* local;
-        int answer;
-    } cases[] = {
-        {kClient, "02-00-00-00-00", kLocal, ArpAddFailed},        // shorter than the interface's
-        {kClient, "02-00-00-00-00-50-60", kLocal, ArpAddFailed},  // longer
-        {kClient, "nonsense", kLocal, ArpAddFailed},
-        {kClient, "", kLocal, ArpAddFailed},
-        {kClient, kMac, "10.1.0.3", ArpAddFailed},   // nobody's address
-        {kClient, kMac, "10.5.0.1", ArpAddFailed},   // leaves by another interface
-        {"10.9.0.1", kMac, kLocal, ArpAddFailed},    // no way there
-        {"10.1.0.2", kMac, kLocal, ArpAddFailed},    // our own
-        {"10.1.0.255", kMac, kLocal, ArpAddFailed},  // a broadcast
-        {"255.255.255.255", kMac, kLocal, ArpAddFailed},
-        {"0.0.0.0", kMac, kLocal, ArpAddFailed},
-        {"224.0.0.1", kMac, kLocal, ArpAddFailed},
-        {"10.1.0", kMac, kLocal, ArpAddFailed},
-        {"", kMac, kLocal, ArpAddFailed},
-        {kClient, kMac, "x", ArpAddFailed},
-        {"127.0.0.9", kMac, "127.0.0.1", kReachable},  // loopback resolves nothing
+    struct Case {
+        const char *client = kClient, *mac = kMac, *local = kLocal;
     };
-    for (const auto& row : cases) {
-        EXPECT_EQ(Add(row.client, row.mac, row.local), row.answer)
+    const Case cases[] = {
+        {.mac = "02-00-00-00-00"},        // shorter than the interface's
+        {.mac = "02-00-00-00-00-50-60"},  // longer
+        {.mac = "nonsense"},
+        {.mac = ""},
+        {.local = "10.1.0.3"},  // nobody's address
+        {.local = "10.5.0.1"},  // leaves by another interface
+        {.local = "x"},
+        {.client = "10.9.0.1"},    // no way there
+        {.client = "10.1.0.2"},    // our own
+        {.client = "10.1.0.255"},  // a broadcast
+        {.client = "255.255.255.255"},
+        {.client = "0.0.0.0"},
+        {.client = "224.0.0.1"},
+        {.client = "10.1.0"},
+        {.client = ""},
+    };
+    for (const Case& row : cases)
+        EXPECT_EQ(Add(row.client, row.mac, row.local), ArpAddFailed)
             << row.client << " " << row.mac << " " << row.local;
-    }
+    EXPECT_EQ(Add("127.0.0.9", kMac, "127.0.0.1"), kReachable) << "loopback resolves nothing";
     EXPECT_THAT(Shell("ip neigh show nud permanent"), IsEmpty());
     // Behind a gateway an entry for the client itself has no effect.
     Shell("ip route add 10.9.0.0/24 via 10.1.0.7");
@@ -222,20 +199,16 @@ TEST_F(ArpHelperTest, RefusesWhatCannotHelp) {
 }
 
 TEST_F(ArpHelperTest, ServesManyThreadsAtOnce) {
-    constexpr int kThreads = 4;
-    constexpr int kRounds = 50;
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([this, t] {
-            for (int i = 0; i < kRounds; ++i) {
-                const std::string own = "10.1.0." + std::to_string(100 + t);
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([this, own = "10.1.0." + std::to_string(100 + t)] {
+            for (int i = 0; i < 50; ++i) {
                 EXPECT_EQ(Add(own, kMac), kCreated);
                 EXPECT_EQ(Add(kClient, kMac), kCreated);
                 Remove(own);
                 Remove(kClient);
             }
         });
-    }
     for (auto& thread : threads)
         thread.join();
     EXPECT_THAT(Shell("ip neigh show nud permanent"), IsEmpty());
