@@ -86,15 +86,6 @@ TEST(HeapCreateTest, AMaximumBoundsTheBlocks) {
     HeapDestroy(heap);
 }
 
-TEST(HeapCreateTest, GoesWithAllThatIsInIt) {
-    const HANDLE heap = HeapCreate(0, 0, 0);
-    for (SIZE_T size = 1; size < 100000; size += 997)
-        EXPECT_NE(HeapAlloc(heap, 0, size), nullptr);
-    EXPECT_TRUE(HeapDestroy(heap));
-    EXPECT_EQ(HeapAlloc(heap, 0, 16), nullptr);
-    EXPECT_FALSE(HeapDestroy(heap));
-}
-
 // A thread that has used the heap may end at the moment at which the heap goes.
 TEST(HeapCreateTest, MayGoWhileItsUsersEnd) {
     for (int round = 0; round < 500; ++round) {
