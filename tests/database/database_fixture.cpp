@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <fstream>
-#include <random>
 
 #include "database/database_result.h"
 
@@ -51,21 +50,15 @@ Datagram::Datagram(std::size_t packetLength, const Bytes& address, const Bytes& 
 }
 
 DatabaseTest::DatabaseTest()
-    : heap(HeapCreate(0, 20000, 0)), listMutex(CreateMutexA(nullptr, FALSE, nullptr)) {
-    // Other cases run beside this one in processes of their own, which may have all else in common.
-    std::random_device random;
-    const auto name = "quillon-database-" + std::to_string(random()) + "-" + std::to_string(random());
-    folder = std::filesystem::temp_directory_path() / name;
-    std::filesystem::create_directories(folder);
-    path = (folder / "bootptab").string();
-}
+    : heap(HeapCreate(0, 20000, 0)),
+      listMutex(CreateMutexA(nullptr, FALSE, nullptr)),
+      path(folder.Path("bootptab")) {}
 
 DatabaseTest::~DatabaseTest() {
     for (ClientEntry* entry = list; entry != nullptr; entry = entry->next)
         CloseHandle(entry->mutex);
     CloseHandle(listMutex);
     HeapDestroy(heap);
-    std::filesystem::remove_all(folder);
 }
 
 void DatabaseTest::WriteBootptab(const std::string& text) {

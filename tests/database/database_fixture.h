@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,6 +10,7 @@
 #include "database/load/client_list.h"
 #include "database/lookup/find_client.h"
 #include "platform/windows_api.h"
+#include "temporary_folder.h"
 
 using Bytes = std::vector<BYTE>;
 
@@ -44,8 +44,8 @@ class DatabaseTest : public ::testing::Test {
 
     HANDLE heap;
     HANDLE listMutex;
-    std::filesystem::path folder;
-    std::string path;
+    const TemporaryFolder folder;
+    const std::string path;
     std::vector<OptionDefinition> catalogue;
     ClientEntry* list = nullptr;
     DWORD total = 0;

@@ -34,45 +34,40 @@ class FindClientTest : public DatabaseTest {
 };
 
 TEST_F(FindClientTest, Statuses) {
-    Prepare(
-        "[00-01]\nHost Name=h\n[00-02]\nHost Name=h\nPlain Only=1\n[00-03]\nTimes=1\n[00-04]\nHardware "
-        "Type=6\n",
-        1);
-    const Bytes listed = Example;
+    Prepare("[00-01]\nHost Name=h\n[00-02]\nPlain Only=1\n[00-03]\nTimes=1\n[00-04]\nHardware Type=6\n", 1);
     const struct {
         Bytes address;
         Bytes options;
         int status;
-        bool unchanged = false;
+        DWORD hits = 0;
+        BYTE type = 1;
     } cases[] = {
-        {listed, {}, FindListedBootp},
-        {listed, Discover, FindListedDhcp},
-        {listed, Inform, FindRefused},
-        {{}, {}, FindListedBootp},
-        {{0x00, 0xA0, 0x24}, {}, FindListedBootp},
+        {Example, {}, FindListedBootp, 1},
+        {Example, Discover, FindListedDhcp, 1},
+        {Example, Inform, FindRefused, 1},
+        {{}, {}, FindListedBootp, 1},
+        {{0x00, 0xA0, 0x24}, {}, FindListedBootp, 1},
+        {Example, {}, FindOtherHardwareType, 0, 6},
         {{0, 1}, {}, FindTransientBootp},
         {{0, 1}, Discover, FindTransientDhcp},
         {{0, 1}, Inform, FindRefused},
         {{0, 2}, Discover, FindTransientBootp},
-        {{0, 3}, {}, FindMalformed, true},
-        {{0, 4}, {}, FindOtherHardwareType, true},
-        {{0, 5}, {}, FindUnknownClient, true},
+        {{0, 3}, {}, FindMalformed},
+        {{0, 4}, {}, FindOtherHardwareType},
+        {{0, 5}, {}, FindUnknownClient},
     };
     for (const auto& expected : cases) {
+        SCOPED_TRACE(::testing::PrintToString(expected.address));
         Datagram datagram(300, expected.address, expected.options);
+        datagram.Packet()->htype = expected.type;
         const Bytes before = datagram.block;
-        EXPECT_EQ(Find(&datagram), expected.status) << ::testing::PrintToString(expected.address);
-        EXPECT_EQ(datagram.block == before, expected.unchanged);
+        const DWORD hits = list->hits;
+        EXPECT_EQ(Find(&datagram), expected.status);
+        const bool isWritten = expected.status <= FindListedBootp || expected.status == FindRefused;
+        EXPECT_EQ(datagram.block != before, isWritten);
+        EXPECT_EQ(list->hits - hits, expected.hits);
         EXPECT_TRUE(IsFree(listMutex));
     }
-    EXPECT_EQ(list->hits, 5u);
-
-    Datagram other(300, listed);
-    other.Packet()->htype = 6;
-    const Bytes before = other.block;
-    EXPECT_EQ(Find(&other), FindOtherHardwareType);
-    EXPECT_EQ(other.block, before);
-    EXPECT_EQ(list->hits, 5u);
 }
 
 TEST_F(FindClientTest, FixedFieldsOfTheReply) {
@@ -108,67 +103,52 @@ TEST_F(FindClientTest, AListedClientOutlivesItsSection) {
 }
 
 TEST_F(FindClientTest, TheStampIsSetByOneHitOnly) {
+    Prepare("");
     for (const DWORD expireHits : {0u, 3u}) {
-        Prepare("");
+        list->hits = 0;
         for (DWORD hit = 1; hit <= 5; ++hit) {
             list->stamp.wYear = 1;
             Datagram datagram(300, Example);
             Find(&datagram, expireHits);
             EXPECT_EQ(list->hits, hit);
-            EXPECT_EQ(list->stamp.wYear != 1, expireHits != 0 && hit == expireHits);
+            EXPECT_EQ(list->stamp.wYear != 1, hit == expireHits);
         }
-        CloseHandle(list->mutex);
-        list = nullptr;
-    }
-}
-
-TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
-    const std::string longest(127, 'l');
-    std::string text = ExampleBootptab;
-    WriteBootptab(text.replace(text.find("lab.img = "), 0, "long = " + longest + "\n") +
-                  "[00-01]\nAlias Files=1\nBoot File=own\n[00-02]\nBoot File=own\n");
-    ASSERT_EQ(Load(), DatabaseOk);
-    const std::string unterminated(128, 'u');
-    const struct {
-        Bytes address;
-        std::string wanted;
-        Bytes options;
-        const char* file;
-    } cases[] = {
-        {{0, 1}, "lab.img", {}, "lab-new.img"}, {{0, 1}, "LAB.IMG", Discover, "lab-new.img"},
-        {{0, 1}, "boot.img", {}, ""},           {{0, 1}, "", {}, "own"},
-        {{0, 1}, "long", {}, longest.c_str()},  {{0, 1}, unterminated, {}, ""},
-        {{0, 1}, "lab.img", Inform, "own"},     {{0, 2}, "lab.img", {}, "own"},
-    };
-    for (const auto& expected : cases) {
-        Datagram datagram(300, expected.address, expected.options);
-        std::copy(expected.wanted.begin(), expected.wanted.end(), datagram.Packet()->file);
-        Find(&datagram);
-        EXPECT_STREQ(datagram.Packet()->file, expected.file) << expected.wanted;
     }
 }
 
 // The load leaves out an entry whose boot file has an alias that doesn't fit; a request ends in the same way.
-TEST_F(FindClientTest, AnAliasThatIsTooLongIsMalformed) {
-    const std::string longest(127, 'a');
+TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
+    const std::string longest(127, 'l'), unterminated(128, 'u');
     std::string text = ExampleBootptab;
-    text.insert(text.find("[File Aliases]\n") + 15, "fits=" + longest + "\nlong=" + longest + "a\n");
-    WriteBootptab(text + "[00-01]\nAlias Files=1\n[00-02]\nBoot File=fits\n[00-03]\nBoot File=long\n");
+    text.insert(text.find("lab.img = "), "fits = " + longest + "\nlong = " + longest + "l\n");
+    WriteBootptab(text + "[00-01]\nAlias Files=1\nBoot File=own\n[00-02]\nBoot File=own\n" +
+                  "[00-03]\nBoot File=fits\n[00-04]\nBoot File=long\n");
     ASSERT_EQ(Load(), DatabaseOk);
-    EXPECT_EQ(reported, std::vector<std::string>{"00-03"});
-
-    for (const std::string wanted : {"fits", "long"}) {
-        Datagram datagram(300, {0, 1});
-        std::copy(wanted.begin(), wanted.end(), datagram.Packet()->file);
+    EXPECT_EQ(reported, std::vector<std::string>{"00-04"});
+    const struct {
+        BYTE client;
+        std::string wanted;
+        Bytes options;
+        std::string file;
+        int status;
+    } cases[] = {
+        {1, "lab.img", {}, "lab-new.img", FindListedBootp},
+        {1, "LAB.IMG", Discover, "lab-new.img", FindListedDhcp},
+        {1, "boot.img", {}, "", FindListedBootp},
+        {1, "", {}, "own", FindListedBootp},
+        {1, "fits", {}, longest, FindListedBootp},
+        {1, "long", {}, "long", FindMalformed},
+        {1, unterminated, {}, "", FindListedBootp},
+        {1, "lab.img", Inform, "own", FindRefused},
+        {2, "lab.img", {}, "own", FindListedBootp},
+    };
+    for (const auto& expected : cases) {
+        Datagram datagram(300, {0, expected.client}, expected.options);
+        std::copy(expected.wanted.begin(), expected.wanted.end(), datagram.Packet()->file);
         const Bytes before = datagram.block;
-        const int status = Find(&datagram);
-        if (wanted == "long") {
-            EXPECT_EQ(status, FindMalformed);
-            EXPECT_EQ(datagram.block, before);
-        } else {
-            EXPECT_EQ(status, FindListedBootp);
-            EXPECT_EQ(datagram.Packet()->file, longest);
-        }
+        EXPECT_EQ(Find(&datagram), expected.status) << expected.wanted;
+        EXPECT_EQ(datagram.Packet()->file, expected.file);
+        EXPECT_EQ(datagram.block == before, expected.status == FindMalformed);
     }
 }
 
@@ -189,12 +169,11 @@ TEST_F(FindClientTest, MediaTextGoesToTheHandlerOnly) {
 
 TEST_F(FindClientTest, PlainOnlyIgnoresTheClientsOptions) {
     Prepare("[00-01]\nPlain Only=1\nHost Name=h\n");
-    for (const std::size_t length : {300u, 241u, 240u}) {
-        Datagram datagram(length, {0, 1});
-        if (length == 300) std::copy(Discover.begin(), Discover.end(), Options(datagram.Packet()));
-        EXPECT_EQ(Find(&datagram), FindListedBootp);
-    }
+    Datagram discover(300, {0, 1}, Discover);
+    EXPECT_EQ(Find(&discover), FindListedBootp);
     Datagram fixedPart(241, {0, 1});
+    EXPECT_EQ(Find(&fixedPart), FindListedBootp);
+    fixedPart = Datagram(241, {0, 1});
     fixedPart.length = 240;
     EXPECT_EQ(Find(&fixedPart), FindListedBootp);
     EXPECT_EQ(fixedPart.block[240], 0) << "the byte behind the packet stays";
@@ -205,26 +184,21 @@ TEST_F(FindClientTest, PlainOnlyIgnoresTheClientsOptions) {
 TEST_F(FindClientTest, MutexesThatCannotBeTaken) {
     Prepare("[00-01]\nHost Name=h\n[00-02]\nHost Name=h\n");
     Datagram second(300, {0, 1});
-    Datagram third(300, {0, 2});
     const Bytes before = second.block;
-    const HANDLE guard = list->mutex;
-
-    const HANDLE closed = CreateMutexA(nullptr, FALSE, nullptr);
+    HANDLE closed = CreateMutexA(nullptr, FALSE, nullptr);
     CloseHandle(closed);
-    std::swap(listMutex, const_cast<HANDLE&>(closed));
+    std::swap(listMutex, closed);
     EXPECT_EQ(Find(&second), FindMutexFailed);
-    std::swap(listMutex, const_cast<HANDLE&>(closed));
+    std::swap(listMutex, closed);
 
-    CloseHandle(guard);
+    CloseHandle(list->mutex);
     EXPECT_EQ(Find(&second), FindMutexFailed);
     EXPECT_EQ(second.block, before);
-    EXPECT_TRUE(IsFree(listMutex));
-    EXPECT_EQ(Find(&third),
-              FindListedBootp);  // the index knows the guard of the third entry without the others
+    Datagram third(300, {0, 2});
+    Datagram walked = third;
+    EXPECT_EQ(Find(&third), FindListedBootp);  // the index knows its guard without the others
     EXPECT_TRUE(IsFree(list->next->mutex));
-
     list->index = nullptr;
-    Datagram walked(300, {0, 2});
     EXPECT_EQ(Find(&walked), FindMutexFailed);
     EXPECT_TRUE(IsFree(listMutex));
 }
@@ -293,20 +267,15 @@ TEST_F(FindClientTest, ARetiredListSendsItsCallerAway) {
 // read beyond its end.
 TEST_F(FindClientTest, AnythingMayBeAnticipated) {
     Prepare("[00-01]\nHost Name=h\n[00-02]\nHost Name=h\n");
-    const Datagram request(300, Example, {});
-    std::vector<Bytes> datagrams;
+    const Datagram request(300, Example);
     for (std::size_t length = 0; length <= 60; ++length)
         for (const BYTE hlen : {0, 1, 6, 16, 17, 255}) {
-            Bytes datagram(request.block.begin(),
-                           request.block.begin() + static_cast<std::ptrdiff_t>(length));
+            Bytes datagram = request.Range(0, length);
             if (length > 2) datagram[2] = hlen;
-            datagrams.push_back(std::move(datagram));
+            const std::vector<Arrival> arrivals(3, {datagram.data(), datagram.size()});
+            AnticipateClients(list, arrivals.data(), arrivals.size());
+            AnticipateClients(nullptr, arrivals.data(), arrivals.size());
         }
-    std::vector<Arrival> arrivals;
-    for (const Bytes& datagram : datagrams)
-        arrivals.push_back({datagram.data(), datagram.size()});
-    for (const ClientEntry* head : {list, static_cast<ClientEntry*>(nullptr)})
-        AnticipateClients(head, arrivals.data(), arrivals.size());
     EXPECT_EQ(list->hits, 0u);
     EXPECT_TRUE(IsFree(listMutex));
 }
@@ -319,18 +288,16 @@ TEST_F(FindClientTest, ThreadsShareAList) {
         char text[100] = {};
         for (DWORD round = 0; round < rounds; ++round) {
             const Bytes addresses[] = {Example, {0, 1}, {0, 2}};
-            const int statuses[] = {FindListedDhcp, FindListedDhcp, FindTransientDhcp};
-            const std::size_t client = round % 50 == 0 ? 2 : round % 2;
+            const BYTE client = round % 50 == 0 ? 2 : round % 2;
             Datagram datagram(300, addresses[client], Discover);
             EXPECT_EQ(FindClient(0, heap, path.c_str(), &counter, list, catalogue.data(), datagram.Packet(),
                                  datagram.End(), TestServer, listMutex, 7, text),
-                      statuses[client]);
+                      client == 2 ? FindTransientDhcp : FindListedDhcp);
         }
     };
     std::thread other(ask);
-    std::thread third(ask);
+    ask();
     other.join();
-    third.join();
     EXPECT_EQ(list->hits + list->next->hits, 2 * (rounds - rounds / 50));
 }
 

