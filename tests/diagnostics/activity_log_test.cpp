@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "diagnostics/event_report.h"
 #include "service/temporary_home.h"
 
@@ -19,21 +21,17 @@ class ActivityLog : public testing::Test {
     }
 };
 
-DWORD WINAPI HoldMutex(LPVOID mutex) {
-    WaitForSingleObject(mutex, INFINITE);
-    Sleep(300);
-    ReleaseMutex(mutex);
-    return 0;
-}
-
 TEST_F(ActivityLog, LosesALineRatherThanWaitLonger) {
     EXPECT_EQ(WriteLogLine("first\r\n", file, mutex, 100), 1);
-    const HANDLE holder = CreateThread(nullptr, 0, HoldMutex, mutex, 0, nullptr);
+    std::thread holder([&] {
+        WaitForSingleObject(mutex, INFINITE);
+        Sleep(300);
+        ReleaseMutex(mutex);
+    });
     Sleep(50);
     EXPECT_EQ(WriteLogLine("lost\r\n", file, mutex, 10), 0);
     EXPECT_EQ(WriteLogLine("late\r\n", file, mutex, 5000), 1);
-    WaitForSingleObject(holder, INFINITE);
-    CloseHandle(holder);
+    holder.join();
     EXPECT_EQ(home.Read("log"), "first\r\nlate\r\n");
 }
 
@@ -96,14 +94,10 @@ TEST(EventRepeats, AreLeftOutAndCounted) {
 }
 
 TEST(EventFilter, LetsTypesThroughByTheirBit) {
-    struct Case {
-        DWORD number;
-        WORD type;
-    };
-    for (const Case& test :
-         {Case{0x00000003, 4}, Case{0x40000001, 4}, Case{0x8000001B, 2}, Case{0xC0000022, 1}})
-        EXPECT_EQ(EventType(test.number), test.type) << test.number;
-
+    const std::pair<DWORD, WORD> types[] = {
+        {0x00000003, 4}, {0x40000001, 4}, {0x8000001B, 2}, {0xC0000022, 1}};
+    for (const auto& [number, type] : types)
+        EXPECT_EQ(EventType(number), type) << number;
     const TemporaryHome home;
     for (const WORD level : {0, 1, 2, 4, 7})
         for (const DWORD number : {0x00000003u, 0x8000001Eu, 0xC000000Fu})

@@ -1,8 +1,6 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -91,43 +89,28 @@ TEST_F(EditCommandTest, AddsSetsAndRemoves) {
 TEST_F(EditCommandTest, RefusesWhatWouldMakeItWorse) {
     Write(Read() + "[00-a0-00-00-00-09]\r\nIP Address=none\r\nWrong=1\r\n");
     const std::string before = Read();
+    const std::string one = "00-a0-00-00-00-01", two = "00-a0-00-00-00-02";
     const struct {
         std::vector<std::string> words;
         int status;
         const char* complaint;
     } rows[] = {
-        {{"add", "00-a0-00-00-00-01", "--ip", "10.0.0.3"},
-         1,
-         "client [00-A0-00-00-00-01] is there already, in line 12"},
-        {{"set", "00-a0-00-00-00-02", "--ip", "10.0.0.3"},
-         1,
-         "there is no client [00-a0-00-00-00-02]; 'add' adds it"},
-        {{"remove", "00-a0-00-00-00-02"}, 1, "there is no client [00-a0-00-00-00-02]"},
-        {{"set", "00-a0-00-00-00-01", "--ip", "10.0.0.300"},
-         1,
-         "error: IP Address: '10.0.0.300' is no address"},
-        {{"add", "00-a0-00-00-00-02", "--ip", "10.0.0.1"},
-         1,
-         "error: the address 10.0.0.1 is that of line"},
-        {{"set", "00-a0-00-00-00-01", "--option", "Hots Name=x"},
-         1,
-         "'Hots Name' isn't in [Options]; did you mean 'Host Name'?"},
-        {{"set", "00-a0-00-00-00-01", "--gateway", "10.0.0.1"},
-         1,
-         "--gateway: [Options] has no key with the tag 3"},
-        {{"set", "00-a0-00-00-00-01", "--unset", "IP Address"}, 1, "the client has no address, so it gets no reply"},
-        {{"set", "00-a0-00-00-00-01", "--unset", "Host Name"}, 1, "has no key 'Host Name'"},
-        {{"set", "00-a0-00-00-00-01"}, 2, "nothing to set"},
-        {{"set", "00-a0-00-00-00-01", "--ip", "10.0.0.3", "--option", "ip address=10.0.0.4"},
-         2,
-         "is given twice"},
-        {{"set", "00-a0-00-00-00-01", "--host-name", "a\n[x]"}, 2, "control characters"},
-        {{"set", "00-a0-00-00-00-01", "--option", "=x"}, 2, "is not of the form Name=value"},
+        {{"add", one, "--ip", "10.0.0.3"}, 1, "client [00-A0-00-00-00-01] is there already, in line 12"},
+        {{"set", two, "--ip", "10.0.0.3"}, 1, "there is no client [00-a0-00-00-00-02]; 'add' adds it"},
+        {{"remove", two}, 1, "there is no client [00-a0-00-00-00-02]"},
+        {{"set", one, "--ip", "10.0.0.300"}, 1, "error: IP Address: '10.0.0.300' is no address"},
+        {{"add", two, "--ip", "10.0.0.1"}, 1, "error: the address 10.0.0.1 is that of line"},
+        {{"set", one, "--option", "Hots Name=x"}, 1, "isn't in [Options]; did you mean 'Host Name'?"},
+        {{"set", one, "--gateway", "10.0.0.1"}, 1, "--gateway: [Options] has no key with the tag 3"},
+        {{"set", one, "--unset", "IP Address"}, 1, "the client has no address, so it gets no reply"},
+        {{"set", one, "--unset", "Host Name"}, 1, "has no key 'Host Name'"},
+        {{"set", one}, 2, "nothing to set"},
+        {{"set", one, "--ip", "10.0.0.3", "--option", "ip address=10.0.0.4"}, 2, "is given twice"},
+        {{"set", one, "--host-name", "a\n[x]"}, 2, "control characters"},
+        {{"set", one, "--option", "=x"}, 2, "is not of the form Name=value"},
         {{"set", "00-a0-zz", "--ip", "10.0.0.3"}, 2, "'00-a0-zz' is not a hardware address"},
-        {{"set", "00-a0-00-00-00-01", "--ip", "10.0.0.3", "--file", "/nowhere/bootptab"},
-         2,
-         "/nowhere/bootptab: No such file"},
-        {{"set", "00-a0-00-00-00-01", "--ip", "10.0.0.3", "--file", "/dev/null"}, 2, "no regular file"},
+        {{"set", one, "--host-name", "a", "--file", "/nowhere/x"}, 2, "/nowhere/x: No such file"},
+        {{"set", one, "--host-name", "a", "--file", "/dev/null"}, 2, "no regular file"},
     };
     for (const auto& row : rows) {
         const CommandResult result = Run(row.words);
@@ -135,8 +118,7 @@ TEST_F(EditCommandTest, RefusesWhatWouldMakeItWorse) {
         EXPECT_THAT(result.errors, HasSubstr(row.complaint));
         EXPECT_EQ(Read(), before) << row.complaint;
     }
-    // What was wrong before is no reason.
-    EXPECT_EQ(Run({"set", "00-a0-00-00-00-01", "--host-name", "pc"}).status, 0);
+    EXPECT_EQ(Run({"set", one, "--host-name", "pc"}).status, 0) << "what was wrong before is no reason";
 }
 
 TEST_F(EditCommandTest, ReloadsTheServiceOfItsHome) {
@@ -153,29 +135,11 @@ TEST_F(EditCommandTest, ReloadsTheServiceOfItsHome) {
     EXPECT_EQ(sent.substr(0, 10), "RELOAD REQ");
 }
 
-// Starts the command and doesn't wait for it.
-pid_t Start(const std::vector<std::string>& words) {
-    std::vector<char*> argv = {const_cast<char*>(QUILLONCTL)};
-    for (const std::string& word : words)
-        argv.push_back(const_cast<char*>(word.c_str()));
-    argv.push_back(nullptr);
-    const pid_t child = ::fork();
-    if (child != 0) return child;
-    ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
-    ::execv(QUILLONCTL, argv.data());
-    ::_exit(127);
-}
-
-int StatusOf(pid_t child) {
-    int status = 0;
-    return ::waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 TEST_F(EditCommandTest, LosesNoEditOfSeveralAtOnce) {
     std::vector<pid_t> children;
     for (int number = 10; number < 22; ++number)
-        children.push_back(Start({"add", "00-a0-00-00-00-" + std::to_string(number), "--ip",
-                                  "10.0.0." + std::to_string(number), "--file", Path()}));
+        children.push_back(StartQuillonctl({"add", "00-a0-00-00-00-" + std::to_string(number), "--ip",
+                                            "10.0.0." + std::to_string(number), "--file", Path()}));
     for (const pid_t child : children)
         EXPECT_EQ(StatusOf(child), 0);
     for (int number = 10; number < 22; ++number)
@@ -183,26 +147,26 @@ TEST_F(EditCommandTest, LosesNoEditOfSeveralAtOnce) {
                                       "]\r\nIP Address=10.0.0." + std::to_string(number)));
 }
 
-// The later the kill, the further the edit has come; at some delays it is over already.
 TEST_F(EditCommandTest, LeavesAWholeFileWheneverItIsKilled) {
     std::string text = kHead;
     for (int number = 0; number < 2000; ++number)
-        text += "\r\n[00-a1-00-" + std::to_string(10 + number / 8100) + "-" +
-                std::to_string(10 + number / 90 % 90) + "-" + std::to_string(10 + number % 90) +
-                "]\r\nIP Address=10.1." + std::to_string(number / 250) + "." +
-                std::to_string(1 + number % 250) + "\r\n";
+        text += "\r\n[00-a1-00-00-" + std::to_string(10 + number / 90) + "-" +
+                std::to_string(10 + number % 90) + "]\r\nIP Address=10.1." + std::to_string(number / 250) +
+                "." + std::to_string(1 + number % 250) + "\r\n";
     const std::string one = text + kClient;
     const std::string other = std::string(one).replace(one.rfind("10.0.0.1"), 8, "10.0.0.2");
     Write(one);
+    const auto set = [this](const std::string& address) {
+        return StartQuillonctl({"set", "00-a0-00-00-00-01", "--ip", address, "--file", Path()});
+    };
     const auto begun = std::chrono::steady_clock::now();
-    ASSERT_EQ(StatusOf(Start({"set", "00-a0-00-00-00-01", "--ip", "10.0.0.2", "--file", Path()})), 0);
+    ASSERT_EQ(StatusOf(set("10.0.0.2")), 0);
     const auto whole = std::chrono::steady_clock::now() - begun;
     constexpr int kRounds = 40;
     constexpr std::chrono::seconds kLongest(40);  // on a machine that has other things to do
     int interrupted = 0;
     for (int round = 0; round < kRounds && std::chrono::steady_clock::now() < begun + kLongest; ++round) {
-        const pid_t child = Start(
-            {"set", "00-a0-00-00-00-01", "--ip", round % 2 == 0 ? "10.0.0.1" : "10.0.0.2", "--file", Path()});
+        const pid_t child = set(round % 2 == 0 ? "10.0.0.1" : "10.0.0.2");
         // Most of them in the last third, where the file is written.
         std::this_thread::sleep_for(whole * (round % 4 == 0 ? round : kRounds * 2 / 3 + round / 3) / kRounds);
         ::kill(child, SIGKILL);
@@ -212,7 +176,7 @@ TEST_F(EditCommandTest, LeavesAWholeFileWheneverItIsKilled) {
     }
     EXPECT_GT(interrupted, 0);
     // What a killed edit has left behind goes with the next one.
-    EXPECT_EQ(StatusOf(Start({"set", "00-a0-00-00-00-01", "--ip", "10.0.0.9", "--file", Path()})), 0);
+    EXPECT_EQ(StatusOf(set("10.0.0.9")), 0);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()), {}), 1);
 }
 

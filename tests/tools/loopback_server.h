@@ -26,9 +26,8 @@ class LoopbackServer {
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof address;
-        if (::bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-            ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
-            std::abort();
+        auto* const name = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(socket_, name, size) != 0 || ::getsockname(socket_, name, &size) != 0) std::abort();
         port_ = ntohs(address.sin_port);
         thread_ = std::thread([this] { Serve(); });
     }

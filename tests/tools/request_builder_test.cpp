@@ -72,28 +72,25 @@ TEST(RequestBuilder, ObeysTheLengthAsFarAsTheOptionsLetIt) {
         {244, true, 0, 244},    {243, true, 0, 0},       {300, true, 255, 0},
     };
     for (const auto& expected : cases) {
-        SCOPED_TRACE(std::to_string(expected.length) + (expected.dhcp ? " dhcp " : " ") +
-                     std::to_string(expected.codes));
         RequestSettings settings = Client();
         settings.length = expected.length;
         if (expected.dhcp) settings.messageType = 1;
         settings.parameterList.assign(expected.codes, 1);
         std::string error;
         const auto request = BuildRequest(settings, error);
-        EXPECT_EQ(request ? request->size() : 0, expected.result);
+        EXPECT_EQ(request ? request->size() : 0, expected.result) << expected.length << " " << expected.codes;
         EXPECT_EQ(error.empty(), expected.result != 0) << error;
     }
 }
 
 TEST(RequestBuilder, RefusesTextsThatDontFit) {
+    std::string error;
     for (const std::size_t size : {63u, 64u}) {
-        RequestSettings settings = Client();
-        settings.sname.assign(size, 'x');
-        std::string error;
-        EXPECT_EQ(BuildRequest(settings, error).has_value(), size < 64);
-        settings = Client();
-        settings.file.assign(size * 2, 'x');
-        EXPECT_EQ(BuildRequest(settings, error).has_value(), size < 64);
+        RequestSettings sname = Client(), file = Client();
+        sname.sname.assign(size, 'x');
+        file.file.assign(size * 2, 'x');
+        for (const RequestSettings& settings : {sname, file})
+            EXPECT_EQ(BuildRequest(settings, error).has_value(), size < 64);
     }
 }
 
@@ -112,17 +109,15 @@ TEST(RequestBuilder, ReadsAddressesCodesAndTypes) {
     EXPECT_EQ(ParseAddress("10.0.0.1"), (IpAddress{{10, 0, 0, 1}}));
     for (const char* text : {"", "10.0.0", "10.0.0.256", "10.0.0.1 ", "::1", "localhost"})
         EXPECT_FALSE(ParseAddress(text)) << text;
-    EXPECT_EQ(ParseCodes("1,3,6"), (ByteVector{1, 3, 6}));
-    EXPECT_EQ(ParseCodes("255"), ByteVector{255});
-    for (const char* text : {"", "1,", ",1", "256", "-1", "1;2", "1, 2"})
-        EXPECT_FALSE(ParseCodes(text)) << text;
+    EXPECT_EQ(ParseCodes("1,3,255"), (ByteVector{1, 3, 255}));
     std::string many = "1";
     for (int count = 1; count < 255; ++count)
         many += ",1";
     EXPECT_EQ(ParseCodes(many), ByteVector(255, 1));
-    EXPECT_FALSE(ParseCodes(many + ",1"));
+    for (const std::string& text : {std::string(), std::string("1,"), std::string(",1"), std::string("256"),
+                                    std::string("-1"), std::string("1, 2"), many + ",1"})
+        EXPECT_FALSE(ParseCodes(text)) << text;
     EXPECT_EQ(ParseMessageType("discover"), 1);
-    EXPECT_EQ(ParseMessageType("request"), 3);
     EXPECT_EQ(ParseMessageType("inform"), 8);
     EXPECT_FALSE(ParseMessageType("offer"));
 }
