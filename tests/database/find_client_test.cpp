@@ -155,14 +155,14 @@ TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
 TEST_F(FindClientTest, MediaTextGoesToTheHandlerOnly) {
     const std::string longest(99, 'm');
     Prepare("[00-01]\nMedia=02-00-00-11\nBoot File=own\n[00-02]\nMedia=" + longest +
-            "\n[00-03]\nMedia=02-00\nCookie=0.0.0.0\n[00-04]\nMedia=\n[00-05]\nMedia=x\nMedia=y\n");
-    const char* const texts[] = {"02-00-00-11", longest.c_str(), "", "", ""};
-    for (BYTE client = 1; client <= 5; ++client) {
+            "\n[00-03]\nMedia=02-00\nCookie=0.0.0.0\n[00-04]\nMedia=x\nMedia=y\n");
+    const std::string texts[] = {"02-00-00-11", longest, "", ""};
+    for (BYTE client = 1; client <= 4; ++client) {
         std::memset(arpMacText, 0, sizeof(arpMacText));
         Datagram datagram(300, {0, client});
         ASSERT_EQ(Find(&datagram), FindListedBootp);
-        EXPECT_STREQ(arpMacText, texts[client - 1]);
-        EXPECT_EQ((datagram.Packet()->op & ArpMac) != 0, client != 5);
+        EXPECT_EQ(arpMacText, texts[client - 1]);
+        EXPECT_EQ((datagram.Packet()->op & ArpMac) != 0, client != 4);
         EXPECT_EQ(datagram.Range(108 + 28, 236), Bytes(100, 0));
     }
 }
@@ -259,23 +259,6 @@ TEST_F(FindClientTest, ARetiredListSendsItsCallerAway) {
     const Bytes before = datagram.block;
     EXPECT_EQ(Find(&datagram), FindListRetired);
     EXPECT_EQ(datagram.block, before);
-    EXPECT_EQ(list->hits, 0u);
-    EXPECT_TRUE(IsFree(listMutex));
-}
-
-// What arrives may be of any length and say anything about its own; only a build with AddressSanitizer sees a
-// read beyond its end.
-TEST_F(FindClientTest, AnythingMayBeAnticipated) {
-    Prepare("[00-01]\nHost Name=h\n[00-02]\nHost Name=h\n");
-    const Datagram request(300, Example);
-    for (std::size_t length = 0; length <= 60; ++length)
-        for (const BYTE hlen : {0, 1, 6, 16, 17, 255}) {
-            Bytes datagram = request.Range(0, length);
-            if (length > 2) datagram[2] = hlen;
-            const std::vector<Arrival> arrivals(3, {datagram.data(), datagram.size()});
-            AnticipateClients(list, arrivals.data(), arrivals.size());
-            AnticipateClients(nullptr, arrivals.data(), arrivals.size());
-        }
     EXPECT_EQ(list->hits, 0u);
     EXPECT_TRUE(IsFree(listMutex));
 }
