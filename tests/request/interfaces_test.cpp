@@ -10,8 +10,6 @@
 
 namespace {
 
-using testing::ElementsAreArray;
-
 std::string Dotted(IpAddress address) {
     char text[AddressTextSize];
     FormatAddress(address, text);
@@ -19,30 +17,27 @@ std::string Dotted(IpAddress address) {
 }
 
 TEST(LocalAddressList, TakesThePiecesThatAreAddresses) {
-    struct Case {
-        const char* list;
-        std::vector<std::string> addresses;
-    };
-    const Case cases[] = {
-        {"10.0.0.1,bad,10.0.0.2", {"10.0.0.1", "10.0.0.2"}},
-        {"10.0.0.1,,10.0.0.2", {"10.0.0.1"}},
-        {",10.0.0.1", {}},
-        {"", {}},
-        {"0.0.0.0,127.0.0.1", {"0.0.0.0", "127.0.0.1"}},
-    };
-    for (const Case& test : cases) {
-        IpAddress table[MaxLocalAddresses];
-        const DWORD count = ParseLocalAddresses(test.list, table);
-        std::vector<std::string> found;
-        for (DWORD i = 0; i < count; ++i)
-            found.push_back(Dotted(table[i]));
-        EXPECT_THAT(found, ElementsAreArray(test.addresses)) << test.list;
-    }
     std::string many;
     for (int i = 1; i <= 60; ++i)
         many += "10.0.0." + std::to_string(i) + ",";
-    IpAddress table[MaxLocalAddresses];
-    EXPECT_EQ(ParseLocalAddresses(many.c_str(), table), MaxLocalAddresses);
+    const struct {
+        std::string list;
+        DWORD count;
+        const char* last;
+    } cases[] = {{"10.0.0.1,bad,10.0.0.2", 2, "10.0.0.2"},
+                 {"10.0.0.1,,10.0.0.2", 1, "10.0.0.1"},
+                 {",10.0.0.1", 0, ""},
+                 {"", 0, ""},
+                 {"0.0.0.0,127.0.0.1", 2, "127.0.0.1"},
+                 {many, MaxLocalAddresses, "10.0.0.50"}};
+    for (const auto& test : cases) {
+        IpAddress table[MaxLocalAddresses];
+        const DWORD count = ParseLocalAddresses(test.list.c_str(), table);
+        EXPECT_EQ(count, test.count) << test.list;
+        if (count > 0) {
+            EXPECT_EQ(Dotted(table[count - 1]), test.last);
+        }
+    }
 }
 
 // Binds addresses of the loopback interface, of which 127.0.0.9 is taken by someone who would share it.

@@ -19,63 +19,48 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 TEST(Route, FollowsTheFirstRowThatApplies) {
-    struct Case {
-        bool relayed, broadcast;
-        std::uint8_t flags;
-        Route route;
-    };
-    const Case cases[] = {
+    const std::tuple<bool, bool, std::uint8_t, Route> cases[] = {
+        // relayed, broadcast, flags
         {true, true, AlwaysBroadcast, Route::Relay}, {true, false, 0, Route::Relay},
         {false, true, 0, Route::Broadcast},          {false, false, AlwaysBroadcast, Route::Broadcast},
-        {false, false, 0, Route::Directed},          {false, false, FileAlias | ArpMac, Route::Directed},
-    };
-    for (const Case& test : cases)
-        EXPECT_EQ(ChooseRoute(test.relayed, test.broadcast, test.flags), test.route);
+        {false, false, 0, Route::Directed},          {false, false, FileAlias | ArpMac, Route::Directed}};
+    for (const auto& [relayed, broadcast, flags, route] : cases)
+        EXPECT_EQ(ChooseRoute(relayed, broadcast, flags), route);
 }
 
 TEST(Route, NoBroadcastBeatsAllButForceBroadcast) {
-    struct Case {
-        bool force;
-        std::uint8_t flags, flagsAfter;
-        bool broadcastAfter;
-    };
-    const Case cases[] = {
-        {false, NoBroadcast | AlwaysBroadcast, NoBroadcast, false},
+    constexpr std::uint8_t Both = NoBroadcast | AlwaysBroadcast;
+    const std::tuple<bool, std::uint8_t, std::uint8_t, bool> cases[] = {
+        // force, flags; flags, broadcast
+        {false, Both, NoBroadcast, false},
         {false, AlwaysBroadcast, AlwaysBroadcast, true},
         {false, 0, 0, true},
-        {true, NoBroadcast | AlwaysBroadcast, NoBroadcast | AlwaysBroadcast, true},
-    };
-    for (const Case& test : cases) {
-        std::uint8_t flags = test.flags;
+        {true, Both, Both, true}};
+    for (const auto& [force, given, flagsAfter, broadcastAfter] : cases) {
+        std::uint8_t flags = given;
         bool broadcast = true;
-        CancelBroadcast(test.force, &flags, &broadcast);
-        EXPECT_EQ(flags, test.flagsAfter);
-        EXPECT_EQ(broadcast, test.broadcastAfter);
+        CancelBroadcast(force, &flags, &broadcast);
+        EXPECT_EQ(flags, flagsAfter);
+        EXPECT_EQ(broadcast, broadcastAfter);
     }
 }
 
 TEST(ReplyStatus, HasOneTextForEachOutcome) {
-    struct Case {
-        DeliveryOutcome outcome;  // broadcast, arpTried, firstSent, secondSent
-        const char* text;
-    };
-    const Case cases[] = {
-        {{false, false, true, false}, "*Default: DD;succeeded   *Status: Reply successfully sent"},
-        {{false, true, true, false}, "*Default: DD;succeeded   *Status: Reply successfully sent"},
-        {{true, false, true, false}, "*Default: Broadcast;succeeded   *Status: Reply successfully sent"},
+    const std::pair<DeliveryOutcome, std::string> cases[] = {
+        // broadcast, arpTried, firstSent, secondSent
+        {{false, false, true, false}, "DD;succeeded   *Status: Reply successfully sent"},
+        {{false, true, true, false}, "DD;succeeded   *Status: Reply successfully sent"},
+        {{true, false, true, false}, "Broadcast;succeeded   *Status: Reply successfully sent"},
         {{true, true, true, false},
-         "*Default: DD;arp entry failed, broadcast used instead   *Status: Reply successfully sent"},
-        {{true, false, false, false},
-         "*Default: Broadcast;failed   *Tried: Nothing else   *Status: No reply sent"},
-        {{true, true, false, false},
-         "*Default: Broadcast;failed   *Tried: Nothing else   *Status: No reply sent"},
+         "DD;arp entry failed, broadcast used instead   *Status: Reply successfully sent"},
+        {{true, false, false, false}, "Broadcast;failed   *Tried: Nothing else   *Status: No reply sent"},
+        {{true, true, false, false}, "Broadcast;failed   *Tried: Nothing else   *Status: No reply sent"},
         {{false, true, false, true},
-         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
-        {{false, true, false, false},
-         "*Default: DD;failed   *Tried: Broadcast;failed   *Status: No reply sent"},
+         "DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
+        {{false, true, false, false}, "DD;failed   *Tried: Broadcast;failed   *Status: No reply sent"},
     };
-    for (const Case& test : cases)
-        EXPECT_STREQ(ReplyStatusText(test.outcome), test.text);
+    for (const auto& [outcome, text] : cases)
+        EXPECT_EQ(ReplyStatusText(outcome), "*Default: " + text);
 }
 
 // What the fake helper heard, and what it is to answer.
@@ -218,6 +203,9 @@ class DeliveryOnACable : public DeliveryOnLoopback {
 TEST_F(DeliveryOnACable, TheSecondSendKeepsThePortAndLeavesTheArpEntry) {
     constexpr IpAddress Present = {{10, 1, 0, 9}};
     constexpr IpAddress Unreachable = {{192, 0, 2, 1}};
+    const char* const directed = "*Default: DD;succeeded   *Status: Reply successfully sent";
+    const char* const instead =
+        "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead";
     const struct {
         const char* name;
         bool relayed;
@@ -227,14 +215,10 @@ TEST_F(DeliveryOnACable, TheSecondSendKeepsThePortAndLeavesTheArpEntry) {
         int removed;
         const char* status;
     } cases[] = {
-        {"sent at once", false, 1, Present, 2000, 1,
-         "*Default: DD;succeeded   *Status: Reply successfully sent"},
-        {"to the client's own port", false, 1, Unreachable, 2000, 0,
-         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
-        {"to the port of clients", false, 0, Unreachable, 68, 0,
-         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
-        {"to the port of relay agents", true, 1, Unreachable, 67, 0,
-         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead"},
+        {"sent at once", false, 1, Present, 2000, 1, directed},
+        {"to the client's own port", false, 1, Unreachable, 2000, 0, instead},
+        {"to the port of clients", false, 0, Unreachable, 68, 0, instead},
+        {"to the port of relay agents", true, 1, Unreachable, 67, 0, instead},
     };
     HelperAnswer = ArpAddCreated;
     context.from.sin_port = htons(2000);
