@@ -156,6 +156,18 @@ TEST(OptionEncoding, MalformedWhateverTheRoom) {
     EXPECT_EQ(image.Upto(longest.cursor).size(), 257u);
 }
 
+TEST(OptionEncoding, AnUnknownKeyLeavesTheEndMarkAtTheCursor) {
+    char value[2] = {};
+    for (const std::size_t room : {0u, 1u}) {
+        Image image(room);
+        BYTE* const options = Options(image.Packet());
+        const auto encoded =
+            EncodeOptionValue(0, image.catalogue, image.Packet(), options, options + room, "unknown", value);
+        EXPECT_EQ(encoded.outcome, room == 0 ? EncodeOutcome::NoRoom : EncodeOutcome::Done);
+        EXPECT_EQ(encoded.cursor, room == 0 ? nullptr : options);
+    }
+}
+
 TEST(PseudoTags, FieldsAndFlags) {
     BootPacket packet = {};
     const struct {
