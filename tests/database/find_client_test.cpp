@@ -263,6 +263,23 @@ TEST_F(FindClientTest, ARetiredListSendsItsCallerAway) {
     EXPECT_TRUE(IsFree(listMutex));
 }
 
+// What arrives may be of any length and say anything about its own; only a build with AddressSanitizer sees a
+// read beyond its end.
+TEST_F(FindClientTest, AnythingMayBeAnticipated) {
+    Prepare("[00-01]\nHost Name=h\n[00-02]\nHost Name=h\n");
+    const Datagram request(300, Example);
+    for (std::size_t length = 0; length <= 60; ++length)
+        for (const BYTE hlen : {0, 1, 6, 16, 17, 255}) {
+            Bytes datagram = request.Range(0, length);
+            if (length > 2) datagram[2] = hlen;
+            const std::vector<Arrival> arrivals(3, {datagram.data(), datagram.size()});
+            AnticipateClients(list, arrivals.data(), arrivals.size());
+            AnticipateClients(nullptr, arrivals.data(), arrivals.size());
+        }
+    EXPECT_EQ(list->hits, 0u);
+    EXPECT_TRUE(IsFree(listMutex));
+}
+
 TEST_F(FindClientTest, ThreadsShareAList) {
     Prepare("[00-01]\nHost Name=h\n[00-02]\nHost Name=h\n", 2);
     constexpr DWORD rounds = 500;
