@@ -192,6 +192,17 @@ TEST_F(WholeRequest, TheBetterInterfaceAnswers) {
     EXPECT_EQ(Traced("Packet received on local address"), "192.0.2.1");
 }
 
+TEST_F(WholeRequest, ShortAndHostileDatagramsCostATraceAndNoMore) {
+    for (const std::size_t size : {1u, 2u, 27u, 43u, 107u, 235u, 239u, 240u, 241u, 600u})
+        for (const int hlen : {0, 1, 6, 16, 17, 255}) {
+            std::vector<std::uint8_t> request(size, 0xFF);
+            request[0] = 1;
+            if (size > 2) request[2] = static_cast<std::uint8_t>(hlen);
+            Ask(request);
+            EXPECT_EQ(Traced("Total inbound packet length"), std::to_string(size));
+        }
+}
+
 // Of a thread of this process that has said who it is.
 void AwaitSleep(const std::atomic<pid_t>& thread) {
     for (std::string state; state != "S"; Sleep(1)) {

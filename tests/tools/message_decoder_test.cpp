@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <random>
 
 #include "quillonctl/json_writer.h"
 #include "quillonctl/message_printer.h"
@@ -110,6 +112,22 @@ TEST(MessageDecoder, TellsHowTheListEnds) {
         reply[236] = 0x64;
         EXPECT_EQ(DecodeMessage(reply).end, ListEnd::NoCookie);
         EXPECT_TRUE(DecodeMessage(reply).options.empty());
+    }
+}
+
+TEST(MessageDecoder, SurvivesAnyBytes) {
+    std::mt19937 random(20261122);
+    for (std::size_t round = 0; round < 2000; ++round) {
+        auto noise = ReplyWith(std::vector<std::uint8_t>(random() % 80));
+        for (std::size_t at = sizeof(BootPacket); at < noise.size(); ++at)
+            noise[at] = static_cast<std::uint8_t>(random());
+        noise[2] = static_cast<std::uint8_t>(random());  // hlen
+        // The allocation is exactly as large as the message, so that a sanitizer sees any read behind it.
+        const std::vector<std::uint8_t> message(noise.begin(), noise.begin() + std::min(round, noise.size()));
+        const DecodedMessage decoded = DecodeMessage(message);
+        EXPECT_EQ(decoded.length, message.size());
+        EXPECT_FALSE(MessageText(decoded, "").empty());
+        EXPECT_TRUE(JsonSyntax::IsValid(MessageJson(decoded, "", message)));
     }
 }
 
