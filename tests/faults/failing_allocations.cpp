@@ -66,45 +66,19 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
 }
 
 // All forms are replaced: a sanitizer's own do not come to the plain ones.
-void* operator new(std::size_t size) {
-    return OrThrow(Allocate(size, 1));
-}
-void* operator new[](std::size_t size) {
-    return OrThrow(Allocate(size, 1));
-}
-void* operator new(std::size_t size, std::align_val_t alignment) {
-    return OrThrow(Allocate(size, static_cast<std::size_t>(alignment)));
-}
-void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return OrThrow(Allocate(size, static_cast<std::size_t>(alignment)));
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return Allocate(size, 1);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return Allocate(size, 1);
-}
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, std::align_val_t) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block, std::align_val_t) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block, std::size_t, std::align_val_t) noexcept {
-    std::free(block);
-}
+// clang-format off
+using std::align_val_t, std::size_t, std::nothrow_t;
+void* operator new(size_t size) { return OrThrow(Allocate(size, 1)); }
+void* operator new[](size_t size) { return OrThrow(Allocate(size, 1)); }
+void* operator new(size_t size, align_val_t alignment) { return OrThrow(Allocate(size, static_cast<size_t>(alignment))); }
+void* operator new[](size_t size, align_val_t alignment) { return OrThrow(Allocate(size, static_cast<size_t>(alignment))); }
+void* operator new(size_t size, const nothrow_t&) noexcept { return Allocate(size, 1); }
+void* operator new[](size_t size, const nothrow_t&) noexcept { return Allocate(size, 1); }
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete(void* block, size_t) noexcept { std::free(block); }
+void operator delete[](void* block, size_t) noexcept { std::free(block); }
+void operator delete(void* block, align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block, align_val_t) noexcept { std::free(block); }
+void operator delete(void* block, size_t, align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block, size_t, align_val_t) noexcept { std::free(block); }

@@ -1,7 +1,6 @@
 """kill -9 at any moment of a load, a reload, a write of the registry and of the log: the next start works, and no file is half
 written."""
 
-import contextlib
 import os
 import random
 import re
@@ -11,30 +10,36 @@ import subprocess
 import time
 
 from harness import bootp
-from harness.case import SystemTest, main, program, wait_for
-from harness.service import PARAMETERS, STARTED, Home
-from scene import MAC, REQUEST, edition
+from harness.case import main, program, wait_for
+from harness.load import RELAY, SERVER
+from harness.scene import MAC, RELOAD, Scene
+from harness.service import PARAMETERS, Home
+from scene import edition
 
 ROUNDS = 50  # of each of the four kinds
 START_SECONDS, COMMAND_SECONDS = 30, 30
 PAGE = os.sysconf("SC_PAGE_SIZE")
-RELAY, SERVER = "10.1.0.2", "10.1.0.1"
 EVENT = re.compile(r"\S+ (error|warning|information) 0x[0-9A-F]{8} Quillon: .*")
 BLOCK_BEGIN, BLOCK_LAST = "Packet Received:\r\n", "\tReply status: "
 
 
-class Kills(SystemTest):
+def received(from_socket):
+    try:
+        return from_socket.recv(2000)
+    except BlockingIOError:
+        return b""
+
+
+class Kills(Scene):
     def setUp(self):
         self.server, self.machine = self.cable(MAC, SERVER + "/24")
         self.machine.address("eth0", RELAY + "/24")
-        self.socket = self.machine.socket()
-        self.addCleanup(self.socket.close)
-        self.socket.bind((RELAY, 67))
-        self.socket.setblocking(False)
+        self.socket = self.asking(self.machine, RELAY, 67, seconds=0)
         self.home, self.dice, self.xid = Home(self, edition(0)), random.Random(14), 0
         self.manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self.addCleanup(self.manager.close)
         self.manager.bind(self.home.path("notify"))
+        self.manager.setblocking(False)
 
     def launch(self):
         process = self.server.start([program("quillon")], cwd=self.home.folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
@@ -47,9 +52,8 @@ class Kills(SystemTest):
         time.sleep(self.dice.uniform(0, seconds))
         process.send_signal(signal.SIGKILL)
         process.wait()
-        with contextlib.suppress(BlockingIOError):  # a start waits for a manager that has too much to read
-            while True:
-                self.manager.recv(1000, socket.MSG_DONTWAIT)
+        while received(self.manager):  # a start waits for a manager that has too much to read
+            pass
 
     def ask(self):
         self.xid += 1
@@ -57,16 +61,14 @@ class Kills(SystemTest):
 
     def replied(self, first):
         """A reply to the request of this number or a later one."""
-        while True:
-            try:
-                reply = bootp.parse(self.socket.recv(2000))
-            except BlockingIOError:
-                return None
+        while data := received(self.socket):
+            reply = bootp.parse(data)
             if reply is not None and reply.xid >= first:  # the other is the answer to a reload
                 return reply
+        return None
 
-    def expect_service(self, process, editions):
-        """It starts and serves one of these editions."""
+    def expect_service(self, process, number):
+        """It starts and serves this edition."""
         first = self.xid + 1
 
         def probe():
@@ -74,7 +76,7 @@ class Kills(SystemTest):
             self.ask()
             return self.replied(first)
         reply = wait_for(probe, START_SECONDS, f"a reply; events: {self.home.read('events.log')[-2000:]}")
-        self.assertIn((reply.yiaddr, reply.file), [(f"10.1.0.{100 + each}", f"edition-{each}") for each in editions])
+        self.assertEqual((reply.yiaddr, reply.file), (f"10.1.0.{100 + number}", f"edition-{number}"))
 
     def expect_whole_files(self):
         """A kill ends a write where a page of the file ends, and nowhere else; what was being written is cut there."""
@@ -89,47 +91,39 @@ class Kills(SystemTest):
             self.assertRegex(line, EVENT)
         for block in blocks[1:]:
             self.assertIn(BLOCK_LAST, block)
-
-    def grown_anew(self):
-        """Both logs begin anew, so that reading them stays short."""
-        for name in ("events.log", "bootps.log"):
+        for name in ("events.log", "bootps.log"):  # they begin anew, so that reading them stays short
             if os.path.exists(self.home.path(name)):
                 os.remove(self.home.path(name))
 
     def test_during_loads(self):
         begun = time.monotonic()
         process = self.launch()
-        self.expect_service(process, [0])
+        self.expect_service(process, 0)
         took = time.monotonic() - begun
         self.kill(process, 0)
         for _ in range(ROUNDS):
             self.kill(self.launch(), took)
             self.expect_whole_files()
-        self.expect_service(self.launch(), [0])
+        self.expect_service(self.launch(), 0)
 
     def test_during_reloads(self):
-        editions = [0]
-        for number in range(1, ROUNDS + 1):
+        for number in range(ROUNDS):
             process = self.launch()
-            self.expect_service(process, editions)
-            self.home.write("bootptab.new", edition(number))
-            os.replace(self.home.path("bootptab.new"), self.home.path("bootptab"))
-            editions = [number]  # what is on the disk counts at the next start
-            self.socket.sendto(REQUEST, (SERVER, 67))
+            self.expect_service(process, number)
+            self.home.write("bootptab", edition(number + 1))  # what is on the disk counts at the next start
+            self.socket.sendto(RELOAD, (SERVER, 67))
             self.kill(process, 0.005)
             self.expect_whole_files()
-            self.grown_anew()
-        self.expect_service(self.launch(), editions)
+        self.expect_service(self.launch(), ROUNDS)
 
     def test_during_log_writes(self):
         for _ in range(ROUNDS):
             process = self.launch()
-            self.expect_service(process, [0])
+            self.expect_service(process, 0)
             for _ in range(30):
                 self.ask()
             self.kill(process, 0.003)
             self.expect_whole_files()
-            self.grown_anew()
 
     def quillon(self, *words):
         return subprocess.run([program("quillon"), *words], env=self.home.environment(), stdout=subprocess.PIPE,
@@ -137,27 +131,25 @@ class Kills(SystemTest):
 
     def test_during_registry_writes(self):
         """An install that was killed leaves a file that can be read, and the next one finishes it."""
-        os.remove(self.home.path("registry.reg"))
+        registry = self.home.path("registry.reg")
+        os.remove(registry)
         begun = time.monotonic()
         self.assertEqual(self.quillon("-install").returncode, 0)
-        took, whole = time.monotonic() - begun, 0
+        took = time.monotonic() - begun
         for number in range(ROUNDS):
-            if os.path.exists(self.home.path("registry.reg")):
-                os.remove(self.home.path("registry.reg"))
+            if os.path.exists(registry):
+                os.remove(registry)
             process = subprocess.Popen([program("quillon"), "-install"], env=self.home.environment(), stdout=subprocess.DEVNULL)
             self.kill(process, 1.2 * took)
             written = self.home.read("registry.reg")
             self.assertTrue(not written or written.endswith("\n"), written)
             for line in written.splitlines()[1:]:
                 self.assertRegex(line, r'^(|\[HKEY_LOCAL_MACHINE\\[^\]]+\]|"[^"]+"=.+)$')
-            whole += all(f'"{name}"=' in written for name in PARAMETERS)
             if number % 5 == 4:
                 self.quillon("-install")
                 self.assertTrue(all(f'"{name}"=' in self.home.read("registry.reg") for name in PARAMETERS))
-        print(f"{whole} of {ROUNDS} installations were complete")
         self.assertEqual([name for name in os.listdir(self.home.folder) if "registry.reg." in name and "lock" not in name], [])
-        self.expect_service(self.launch(), [0])
-        self.assertIn(STARTED, self.home.event_numbers())
+        self.expect_service(self.launch(), 0)
 
 
 if __name__ == "__main__":

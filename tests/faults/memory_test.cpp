@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 
 #include <cstring>
-#include <functional>
 #include <thread>
 
 #include "faults/failing_allocations.h"
@@ -42,13 +41,11 @@ class WithoutMemory : public testing::Test {
     }
     // Another content each time, or it would be known already.
     void WriteDatabase(long mark) const {
-        std::string text =
-            "[Options]\nIP Address=-2,ipaddress\nBoot File=-1,string\n[00-a0-24-12-34-55]\nIP "
-            "Address=127.0.0.1\n";
+        std::string text = "[Options]\nIP=-2,ipaddress\nFile=-1,string\n[00-a0-24-12-34-55]\nIP=127.0.0.1\n";
         text += ";" + std::to_string(mark) + "\n[00-a0-24-12-34-56]\n";
         for (int i = 0; i < 300; ++i)
             text += "Unknown " + std::to_string(i) + "=1\n";
-        text += "IP Address=127.0.0.1\nBoot File=a250\n[File Aliases]\n";
+        text += "IP=127.0.0.1\nFile=a250\n[File Aliases]\n";
         for (int i = 0; i < 300; ++i)
             text += "a" + std::to_string(i) + "=alias" + std::to_string(i) + "\n";
         home.Write("bootptab", text);
@@ -100,13 +97,14 @@ class WithoutMemory : public testing::Test {
         const auto size = (::recv)(client, reply, sizeof reply, MSG_DONTWAIT);
         return {reply, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
     }
-    // The boot file of the reply; empty without one.
-    std::string BootFile() {
+    // The boot file of the reply to a request without this allocation; empty without a reply.
+    std::string BootFile(long failing = 0) {
         RequestContext context = Context("\1\1\6");
-        ProcessBootRequest(&context);
-        return BootFileOf(Received());
-    }
-    static std::string BootFileOf(const std::string& reply) {
+        {
+            const FailingAllocation failure(failing);
+            ProcessBootRequest(&context);
+        }
+        const std::string reply = Received();
         return reply.empty() ? "" : reply.c_str() + 108;
     }
 
@@ -120,15 +118,11 @@ TEST_F(WithoutMemory, ARequestIsAnsweredOrNot) {
     Open();
     const long allocations = FailEachAllocation([&](long nth) {
         WriteDatabase(nth);
-        RequestContext context = Context("\1\1\6");
-        {
-            const FailingAllocation failure(nth);
-            ProcessBootRequest(&context);
-        }
-        const std::string file = BootFileOf(Received());
+        const std::string file = BootFile(nth);
+        const bool failed = FailingAllocation::HasFailed();
         EXPECT_TRUE(file.empty() || file == "alias250" || file == "a250") << nth << file;
         EXPECT_EQ(BootFile(), "alias250") << nth;
-        return FailingAllocation::HasFailed();
+        return failed;
     });
     EXPECT_GT(allocations, 5);
 }
@@ -223,8 +217,7 @@ TEST_F(WithoutMemory, AControlIsAnsweredOrDropped) {
         std::thread asking([&] {
             try {
                 reply = AskService(home.Path("control"), 0, error);
-            } catch (const std::bad_alloc&) {
-                error = ERROR_NOT_ENOUGH_MEMORY;  // the program that asks decides what that means to it
+            } catch (const std::bad_alloc&) {  // the program that asks decides what that means to it
             }
             isDone = true;
         });
@@ -249,125 +242,102 @@ TEST_F(WithoutMemory, AControlIsAnsweredOrDropped) {
 }
 
 // Operations that return their error, 0 for success.
-struct Operation {
-    const char* name;
-    std::function<DWORD()> run;
-};
 
 DWORD LastErrorUnless(bool succeeded) {
     return succeeded ? ERROR_SUCCESS : GetLastError();
 }
 
+DWORD FindService() {
+    return LastErrorUnless(getservbyname("bootps", "udp") != nullptr);
+}
+
+DWORD UseSocket() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const SOCKET made = socket(AF_INET, SOCK_DGRAM, 0);
+    if (made == INVALID_SOCKET) return GetLastError();
+    fd_set set;
+    FD_ZERO(&set);
+    FD_SET(made, &set);
+    const timeval none{};
+    const DWORD error =
+        LastErrorUnless(bind(made, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+                        select(0, &set, nullptr, nullptr, &none) >= 0);
+    closesocket(made);
+    return error;
+}
+
+DWORD ListAddresses() {
+    ULONG size = 0;
+    const DWORD error = GetIpAddrTable(nullptr, &size, TRUE);
+    return error == ERROR_INSUFFICIENT_BUFFER ? 0 : error;
+}
+
+DWORD RunThread() {
+    const auto body = [](LPVOID) -> DWORD { return GetCurrentThreadId() == 0; };
+    const HANDLE thread = CreateThread(nullptr, 0, body, nullptr, 0, nullptr);
+    if (thread == nullptr) return GetLastError();
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
+    return ERROR_SUCCESS;
+}
+
+DWORD WriteValue() {
+    HKEY key = nullptr;
+    LONG error = RegCreateKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Test", &key);
+    if (error != 0) return static_cast<DWORD>(error);
+    error = RegSetValueExA(key, "V", 0, REG_SZ, reinterpret_cast<const BYTE*>("x"), 2);
+    RegCloseKey(key);
+    return static_cast<DWORD>(error);
+}
+
+DWORD QueryService() {
+    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, 0);
+    const SC_HANDLE service = manager != nullptr ? OpenServiceA(manager, "Quillon", 0) : nullptr;
+    SERVICE_STATUS status;
+    const DWORD error = LastErrorUnless(service != nullptr && QueryServiceStatus(service, &status));
+    if (service != nullptr) CloseServiceHandle(service);
+    if (manager != nullptr) CloseServiceHandle(manager);
+    return error;
+}
+
+DWORD Report() {
+    const HANDLE log = RegisterEventSourceA(nullptr, "Quillon");
+    if (log == nullptr) return GetLastError();
+    const DWORD error = LastErrorUnless(ReportEventA(log, 4, 0, 1, nullptr, 0, 0, nullptr, nullptr));
+    DeregisterEventSource(log);
+    return error;
+}
+
+DWORD FormatError() {
+    LPSTR text = nullptr;
+    const DWORD length = FormatMessageA(0x1100, nullptr, 5, 0, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+    LocalFree(text);
+    return LastErrorUnless(length != 0);
+}
+
 TEST_F(WithoutMemory, AnOperationFailsWithItsError) {
     WSADATA data;
     WSAStartup(MAKEWORD(1, 1), &data);
-    const auto bound = [](auto use) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        const SOCKET made = socket(AF_INET, SOCK_DGRAM, 0);
-        if (made == INVALID_SOCKET) return LastErrorUnless(false);
-        const bool isBound = bind(made, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-        const DWORD error = isBound ? use(made) : GetLastError();
-        closesocket(made);
-        return error;
-    };
-    const Operation operations[] = {
-        {"getservbyname", [] { return LastErrorUnless(getservbyname("bootps", "udp") != nullptr); }},
-        {"socket and bind", [&] { return bound([](SOCKET) { return DWORD{0}; }); }},
-        {"select",
-         [&] {
-             return bound([](SOCKET made) {
-                 fd_set set;
-                 FD_ZERO(&set);
-                 FD_SET(made, &set);
-                 const timeval none{};
-                 return LastErrorUnless(select(0, &set, nullptr, nullptr, &none) >= 0);
-             });
-         }},
-        {"GetIpAddrTable",
-         [] {
-             ULONG size = 0;
-             const DWORD error = GetIpAddrTable(nullptr, &size, TRUE);
-             return error == ERROR_INSUFFICIENT_BUFFER ? 0 : error;
-         }},
-        {"a thread of C++",
-         [] {
-             DWORD error = 0;
-             try {
-                 std::thread([&error] { error = LastErrorUnless(GetCurrentThreadId() != 0); }).join();
-             } catch (const std::exception&) {
-                 return DWORD{ERROR_NOT_ENOUGH_MEMORY};
-             }
-             return error;
-         }},
-        {"CreateThread",
-         [] {
-             const auto body = [](LPVOID) -> DWORD { return 0; };
-             const HANDLE thread = CreateThread(nullptr, 0, body, nullptr, 0, nullptr);
-             const DWORD error = LastErrorUnless(thread != nullptr);
-             if (thread != nullptr) WaitForSingleObject(thread, INFINITE);
-             if (thread != nullptr) CloseHandle(thread);
-             return error;
-         }},
-        {"RegSetValueExA",
-         [] {
-             HKEY key = nullptr;
-             LONG error = RegCreateKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Test", &key);
-             if (error == 0)
-                 error = RegSetValueExA(key, "V", 0, REG_SZ, reinterpret_cast<const BYTE*>("x"), 2);
-             if (key != nullptr) RegCloseKey(key);
-             return static_cast<DWORD>(error);
-         }},
-        {"OpenServiceA",
-         [] {
-             const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, 0);
-             const SC_HANDLE service = manager != nullptr ? OpenServiceA(manager, "Quillon", 0) : nullptr;
-             DWORD error = LastErrorUnless(service != nullptr);
-             SERVICE_STATUS status;
-             if (service != nullptr) error = LastErrorUnless(QueryServiceStatus(service, &status));
-             if (service != nullptr) CloseServiceHandle(service);
-             if (manager != nullptr) CloseServiceHandle(manager);
-             return error;
-         }},
-        {"GetFullPathNameA",
-         [] {
-             char path[260];
-             return LastErrorUnless(GetFullPathNameA("x", sizeof path, path, nullptr) != 0);
-         }},
-        {"ReportEventA",
-         [] {
-             const HANDLE log = RegisterEventSourceA(nullptr, "Quillon");
-             DWORD error = LastErrorUnless(log != nullptr);
-             if (log != nullptr)
-                 error = LastErrorUnless(ReportEventA(log, 4, 0, 1, nullptr, 0, 0, nullptr, nullptr));
-             if (log != nullptr) DeregisterEventSource(log);
-             return error;
-         }},
-        {"FormatMessageA",
-         [] {
-             LPSTR text = nullptr;
-             const DWORD length =
-                 FormatMessageA(0x1100, nullptr, 5, 0, reinterpret_cast<LPSTR>(&text), 0, nullptr);
-             LocalFree(text);
-             return LastErrorUnless(length != 0);
-         }},
-    };
-    for (const Operation& operation : operations) {
-        EXPECT_EQ(operation.run(), DWORD{ERROR_SUCCESS}) << operation.name;
+    int row = 0;
+    for (const auto operation :
+         {FindService, UseSocket, ListAddresses, RunThread, WriteValue, QueryService, Report, FormatError}) {
+        SCOPED_TRACE(row++);
+        EXPECT_EQ(operation(), DWORD{ERROR_SUCCESS});
         const long allocations = FailEachAllocation([&](long nth) {
             DWORD error = 0;
             {
                 const FailingAllocation failure(nth);
-                error = operation.run();
+                error = operation();
             }
             const bool failed = FailingAllocation::HasFailed();
             EXPECT_TRUE(error == 0 || error == ERROR_NOT_ENOUGH_MEMORY || error == WSAENOBUFS)
-                << operation.name << ' ' << nth << ": " << error;
-            EXPECT_EQ(operation.run(), DWORD{ERROR_SUCCESS}) << operation.name << ' ' << nth;
+                << nth << ": " << error;
+            EXPECT_EQ(operation(), DWORD{ERROR_SUCCESS}) << nth;
             return failed;
         });
-        EXPECT_GT(allocations, 0) << operation.name;
+        EXPECT_GT(allocations, 0);
     }
     WSACleanup();
 }

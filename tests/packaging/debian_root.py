@@ -27,37 +27,23 @@ def lines_of(*command):
 
 def debian_lists():
     """The files of Debian's package lists that apt has here, and their lines for sources.list. We need no other registry."""
-    rows = lines_of("apt-get", "indextargets", "--format", "$(FILENAME) deb $(REPO_URI) $(RELEASE) $(COMPONENT)",
-                    "Origin: Debian", "Identifier: Packages")
-    return [row.split(" ", 1) for row in rows]
-
-
-def code_name():
-    with open("/etc/os-release", encoding="utf-8") as file:
-        return dict(line.rstrip().split("=", 1) for line in file if "=" in line)["VERSION_CODENAME"]
-
-
-def obstacle():
-    if os.geteuid() != 0:
-        return "a Debian of its own needs root"
-    return missing_tool("mmdebstrap", "apt-get", "unshare", "setpriv")
+    return [row.split(" ", 1) for row in
+            lines_of("apt-get", "indextargets", "--format", "$(FILENAME) deb $(REPO_URI) $(RELEASE) $(COMPONENT)",
+                     "Origin: Debian", "Identifier: Packages")]
 
 
 def make(folder, sources, options):
     # Namespaces of its own: whatever becomes of it, no mount of its stays on this system.
     command = ["setpriv", "--pdeathsig", "KILL", "unshare", "--mount", "--pid", "--fork", "--kill-child",
                "mmdebstrap", "--mode=root", "--format=directory", "--variant=essential", f"--include={','.join(PACKAGES)}",
-               *(f"--aptopt={option}" for option in options), code_name(), folder, "-"]
-    subprocess.run(command, check=True, env={"PATH": TOOL_PATH, "LC_ALL": "C.UTF-8", **proxies()}, text=True,
+               *(f"--aptopt={option}" for option in options), *lines_of("sh", "-c", ". /etc/os-release; echo $VERSION_CODENAME"), folder, "-"]
+    proxies = {name: value for name, value in os.environ.items() if name.lower().endswith("_proxy")}
+    subprocess.run(command, check=True, env={"PATH": TOOL_PATH, "LC_ALL": "C.UTF-8", **proxies}, text=True,
                    input="\n".join(sources) + "\n", timeout=LIMIT_SECONDS)
 
 
-def proxies():
-    return {name: value for name, value in os.environ.items() if name.lower().endswith("_proxy")}
-
-
 def main():
-    skip_if(obstacle())
+    skip_if("a Debian of its own needs root" if os.geteuid() != 0 else missing_tool("mmdebstrap", "apt-get", "unshare", "setpriv"))
     lists = debian_lists()
     if not lists:
         sys.exit("apt has no lists of Debian's packages here; apt-get update fetches them")
@@ -71,7 +57,6 @@ def main():
     if os.path.exists(mark):
         with open(mark, encoding="utf-8") as file:
             if file.read() == recipe:
-                print("The one of an earlier run serves.")
                 return
         os.remove(mark)
     shutil.rmtree(folder, ignore_errors=True)

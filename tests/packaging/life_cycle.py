@@ -6,14 +6,13 @@ import unittest
 from machine import Machine, obstacle, package, skip_if
 
 SETTINGS, CLIENTS = "/etc/quillon/registry.reg", "/var/lib/quillon/bootptab"
-FILES = ["/usr/sbin/quillon", "/usr/bin/quillonctl", "/usr/lib/*/quillon/arpadd.so",
-         "/usr/share/man/man8/quillon.8.gz", "/usr/share/man/man1/quillonctl.1.gz", "/usr/share/man/man5/bootptab.5.gz",
-         "/usr/share/man/man5/quillon-registry.5.gz", "/usr/share/doc/quillon/copyright",
-         "/usr/share/doc/quillon/changelog.gz", "/usr/share/doc/quillon/CHANGELOG.md.gz",
-         "/usr/share/doc/quillon/operating.md",
-         "/usr/share/doc/quillon/examples/bootptab.sample", "/etc/logrotate.d/quillon",
-         "/usr/share/bash-completion/completions/quillonctl", "/usr/share/zsh/vendor-completions/_quillonctl",
-         "/usr/share/fish/vendor_completions.d/quillonctl.fish"]
+FILES = """
+/usr/sbin/quillon /usr/bin/quillonctl /usr/lib/*/quillon/arpadd.so /etc/logrotate.d/quillon
+/usr/share/man/man8/quillon.8.gz /usr/share/man/man1/quillonctl.1.gz /usr/share/man/man5/{bootptab,quillon-registry}.5.gz
+/usr/share/doc/quillon/{copyright,changelog.gz,CHANGELOG.md.gz,operating.md,examples/bootptab.sample}
+/usr/share/bash-completion/completions/quillonctl /usr/share/zsh/vendor-completions/_quillonctl
+/usr/share/fish/vendor_completions.d/quillonctl.fish
+"""
 
 # Everything in the places of packages that has the name, but for the records of what was installed when.
 TRACES = r"""
@@ -56,8 +55,7 @@ class LifeCycle(unittest.TestCase):
         return machine.run(TRACES)[1]
 
     def expect_fresh(self, machine):
-        for pattern in FILES:
-            machine.run(f"ls {pattern}")
+        machine.run(f"bash -c 'ls {' '.join(FILES.split())}'")
         settings = machine.run(f"cat {SETTINGS}")[1]
         self.assertIn(r'"ImagePath"=str(2):"/usr/sbin/quillon"', settings)
         self.assertIn(r'"DatabasePath"=str(2):".\\bootptab"', settings)
@@ -73,9 +71,8 @@ class LifeCycle(unittest.TestCase):
         machine.run("dpkg --install quillon.deb")
         self.expect_fresh(machine)
         _, output = machine.run(f"cat >/root/manager.py <<'END'\n{UNDER_NOTIFICATION}\nEND\npython3 /root/manager.py")
-        self.assertIn("RUNNING", output)
-        self.assertIn("Reload acknowledged", output)
-        self.assertIn("ended with 0", output)
+        for text in ("RUNNING", "Reload acknowledged", "ended with 0"):
+            self.assertIn(text, output)
         # The helper is found in the folder of the installation, and the sample serves as well.
         machine.run("cp /usr/share/doc/quillon/examples/bootptab.sample " + CLIENTS)
         self.assertIn("Reload acknowledged", machine.run("rm -f notify; python3 /root/manager.py")[1])

@@ -4,6 +4,7 @@ Its network has nothing but its loopback interface and what a test adds. It ends
 in it, and leaves nothing behind.
 """
 
+import contextlib
 import glob
 import os
 import shutil
@@ -58,14 +59,9 @@ _INIT = ["/lib/systemd/systemd", "--unit=basic.target", "--show-status=0", "--lo
 
 def _control_groups():
     for tree in _CONTROL_GROUPS:
-        if os.path.exists(os.path.join(tree, "cgroup.procs")) and os.path.exists(os.path.join(tree, "cgroup.controllers")):
+        if all(os.path.exists(os.path.join(tree, name)) for name in ("cgroup.procs", "cgroup.controllers")):
             return tree
     raise OSError("there are no control groups of version 2")
-
-
-def _remove_groups(top):
-    for folder, _, _ in os.walk(top, topdown=False):
-        os.rmdir(folder)
 
 
 class _Place:
@@ -83,12 +79,12 @@ class _Place:
     def remove(self):
         # Both are free with the machine's last process, which may take a moment.
         deadline = time.monotonic() + 10
-        for remove, folder in ((os.rmdir, self.base), (_remove_groups, self.group)):
-            while os.path.isdir(folder) and time.monotonic() < deadline:
-                try:
-                    remove(folder)
-                except OSError:
-                    time.sleep(0.05)
+        for top in (self.base, self.group):
+            while os.path.isdir(top) and time.monotonic() < deadline:
+                with contextlib.suppress(OSError):
+                    for folder, _, _ in os.walk(top, topdown=False):
+                        os.rmdir(folder)
+                time.sleep(0.05)
 
 
 class Machine:
@@ -113,9 +109,7 @@ class Machine:
 
     def _await_boot(self, probe):
         deadline = time.monotonic() + BOOT_SECONDS
-        while time.monotonic() < deadline:
-            if self._outer.poll() is not None:
-                break
+        while time.monotonic() < deadline and self._outer.poll() is None:
             # Until its files are in place, the first process still has those of this system.
             if self._first_process() and self.run(f"test -e /run/own-machine && {probe}", check=False)[0] == 0:
                 return
@@ -124,19 +118,18 @@ class Machine:
         raise OSError(f"no machine within {BOOT_SECONDS} s: {self._output.read().decode('utf-8', 'replace').strip()}")
 
     def _first_process(self):
-        try:
+        with contextlib.suppress(FileNotFoundError):
             with open(f"/proc/{self._outer.pid}/task/{self._outer.pid}/children", encoding="ascii") as file:
                 return file.read().strip()
-        except FileNotFoundError:
-            return ""
+        return ""
+
+    def _enter(self, *namespaces):
+        return ["nsenter", "--target", self._first_process(), "--mount", "--pid", "--root", "--wd", *namespaces]
 
     def run(self, script, check=True, namespace=None):
         """Runs a shell script; returns its exit status and its output. `namespace`: a network namespace made with ip."""
-        command = ["nsenter", "--target", self._first_process(), "--mount", "--uts", "--ipc", "--net", "--pid", "--root",
-                   "--wd", "env", "-i", f"PATH={TOOL_PATH}", "HOME=/root", "LC_ALL=C.UTF-8",
-                   "DEBIAN_FRONTEND=noninteractive"]
-        if namespace is not None:
-            command += ["ip", "netns", "exec", namespace]
+        command = self._enter("--uts", "--ipc", "--net", "env", "-i", f"PATH={TOOL_PATH}", "HOME=/root", "LC_ALL=C.UTF-8",
+                              "DEBIAN_FRONTEND=noninteractive", *(["ip", "netns", "exec", namespace] if namespace else []))
         result = subprocess.run([*command, "sh", "-euc", f"cd /root\n{script}"], check=False, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=COMMAND_SECONDS)
         output = result.stdout.decode("utf-8", "replace")
@@ -147,9 +140,7 @@ class Machine:
     def put(self, path, name):
         """A copy of a file, under a name in /root."""
         with open(path, "rb") as file:
-            command = ["nsenter", "--target", self._first_process(), "--mount", "--pid", "--root", "--wd",
-                       "dd", f"of=/root/{name}", "status=none"]
-            subprocess.run(command, check=True, stdin=file)
+            subprocess.run(self._enter("dd", f"of=/root/{name}", "status=none"), check=True, stdin=file)
 
 
 def root_folder():
@@ -167,10 +158,7 @@ def package():
 
 def missing_tool(*tools):
     """Why something can't be had that needs these commands; None if they are all here."""
-    for tool in tools:
-        if shutil.which(tool, path=TOOL_PATH) is None:
-            return f"the command {tool} is not installed"
-    return None
+    return next((f"the command {tool} is not installed" for tool in tools if shutil.which(tool, path=TOOL_PATH) is None), None)
 
 
 def obstacle(manager=True):

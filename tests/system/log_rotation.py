@@ -3,15 +3,13 @@
 import os
 
 from harness import bootp, peers
-from harness.case import SKIPPED, SystemTest, main, program
-from harness.database import bootptab
-from harness.service import Service
+from harness.case import main, program
+from harness.scene import MAC, Scene
 
 CONFIGURATION = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../packaging/logrotate/quillon")
-MAC = "02:00:00:00:00:17"
 
 
-class LogRotation(SystemTest):
+class LogRotation(Scene):
     def rotate(self, code=0):
         """Puts the log away, whether it is time or not."""
         with open(CONFIGURATION, encoding="utf-8") as file:
@@ -22,27 +20,24 @@ class LogRotation(SystemTest):
         self.service.write("rotation", text)
         os.chmod(self.service.path("rotation"), 0o644)
         result = self.server.run(peers.program("logrotate"), "--force", "--state", self.service.path("state"),
-                                 self.service.path("rotation"), check=False,
-                                 env=peers.environment(QUILLON_HOME=self.service.folder))
+                                 self.service.path("rotation"), check=False, env=peers.environment(QUILLON_HOME=self.service.folder))
         self.assertEqual((result.returncode, result.stdout if code == 0 else ""), (code, ""), result.stdout)
 
-    def ask(self):
-        """One request, and the trace that it leaves."""
-        self.machine.run(program("quillonctl"), "ask", MAC, "--server", "10.1.0.1", "--broadcast", check=False)
+    def expect_rotated(self):
+        """One trace each in the old log and in the new one."""
+        self.assertEqual(self.service.read("bootps.log.1").count("\r\nPacket Received:\r\n"), 1)
+        self.assertIn("Quillon service started", self.service.log())
 
     def test_the_service_writes_on_in_a_new_log(self):
-        self.server, self.machine = self.cable(MAC, "10.1.0.1/24")
-        self.machine.address("eth0", "10.1.0.9/24")
-        self.service = Service(self, self.server, bootptab({MAC: {"IP Address": "10.1.0.17", "Host Name": "first"}}))
+        self.start()
         self.ask()
         self.service.await_trace(bootp.section_name(MAC))
         self.rotate()
-        self.assertEqual(self.service.read("bootps.log.1").count("\r\nPacket Received:\r\n"), 1)
-        self.assertIn("Quillon service started", self.service.log())
         self.assertEqual(self.service.traces(), [])
+        self.expect_rotated()
         self.ask()
         self.service.await_trace(bootp.section_name(MAC))
-        self.assertEqual(self.service.read("bootps.log.1").count("\r\nPacket Received:\r\n"), 1)
+        self.expect_rotated()
         # A second time the older one is compressed; without the service that goes as well.
         self.service.stop()
         self.rotate()
@@ -50,14 +45,11 @@ class LogRotation(SystemTest):
         self.assertFalse(os.path.exists(self.service.path("bootps.log")))
 
     def test_a_refused_reload_is_reported(self):
-        self.server, self.machine = self.cable(MAC, "10.1.0.1/24")
-        self.service = Service(self, self.server, bootptab({MAC: {"IP Address": "10.1.0.17"}}))
-        self.service.write("bootptab", "[stray]\n")
+        self.start()
+        self.put_database("[stray]\n")
         self.rotate(code=1)
 
 
 if __name__ == "__main__":
-    if peers.program("logrotate") is None:
-        print(f"SKIPPED: logrotate isn't unpacked in QUILLON_PEERS ('{peers.FOLDER}')")
-        raise SystemExit(SKIPPED)
+    peers.require("logrotate")
     main()

@@ -4,13 +4,11 @@ import os
 import signal
 import subprocess
 
-from harness import bootp
-from harness.case import SystemTest, main, program
+from harness.case import main, program
 from harness.database import bootptab
+from harness.scene import MAC, Scene
 from harness.service import END_SECONDS, RELOADED, STARTED, TERMINATED, Service
-from harness.wire import Station
 
-MAC = "02:00:00:00:0f:01"
 RELOAD_FAILED = 0xC0000004
 
 
@@ -21,9 +19,8 @@ class DebugService(Service):
 
     def launch(self):
         with open(self.path("output"), "wb") as output:
-            self.process = self._namespace.start([*self.wrapper, program("quillon"), "-debug"], cwd=self.folder,
-                                                 env=self.environment(), stdin=subprocess.DEVNULL, stdout=output,
-                                                 stderr=subprocess.STDOUT)
+            self.process = self._namespace.start([*self.wrapper, program("quillon"), "-debug"], cwd=self.folder, stdout=output,
+                                                 env=self.environment(), stdin=subprocess.DEVNULL, stderr=subprocess.STDOUT)
 
 
 class ServiceAsFirstProcess(DebugService):
@@ -36,47 +33,25 @@ class ServiceAsFirstProcess(DebugService):
             os.kill(int(children.read()), number)
 
 
-class Signals(SystemTest):
-    def setUp(self):
-        self.server, machine = self.cable(MAC, "10.1.0.1/24")
-        self.station = Station(self, machine, "eth0", MAC)
+class Signals(Scene):
+    def send(self, number):
+        getattr(self.service, "signal", self.service.process.send_signal)(number)
 
-    def start(self, kind):
-        service = kind(self, self.server, bootptab({MAC: {"IP Address": "10.1.0.31"}}))
-        self.assertEqual(self.address(), "10.1.0.31")
-        return service
-
-    def address(self):
-        return self.station.ask(bootp.request(MAC)).reply.yiaddr
-
-    def send(self, service, number):
-        getattr(service, "signal", service.process.send_signal)(number)
-
-    def test_a_hang_up_reloads(self):
-        for kind in (Service, DebugService):
-            with self.subTest(kind.__name__):
-                service = self.start(kind)
-                for count in (1, 2):
-                    service.write("bootptab", bootptab({MAC: {"IP Address": f"10.1.0.{31 + count}"}}))
-                    self.send(service, signal.SIGHUP)
-                    service.await_event(RELOADED, count=count)
-                    self.assertEqual(self.address(), f"10.1.0.{31 + count}")
-                os.remove(service.path("bootptab"))
-                self.send(service, signal.SIGHUP)
-                service.await_event(RELOAD_FAILED)
-                self.assertEqual(self.address(), "10.1.0.33")
-                service.stop()
-
-    def test_an_end_in_order(self):
-        for kind in (Service, DebugService, ServiceAsFirstProcess):
-            for number in (signal.SIGINT, signal.SIGTERM):
-                with self.subTest(kind=kind.__name__, number=number):
-                    service = self.start(kind)
-                    self.send(service, number)
-                    self.assertEqual(service.process.wait(END_SECONDS), 0)
-                    numbers = service.event_numbers()
-                    self.assertEqual((numbers[0], numbers[-1], len(numbers)), (STARTED, TERMINATED, 2))
-                    self.assertIn("--- Quillon service stopped ---\r\n", service.log())
+    def test_a_hang_up_reloads_and_the_others_end_in_order(self):
+        for kind, end in ((Service, signal.SIGINT), (DebugService, signal.SIGINT), (DebugService, signal.SIGTERM),
+                          (ServiceAsFirstProcess, signal.SIGINT), (ServiceAsFirstProcess, signal.SIGTERM)):
+            with self.subTest(kind=kind.__name__, end=end):
+                self.start(kind=kind)
+                for content, event in ((bootptab({MAC: {"IP Address": "10.1.0.32"}}), RELOADED), (None, RELOAD_FAILED)):
+                    self.put_database(content)
+                    self.send(signal.SIGHUP)
+                    self.service.await_event(event)
+                    self.assertEqual(self.ask().reply.yiaddr, "10.1.0.32")
+                self.send(end)
+                self.assertEqual(self.service.process.wait(END_SECONDS), 0)
+                numbers = self.service.event_numbers()
+                self.assertEqual((numbers[0], numbers[-1], numbers.count(TERMINATED)), (STARTED, TERMINATED, 1))
+                self.assertIn("--- Quillon service stopped ---\r\n", self.service.log())
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 """The clients of the distribution, run once each, and what they say they were given."""
 
+import contextlib
 import os
 import re
 import shlex
@@ -32,19 +33,14 @@ class ClientRun:
 
     def variables(self, state):
         """What the client handed to its script in this state; None as long as it hasn't."""
-        try:
-            with open(self.path(f"env.{state}"), encoding="latin-1") as file:
-                return dict(line.rstrip("\n").split("=", 1) for line in file if "=" in line)
-        except FileNotFoundError:
-            return None
-
-    def run(self, command):
-        return self._namespace.run(*command, check=False)
+        with contextlib.suppress(FileNotFoundError), open(self.path(f"env.{state}"), encoding="latin-1") as file:
+            return dict(line.rstrip("\n").split("=", 1) for line in file if "=" in line)
+        return None
 
     def until_bound(self, command, state):
         """Runs a client that stays, until it has called its script in this state."""
-        output = open(self.path("output"), "wb")
-        process = self._namespace.start(command, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT)
+        with open(self.path("output"), "wb") as output:
+            process = self._namespace.start(command, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT)
         try:
             return wait_for(lambda: self.variables(state), CLIENT_SECONDS, f"{command[0]} in state {state}")
         except AssertionError as failure:
@@ -53,16 +49,18 @@ class ClientRun:
         finally:
             process.kill()
             process.wait()
-            output.close()
+
+
+def _given(values, address, mask, gateway, host_name, boot_file, lease):
+    """What the client was given, from the variables of these names."""
+    return {"address": values.get(address), "mask": values.get(mask), "gateway": values.get(gateway, "").strip(),
+            "host name": values.get(host_name), "boot file": values.get(boot_file), "lease": values.get(lease)}
 
 
 def udhcpc(case, namespace, interface):
     client = ClientRun(case, namespace)
-    result = client.run(["udhcpc", "-i", interface, "-f", "-q", "-n", "-t", "5", "-T", "2", "-s", client.script])
-    values = client.variables("bound")
-    case.assertIsNotNone(values, result.stdout)
-    return {"address": values.get("ip"), "mask": values.get("subnet"), "gateway": values.get("router"),
-            "host name": values.get("hostname"), "boot file": values.get("boot_file"), "lease": values.get("lease")}
+    values = client.until_bound(["udhcpc", "-i", interface, "-f", "-n", "-t", "5", "-T", "2", "-s", client.script], "bound")
+    return _given(values, "ip", "subnet", "router", "hostname", "boot_file", "lease")
 
 
 def dhclient(case, namespace, interface):
@@ -70,17 +68,13 @@ def dhclient(case, namespace, interface):
     settings = client.write("conf", "timeout 20;\nrequest subnet-mask, routers, host-name, dhcp-lease-time;\n")
     values = client.until_bound(["dhclient", "-4", "-d", "-1", "-cf", settings, "-lf", client.path("leases"),
                                  "-pf", client.path("pid"), "-sf", client.script, interface], "BOUND")
-    return {"address": values.get("new_ip_address"), "mask": values.get("new_subnet_mask"),
-            "gateway": values.get("new_routers"), "host name": values.get("new_host_name"),
-            "boot file": values.get("new_filename"), "lease": values.get("new_dhcp_lease_time")}
+    return _given(values, "new_ip_address", "new_subnet_mask", "new_routers", "new_host_name", "new_filename",
+                  "new_dhcp_lease_time")
 
 
-def bootpc(case, namespace, interface):
+def bootpc(_, namespace, interface):
     """A client of BOOTP alone: it knows no lease, and it leaves the way out to the routing table."""
-    client = ClientRun(case, namespace)
     namespace.ip("route", "add", "default", "dev", interface)
-    result = client.run(["bootpc", "--dev", interface, "--serverbcast", "--returniffail", "--timeoutwait", "15"])
+    result = namespace.run("bootpc", "--dev", interface, "--serverbcast", "--returniffail", "--timeoutwait", "15", check=False)
     values = dict(re.findall(r"^(\w+)='?(.*?)'?$", result.stdout, re.MULTILINE))
-    case.assertIn("IPADDR", values, result.stdout)
-    return {"address": values["IPADDR"], "mask": values.get("NETMASK"), "gateway": values.get("GATEWAYS", "").strip(),
-            "host name": values.get("HOSTNAME"), "boot file": values.get("BOOTFILE"), "lease": None}
+    return _given(values, "IPADDR", "NETMASK", "GATEWAYS", "HOSTNAME", "BOOTFILE", "no lease")

@@ -13,19 +13,19 @@ import subprocess
 
 _CLONE_NEWNET = 0x40000000
 _PR_SET_PDEATHSIG = 1
-_libc = ctypes.CDLL(None, use_errno=True)
+libc = ctypes.CDLL(None, use_errno=True)
 
 COMMAND_SECONDS = 20
 
 
-def _checked(result):
+def checked(result):
     if result != 0:
         error = ctypes.get_errno()
         raise OSError(error, os.strerror(error))
 
 
 def _end_with_parent():
-    _libc.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
+    libc.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
 
 
 def _current():
@@ -36,9 +36,9 @@ class Namespace:
     def __init__(self):
         home = _current()
         try:
-            _checked(_libc.unshare(_CLONE_NEWNET))
+            checked(libc.unshare(_CLONE_NEWNET))
             self._descriptor = _current()
-            _checked(_libc.setns(home, _CLONE_NEWNET))
+            checked(libc.setns(home, _CLONE_NEWNET))
         finally:
             os.close(home)
         self.ip("link", "set", "lo", "up")
@@ -55,10 +55,10 @@ class Namespace:
         """The calling thread is in the namespace for the length of the block."""
         home = _current()
         try:
-            _checked(_libc.setns(self._descriptor, _CLONE_NEWNET))
+            checked(libc.setns(self._descriptor, _CLONE_NEWNET))
             yield
         finally:
-            _checked(_libc.setns(home, _CLONE_NEWNET))
+            checked(libc.setns(home, _CLONE_NEWNET))
             os.close(home)
 
     def start(self, command, **arguments):

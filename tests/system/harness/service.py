@@ -1,5 +1,6 @@
 """The service under test: its home, its start and its end, and what it wrote."""
 
+import contextlib
 import os
 import re
 import shutil
@@ -64,11 +65,9 @@ class Home:
             file.write(content.encode("latin-1") if isinstance(content, str) else content)
 
     def read(self, name):
-        try:
-            with open(self.path(name), "rb") as file:
-                return file.read().decode("latin-1")
-        except FileNotFoundError:
-            return ""
+        with contextlib.suppress(FileNotFoundError), open(self.path(name), "rb") as file:
+            return file.read().decode("latin-1")
+        return ""
 
     def environment(self, **more):
         return {**os.environ, "QUILLON_HOME": self.folder, **more}
@@ -118,11 +117,11 @@ class Service(Home):
 
     def await_event(self, number, seconds=10, count=1):
         def probe():
-            if self.event_numbers().count(number) >= count:
-                return True
-            if self.process.poll() is not None:
-                raise AssertionError(f"the service ended with {self.process.returncode}:\n{self.report()}")
-            return False
+            ended = self.process.poll()
+            found = self.event_numbers().count(number) >= count
+            if ended is not None and not found:
+                raise AssertionError(f"the service ended with {ended}:\n{self.report()}")
+            return found
         wait_for(probe, seconds, f"event 0x{number:08X}; there is:\n{self.report()}")
 
     def await_log(self, text, seconds=10, count=1):
@@ -131,7 +130,8 @@ class Service(Home):
     def await_trace(self, hardware, count=1, seconds=10):
         """The trace blocks for a hardware address, once there are as many as asked for."""
         def probe():
-            found = [trace for trace in self.traces() if trace.get("Hardware address", "").startswith(hardware)]
+            found = [trace for trace in self.traces()
+                     if trace.get("Hardware address", "").startswith(hardware) and "Reply status" in trace]  # it is whole
             return found if len(found) >= count else None
         return wait_for(probe, seconds, f"{count} traces for {hardware}; the log:\n{self.log()}")
 
