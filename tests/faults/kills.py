@@ -106,8 +106,14 @@ class Kills(Scene):
             self.expect_whole_files()
         self.expect_service(self.launch(), 0)
 
-    def test_during_reloads(self):
+    def test_during_reloads_and_log_writes(self):
         for number in range(ROUNDS):
+            process = self.launch()
+            self.expect_service(process, number)
+            for _ in range(30):
+                self.ask()
+            self.kill(process, 0.003)
+            self.expect_whole_files()
             process = self.launch()
             self.expect_service(process, number)
             self.home.write("bootptab", edition(number + 1))  # what is on the disk counts at the next start
@@ -115,15 +121,6 @@ class Kills(Scene):
             self.kill(process, 0.005)
             self.expect_whole_files()
         self.expect_service(self.launch(), ROUNDS)
-
-    def test_during_log_writes(self):
-        for _ in range(ROUNDS):
-            process = self.launch()
-            self.expect_service(process, 0)
-            for _ in range(30):
-                self.ask()
-            self.kill(process, 0.003)
-            self.expect_whole_files()
 
     def quillon(self, *words):
         return subprocess.run([program("quillon"), *words], env=self.home.environment(), stdout=subprocess.PIPE,

@@ -75,9 +75,8 @@ void AnswerClient(const std::string& path, const std::vector<std::vector<std::ui
     const auto address = LocalSocketAddress(path);
     const Descriptor listener(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     unlink(path.c_str());
-    expect(bind(listener.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0 &&
-               listen(listener.Get(), 8) == 0,
-           "a service listens");
+    const int bound = bind(listener.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address);
+    expect(bound == 0 && listen(listener.Get(), 8) == 0, "a service listens");
     const auto& message = messages.front();
     std::thread service([&] {
         const Descriptor client(accept4(listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));

@@ -96,8 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             break;
         case 2: {
             LinkFacts link;
-            const auto socket = NetlinkSocket::Open();
-            ReadLink(*socket, 2, link);
+            ReadLink(*NetlinkSocket::Open(), 2, link);
             break;
         }
         case 3: {
@@ -109,11 +108,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 4:
             table.IsOnLink(key, 0x0100000A);
             break;
-        default: {
-            LocalInterfaces interfaces;
-            interfaces.Find(0x0100000A);
-            break;
-        }
+        default:
+            LocalInterfaces().Find(0x0100000A);
     }
     return 0;
 }

@@ -2,7 +2,6 @@
 // the trace.
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -59,8 +58,8 @@ unsigned Settings;
 
 int AddEntry(const char* local, const char* client, const char* media, const unsigned char*, int,
              const char*) {
-    expect(std::strlen(local) < 16 && std::strlen(client) < 16, "addresses are addresses");
-    expect(std::strlen(media) < 100, "a media address has its bounds");
+    expect(std::strlen(local) < 16 && std::strlen(client) < 16 && std::strlen(media) < 100,
+           "addresses have their bounds");
     return (Settings & EntryMade) != 0 ? ArpAddCreated : ArpAddFailed;
 }
 
@@ -99,18 +98,14 @@ class Fixture {
         }
     }
 
+    // What was written since the last call.
     std::string NewTrace() {
-        struct stat found {};
-        fstat(log_, &found);
-        const auto before = std::min(logEnd_, found.st_size);
-        std::string trace(static_cast<std::size_t>(found.st_size - before), '\0');
-        expect(pread(log_, trace.data(), trace.size(), before) == found.st_size - before, "the log is read");
+        const off_t end = lseek(log_, 0, SEEK_END);
+        std::string trace(static_cast<std::size_t>(end - std::min(logEnd_, end)), '\0');
+        expect(pread(log_, trace.data(), trace.size(), std::min(logEnd_, end)) == std::ssize(trace),
+               "the log is read");
+        logEnd_ = end;
         return trace;
-    }
-    void NoteLogEnd() {
-        struct stat found {};
-        fstat(log_, &found);
-        logEnd_ = found.st_size;
     }
 
     SOCKET server = 0;
@@ -151,14 +146,11 @@ RequestContext ContextOf(const Fixture& fixture, const std::uint8_t* data, std::
 }
 
 void ExpectDestination(const sockaddr_in& to, const BootPacket* request, const BootPacket* reply) {
-    const std::uint32_t giaddr = request->giaddr == IpAddress{} ? 0 : 1;
     IpAddress address;
     std::memcpy(&address, &to.sin_addr, sizeof address);
-    const bool isBroadcast = address == IpAddress{{255, 255, 255, 255}};
-    if (giaddr != 0)
-        expect(address == request->giaddr || isBroadcast, "a relayed reply goes to its relay");
-    else
-        expect(address == reply->yiaddr || isBroadcast, "a reply goes to its client");
+    const IpAddress& due = request->giaddr == IpAddress{} ? reply->yiaddr : request->giaddr;
+    expect(address == due || address == IpAddress{{255, 255, 255, 255}},
+           "a reply goes to its relay, else to its client");
     const int port = ntohs(to.sin_port);
     expect(port == 67 || port == 68 || port == 1068, "the port is one of the protocol's, or the client's");
 }
@@ -169,12 +161,6 @@ bool BeginsAKnownAddress(const BootPacket& request) {
     return std::equal(KnownPrefix, KnownPrefix + prefix, request.chaddr) &&
            (request.hlen <= sizeof KnownPrefix ||
             (request.chaddr[5] >= FirstKnown && request.chaddr[5] <= LastKnown));
-}
-
-void ExpectSoundTrace(const std::string& trace) {
-    expect(!trace.empty() && trace.size() <= TraceSize, "a trace has its size");
-    expect(trace.ends_with("\r\n") || trace.size() == TraceSize, "a trace ends its line");
-    expect(trace.find('\0') == std::string::npos, "a trace is text");
 }
 
 }  // namespace
@@ -205,7 +191,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Captured.clear();
     fixture.Use(Settings & 3);
     BoundCount = (Settings & TwoInterfaces) != 0 ? 2 : 1;
-    fixture.NoteLogEnd();
+    fixture.NewTrace();
     const RequestContext context = ContextOf(fixture, request.data(), request.size());
     const auto length = static_cast<std::size_t>(context.length);
     if (IsReloadRequest(context.packet)) {  // the listener keeps it for itself
@@ -227,6 +213,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                          asked->chaddr[5] == PlainClient);
         ExpectDestination(sent.to, asked, reinterpret_cast<const BootPacket*>(sent.data.data()));
     }
-    ExpectSoundTrace(fixture.NewTrace());
+    const std::string trace = fixture.NewTrace();
+    expect(!trace.empty() && trace.size() <= TraceSize, "a trace has its size");
+    expect(trace.ends_with("\r\n") || trace.size() == TraceSize, "a trace ends its line");
+    expect(trace.find('\0') == std::string::npos, "a trace is text");
     return 0;
 }

@@ -3,8 +3,7 @@
 import os
 
 from harness.case import SystemTest, main, program
-from harness.scene import ONE_CLIENT
-from harness.service import END_SECONDS, PARAMETERS, TERMINATED, Home, Service
+from harness.service import END_SECONDS, PARAMETERS, Home
 
 USAGE = "\nQuillon command line switches:\n\n-install\n-remove\n-version\n"
 INSTALLED = "Quillon service successfully installed\r\n"
@@ -58,13 +57,6 @@ class CommandLine(SystemTest):
         self.assertIn(r"Services\Quillon\Parameters]", registry)
         self.assertNotIn(r"EventLog\Application\Quillon]", registry)
         self.assertFalse(os.path.exists(unit))
-
-    def test_an_installed_service_runs_until_it_is_removed(self):
-        service = Service(self, self.network(), ONE_CLIENT, installed=True)
-        self.assertEqual(service.log(), "")  # an installation leaves the log off
-        self.assertEqual(self.quillon(service, "-remove"), (0, "Stopping the Quillon service...\n" + REMOVED))
-        self.assertEqual(service.process.wait(END_SECONDS), 0)
-        self.assertEqual(service.event_numbers()[-1], TERMINATED)
 
 
 if __name__ == "__main__":

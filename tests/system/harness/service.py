@@ -44,18 +44,14 @@ def registry_text(parameters):
 
 
 class Home:
-    """A folder for one instance, which goes with the test. `installed`: its registry is what -install writes."""
+    """A folder for one instance, which goes with the test."""
 
-    def __init__(self, case, database="", installed=False, **parameters):
+    def __init__(self, case, database="", **parameters):
         self.folder = tempfile.mkdtemp(prefix="quillon-")
         case.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.parameters = {**PARAMETERS, **parameters}
         self.write("bootptab", database)
-        if installed:
-            subprocess.run([program("quillon"), "-install"], env=self.environment(), check=True, stdout=subprocess.DEVNULL,
-                           timeout=END_SECONDS)
-        else:
-            self.write("registry.reg", registry_text(self.parameters))
+        self.write("registry.reg", registry_text(self.parameters))
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -97,8 +93,8 @@ class Home:
 class Service(Home):
     """Runs the program as a service manager would, and sees to an end in order when the test is over."""
 
-    def __init__(self, case, namespace, database, installed=False, **parameters):
-        super().__init__(case, database, installed, **parameters)
+    def __init__(self, case, namespace, database, **parameters):
+        super().__init__(case, database, **parameters)
         self._namespace = namespace
         self._manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self._manager.bind(self.path("notify"))
