@@ -36,7 +36,8 @@ def make(folder, sources, options):
     # Namespaces of its own: whatever becomes of it, no mount of its stays on this system.
     command = ["setpriv", "--pdeathsig", "KILL", "unshare", "--mount", "--pid", "--fork", "--kill-child",
                "mmdebstrap", "--mode=root", "--format=directory", "--variant=essential", f"--include={','.join(PACKAGES)}",
-               *(f"--aptopt={option}" for option in options), *lines_of("sh", "-c", ". /etc/os-release; echo $VERSION_CODENAME"), folder, "-"]
+               *(f"--aptopt={option}" for option in options),
+               *lines_of("sh", "-c", ". /etc/os-release; echo $VERSION_CODENAME"), folder, "-"]
     proxies = {name: value for name, value in os.environ.items() if name.lower().endswith("_proxy")}
     subprocess.run(command, check=True, env={"PATH": TOOL_PATH, "LC_ALL": "C.UTF-8", **proxies}, text=True,
                    input="\n".join(sources) + "\n", timeout=LIMIT_SECONDS)

@@ -20,7 +20,8 @@ class LogRotation(Scene):
         self.service.write("rotation", text)
         os.chmod(self.service.path("rotation"), 0o644)
         result = self.server.run(peers.program("logrotate"), "--force", "--state", self.service.path("state"),
-                                 self.service.path("rotation"), check=False, env=peers.environment(QUILLON_HOME=self.service.folder))
+                                 self.service.path("rotation"), check=False,
+                                 env=peers.environment(QUILLON_HOME=self.service.folder))
         self.assertEqual((result.returncode, result.stdout if code == 0 else ""), (code, ""), result.stdout)
 
     def expect_rotated(self):
