@@ -248,7 +248,7 @@ bool AllAre(At at, const State& state) {
 
 // Called out of the line, and hasn't looked yet.
 bool IsOnItsWay(const Thread& thread) {
-    const bool isInLine = thread.at == At::Sleep || thread.at == At::LockToLeave || thread.at == At::Leave;
+    const bool isInLine = thread.at == At::Sleep || thread.at == At::Leave;
     return thread.at == At::LookWoken || (isInLine && thread.told == Told::ToLook);
 }
 

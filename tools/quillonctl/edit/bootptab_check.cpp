@@ -1,12 +1,12 @@
 #include "quillonctl/edit/bootptab_check.h"
 
+#include <stdlib.h>
+
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <stdexcept>
-
-#include <stdlib.h>
+#include <string_view>
 
 #include "quillonctl/check/database_check.h"
 
@@ -52,8 +52,13 @@ std::vector<Finding> ErrorsOf(const std::string& path, const std::string& text) 
 
 // Without the numbers of lines, which an edit moves.
 std::string Lasting(const Finding& finding) {
-    static const std::regex lines("line [0-9]+");
-    return std::regex_replace(finding.text, lines, "line");
+    constexpr std::string_view Mark = "line ";
+    std::string text = finding.text;
+    for (std::size_t at = text.find(Mark); at != std::string::npos; at = text.find(Mark, at)) {
+        at += Mark.size();
+        text.erase(at, text.find_first_not_of("0123456789", at) - at);
+    }
+    return text;
 }
 
 }  // namespace
