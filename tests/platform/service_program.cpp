@@ -20,6 +20,7 @@ void Report(DWORD state, DWORD exitCode = 0, DWORD waitHint = 0) {
     status.dwCurrentState = currentState = state;
     status.dwControlsAccepted =
         state == SERVICE_START_PENDING ? 0 : SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PAUSE_CONTINUE;
+    if (behaviour == "no-pause") status.dwControlsAccepted &= ~SERVICE_ACCEPT_PAUSE_CONTINUE;
     status.dwWin32ExitCode = exitCode;
     status.dwServiceSpecificExitCode = exitCode != 0 ? 11 : 0;
     status.dwWaitHint = waitHint;

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -122,15 +123,17 @@ TEST_F(EditCommandTest, RefusesWhatWouldMakeItWorse) {
 
 TEST_F(EditCommandTest, ReloadsTheServiceOfItsHome) {
     std::string sent;
-    LoopbackServer server([&](const LoopbackServer::Datagram& datagram) {
+    std::optional<LoopbackServer> server;
+    server.emplace([&](const LoopbackServer::Datagram& datagram) {
         sent.assign(datagram.begin(), datagram.end());
         const std::string answer("RELOAD ACK\0", 11);
         return std::vector<LoopbackServer::Datagram>{{answer.begin(), answer.end()}};
     });
-    std::ofstream(folder_.Path("services")) << "bootp " << server.Port() << "/udp\n";
+    std::ofstream(folder_.Path("services")) << "bootp " << server->Port() << "/udp\n";
     const CommandResult result = Run({"set", "00-a0-00-00-00-01", "--host-name", "pc", "--reload"});
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_THAT(result.output, HasSubstr("Reload acknowledged by 127.0.0.1"));
+    server.reset();  // its thread wrote the text
     EXPECT_EQ(sent.substr(0, 10), "RELOAD REQ");
 }
 
