@@ -194,15 +194,28 @@ class Traffic:
     def _post(self, data, address):
         """To an address by way of the relay's socket; to None as a machine without an address sends it."""
         self._sent_cost += 2 * len(data) + 1024  # about what it costs the receiver's buffer
+        if address is None or address == "255.255.255.255":
+            source, sending = self._station, [frame(data[:1400], source_mac=_STATION_MAC, mac="ff:ff:ff:ff:ff:ff", source="0.0.0.0",
+                                                    address="255.255.255.255", source_port=68, port=67)]
+        else:
+            source, sending = self._relay, [data, (address, 67)]
         try:
-            if address is None or address == "255.255.255.255":
-                self._station.send(frame(data[:1400], source_mac=_STATION_MAC, mac="ff:ff:ff:ff:ff:ff", source="0.0.0.0",
-                                         address="255.255.255.255", source_port=68, port=67))
-            else:
-                self._relay.sendto(data, (address, 67))
+            self._send_patiently(source, sending)
         except OSError as error:
             if not self._window:
                 raise AssertionError(f"the load can't send: {error}") from error
+
+    @staticmethod
+    def _send_patiently(source, sending):
+        """The socket's own buffer may be full for a moment."""
+        send = source.sendto if len(sending) == 2 else source.send
+        for _ in range(10):
+            try:
+                send(*sending)
+                return
+            except BlockingIOError:
+                select.select([], [source], [], 0.5)
+        send(*sending)
 
     def _hostile(self):
         dice = self._dice
