@@ -3,7 +3,7 @@
 
 #include "platform/windows_api.h"
 
-// Writes `text`, as it is, at the end of `file`, holding `mutex`. Answers 1 if it was written; 0 if the mutex
+// Writes `text`, as it is, at the end of `file`, holding `mutex`. Returns 1 if it was written; 0 if the mutex
 // could not be had within `milliseconds` or the write failed, and the text is lost then. `file` may be null:
 // nothing is written.
 int WriteLogLine(const char* text, HANDLE file, HANDLE mutex, DWORD milliseconds);

@@ -79,12 +79,12 @@ void ReadRequest(RequestInHand* request) {
     trace.siaddr = packet->siaddr;
     trace.cookie = packet->cookie;
     std::memcpy(trace.serverName, packet->sname, sizeof packet->sname);
-    if (request->parameters().LogHandle == nullptr) return;  // nobody will read the times
+    if (request->parameters().LogHandle == nullptr) return;  // no one will read the times
     _strtime(trace.time);
     _strdate(trace.date);
 }
 
-// A client may name its server by a prefix of the host name, or by the host name and more behind it.
+// A client may name its server by a prefix of the host name, or by the host name and more after it.
 bool IsThisServer(const char* serverName) {
     const std::size_t compared = std::min(std::strlen(serverName), std::strlen(HostName));
     return *serverName == '\0' || _strnicmp(serverName, HostName, compared) == 0;

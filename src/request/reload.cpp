@@ -20,7 +20,7 @@ constexpr char ReloadRefused[] = "RELOAD NACK";
 constexpr DWORD ListWait = 3000;
 
 // The load closes the log that it is handed. It gets handles of its own: those of the live record go on
-// serving the requests that are under way, and everybody if the load fails.
+// serving the requests that are under way, and everyone if the load fails.
 ServerParameters CarriedParameters() {
     ServerParameters fresh = {};
     fresh.LogHandle = DuplicateOwnHandle(LiveParameters.LogHandle);

@@ -24,7 +24,7 @@ void ReportArpFailure(const Delivery& delivery, const char* clientText, const ch
     LogEventText(EVENT_ERROR_TEXT, text, delivery.parameters->LogLevel);
 }
 
-// Answers what the helper answered.
+// Returns what the helper returned.
 int PrimeArp(const Delivery& delivery) {
     const BootPacket& packet = *delivery.context->packet;
     char localText[AddressTextSize];

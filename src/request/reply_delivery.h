@@ -44,5 +44,5 @@ struct Delivery {
 // Needs no lock.
 DeliveryOutcome DeliverReply(const Delivery& delivery);
 
-// One sendto. Answers 1, or 0 after reporting the failure under the live record's LogLevel.
+// One sendto. Returns 1, or 0 after reporting the failure under the live record's LogLevel.
 int SendReply(SOCKET socket, const BootPacket* packet, LONG length, const sockaddr_in& destination);

@@ -16,7 +16,7 @@ struct Generation {
 namespace {
 
 // Between reading CurrentGeneration and counting a use of it, its last user must not let go: that takes this
-// lock, for everybody but the listener, who alone changes it.
+// lock, for all but the listener, who alone changes it.
 std::mutex GenerationLock;
 std::atomic<Generation*> CurrentGeneration;
 unsigned GenerationsAlive;

@@ -2,8 +2,8 @@
 //
 // A load builds a record with a heap, a client list, a catalogue, a log file and its mutex. Installed, it
 // becomes the current generation, which never changes any more. A request pins the current one for its
-// length; a reload installs the next one and lets go of the old. Whoever lets go last releases it, so nobody
-// waits for anybody's end, and nobody touches what has gone. Every function may be called from any thread.
+// length; a reload installs the next one and lets go of the old. Whoever lets go last releases it, so no one
+// waits for anybody's end, and no one touches what has gone. Every function may be called from any thread.
 #pragma once
 
 #include "service/server_parameters.h"
@@ -14,7 +14,7 @@ struct Generation;
 // memory: the record is the caller's as before.
 Generation* MakeGeneration(ServerParameters* record);
 
-// Makes `generation` the current one and its record the live record. Answers the generation before it, with
+// Makes `generation` the current one and its record the live record. Returns the generation before it, with
 // the use that being current was; null at the start.
 Generation* InstallGeneration(Generation* generation);
 
@@ -31,7 +31,7 @@ const ServerParameters& RecordOf(const Generation* generation);
 // Waits until every generation has been released; false if some are still in use after `milliseconds`.
 bool WaitForGenerations(DWORD milliseconds);
 
-// Releases what hangs on a record that was never installed, or of a generation that nobody uses any more: the
+// Releases what hangs on a record that was never installed, or of a generation that no one uses any more: the
 // entries' mutexes, the heap, the log file and its mutex. The helper library stays loaded.
 void ReleaseParameters(ServerParameters* record);
 

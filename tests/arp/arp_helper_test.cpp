@@ -168,7 +168,7 @@ TEST_F(ArpHelperTest, RefusesWhatCannotHelp) {
         {.mac = "02-00-00-00-00-50-60"},  // longer
         {.mac = "nonsense"},
         {.mac = ""},
-        {.local = "10.1.0.3"},  // nobody's address
+        {.local = "10.1.0.3"},  // no one's address
         {.local = "10.5.0.1"},  // leaves by another interface
         {.local = "x"},
         {.client = "10.9.0.1"},    // no way there

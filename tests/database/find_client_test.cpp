@@ -84,7 +84,7 @@ TEST_F(FindClientTest, FixedFieldsOfTheReply) {
     reply->op = NoBroadcast;
     reply->yiaddr = {{10, 0, 0, 17}};
     reply->siaddr = TestServer;
-    std::memcpy(reply->file, "lab-new.img", 12);  // what the request had behind the NUL stays
+    std::memcpy(reply->file, "lab-new.img", 12);  // what the request had after the NUL stays
     reply->cookie = {{0x63, 0x82, 0x53, 0x63}};
     EXPECT_EQ(datagram.Range(0, 240), expected.Range(0, 240));
     EXPECT_EQ(datagram.Range(240, 246), (Bytes{1, 4, 255, 255, 255, 0}));

@@ -9,7 +9,7 @@
 
 namespace {
 
-// An image with `room` bytes for options and nothing behind them, and a catalogue of one key, "k".
+// An image with `room` bytes for options and nothing after them, and a catalogue of one key, "k".
 struct Image {
     Bytes block;
     OptionDefinition catalogue[2] = {};

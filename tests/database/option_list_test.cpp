@@ -42,7 +42,7 @@ TEST(OptionList, WalksStopAtTheTagTheEndMarkAndTheEnd) {
     EXPECT_EQ(at(53, 6), 5);             // present without its length
     EXPECT_EQ(at(53, 5), -1);
     EXPECT_EQ(at(1, bytes.size()), 8);
-    EXPECT_EQ(at(50, bytes.size()), -1);  // behind the end mark
+    EXPECT_EQ(at(50, bytes.size()), -1);  // after the end mark
     EXPECT_EQ(at(255, bytes.size()), -1);
     EXPECT_EQ(at(53, bytes.size(), PadRule::Options), -1);  // the pad counts as an option of twelve bytes
     EXPECT_FALSE(FindOption({bytes.data() + 1, bytes.data()}, 12));

@@ -42,7 +42,7 @@ bool IsRequest(const std::vector<std::uint8_t>& message) {
     return request.mark == ControlMark;
 }
 
-// One client says all of it, a second one asks after each: nobody is in anybody's way.
+// One client says all of it, a second one asks after each: no one is in anybody's way.
 void SpeakToServer(ControlServer& server, const std::string& path,
                    const std::vector<std::vector<std::uint8_t>>& messages) {
     int carriedOut = 0;
@@ -83,7 +83,7 @@ void AnswerClient(const std::string& path, const std::vector<std::vector<std::ui
         ControlRequest request;
         expect(recv(client.Get(), &request, sizeof request, 0) == sizeof request, "the client asks");
         send(client.Get(), message.data(), message.size(), MSG_NOSIGNAL);
-        shutdown(listener.Get(), SHUT_RDWR);  // who asks again finds nobody
+        shutdown(listener.Get(), SHUT_RDWR);  // who asks again finds no one
     });
     DWORD error = 0;
     const auto reply = AskService(path, ControlQuery, error, std::chrono::milliseconds(200));

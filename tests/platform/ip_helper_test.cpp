@@ -15,7 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr DWORD kPromised = 2000;  // milliseconds within which a change is told
+constexpr DWORD kPromised = 2000;  // milliseconds within which a change is reported
 constexpr DWORD kQuiet = 200;
 
 // A machine of its own with one link, link0, and no address but loopback's.
@@ -102,7 +102,7 @@ TEST_F(IpHelperTest, ChangesAreToldOncePerArming) {
         Addresses(FALSE);
     }
 
-    // What happens while nothing is armed, after the table was read, is told by the next arming.
+    // What happens while nothing is armed, after the table was read, is reported by the next arming.
     Shell("ip addr add 10.2.0.2/24 dev link0");
     std::this_thread::sleep_for(std::chrono::milliseconds(kQuiet));
     ASSERT_EQ(arm(event), ERROR_IO_PENDING);
@@ -123,7 +123,7 @@ TEST_F(IpHelperTest, ChangesAreToldOncePerArming) {
     Shell("ip addr add 10.3.0.1/24 dev link0 && ip addr del 10.3.0.1/24 dev link0");
     EXPECT_TRUE(isTold(event, kPromised));
 
-    // An event that is closed before its notice harms nobody, and all that are armed are told.
+    // An event that is closed before its notice harms no one, and all that are armed are reported.
     const HANDLE closed = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     const HANDLE second = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     Addresses(FALSE);

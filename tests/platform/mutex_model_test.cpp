@@ -125,7 +125,7 @@ class Step {
     Word Abandoned() const { return thread_.abandons ? AbandonedMark : 0; }
 
     // Taking the lock and what comes first under it are one step: the lock is taken no sooner than it is
-    // needed, and nobody sees a lock under which nothing has been done yet.
+    // needed, and no one sees a lock under which nothing has been done yet.
     bool UnderLock(void (Step::*first)()) {
         if (state_.lockedBy != kNone) return false;
         state_.lockedBy = self_;

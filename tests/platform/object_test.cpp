@@ -114,7 +114,7 @@ TEST(ObjectTest, AMutexMayBeClosedWhileAnotherThreadOwnsIt) {
         CloseHandle(each);
 }
 
-// A mutex lies where its first handle has its place: nobody else may get that while a second handle leads
+// A mutex lies where its first handle has its place: no one else may get that while a second handle leads
 // there.
 TEST(ObjectTest, AMutexOutlivesItsFirstHandle) {
     const HANDLE first = CreateMutexA(nullptr, TRUE, nullptr);

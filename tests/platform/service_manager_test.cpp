@@ -94,7 +94,7 @@ TEST_F(ServiceManagerTest, AManagerThatReadsNothingStopsNothing) {
         ASSERT_EQ(Ask(SERVICE_CONTROL_PAUSE), (Answer{0, SERVICE_PAUSED}));
         ASSERT_EQ(Ask(SERVICE_CONTROL_CONTINUE), (Answer{0, SERVICE_RUNNING}));
     }
-    manager_.reset();  // and now nobody is there at all
+    manager_.reset();  // and now no one is there at all
     EXPECT_EQ(Ask(SERVICE_CONTROL_PAUSE), (Answer{0, SERVICE_PAUSED}));
     Signal(SIGINT);
     EXPECT_EQ(AwaitEnd(), 0);

@@ -210,7 +210,7 @@ TEST_F(SocketTest, ClosingWakesWhoeverWaits) {
 }
 
 // What a rebind does while requests are answered: the address is free as soon as closesocket has returned,
-// and nobody reaches a socket that isn't his.
+// and no one reaches a socket that isn't his.
 TEST_F(SocketTest, AddressIsFreeOnceClosedWhileOthersUseIt) {
     std::atomic<SOCKET> current{OpenBound("127.0.0.1", kPort)};
     std::atomic<bool> done{false};

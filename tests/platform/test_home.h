@@ -18,7 +18,7 @@ class TestHome {
 
     std::string Path(const std::string& name) const { return folder_.Path(name); }
 
-    // Answers its path.
+    // Returns its path.
     std::string Write(const std::string& name, std::string_view text) const {
         std::ofstream file(Path(name), std::ios::binary);
         file << text;

@@ -132,7 +132,7 @@ TEST_F(Binding, AListWithoutAnAddressIsReportedByItsText) {
                 testing::ElementsAre("0xC0000022", "0xC000000B", "0xC0000022", "0xC000000B", "0xC000000B"));
 }
 
-// The block ends right behind the packet, so that the sanitizer sees a read behind it.
+// The block ends right after the packet, so that the sanitizer sees a read behind it.
 struct Reply {
     std::vector<std::uint8_t> bytes;
 

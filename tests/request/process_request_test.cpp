@@ -155,7 +155,7 @@ TEST_F(WholeRequest, EachWayToNoReplyHasItsStatus) {
         EXPECT_EQ(Traced("Packet type"), "Not available");
     }
     EXPECT_EQ(home.EventNumbers().back(), "0x8000001B");
-    // A client without an address, and one behind the cache whose section is malformed.
+    // A client without an address, and one after the cache whose section is malformed.
     home.WriteRegistry(
         {"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1", "\"CacheSize\"=dword:1"});
     home.Write("bootptab",

@@ -279,7 +279,7 @@ TEST_F(ParameterLoad, TheKeysThatAreMissingHaveTheirOwnAnswers) {
     EXPECT_EQ(record.StaticArpTimeout, 2000u);
 }
 
-// The texts have 260 bytes with their NUL. What is there and can't be used is told; it counts as missing.
+// The texts have 260 bytes with their NUL. What is there and can't be used is reported; it counts as missing.
 TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
     const std::string longest(259, 'x');
     const struct {

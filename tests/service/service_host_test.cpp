@@ -134,7 +134,7 @@ TEST_F(ServiceHost, GoesThroughItsStates) {
     const struct {
         const char* control;
         const char* state;
-        const char* notification;  // null if the manager is told nothing new
+        const char* notification;  // null if the manager is reported nothing new
         bool answers;
     } steps[] = {
         {"interrogate", "RUNNING", nullptr, true}, {"continue", "RUNNING", nullptr, true},

@@ -100,7 +100,7 @@ TEST_F(ReloadCommandTest, AsksTheJournalWhereThereIsNoHome) {
 TEST_F(ReloadCommandTest, FindsTheServiceOfTheHome) {
     LoopbackServer server([&](const Datagram&) { return std::vector<Datagram>{Ack}; });
     Append("services", "bootp " + server.Port() + "/udp\n");
-    // Nobody listens on the address that the parameters name.
+    // No one listens on the address that the parameters name.
     Append("registry.reg",
            "Windows Registry Editor Version 5.00\n\n"
            "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Quillon\\Parameters]\n"

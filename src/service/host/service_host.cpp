@@ -56,8 +56,7 @@ void ContinueService() {
     if (ReportStateChange(SERVICE_PAUSED, SERVICE_RUNNING)) Thaw();
 }
 
-// Answers the handle of the first daemon thread, or null if a step failed, with the manager told or not to be
-// told.
+// Returns the handle of the first daemon thread, or null if a step failed.
 HANDLE BeginService() {
     if (!ReportServiceStatus(SERVICE_START_PENDING, NO_ERROR, 1, 3000)) return nullptr;
     StopEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);

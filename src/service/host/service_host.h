@@ -3,7 +3,7 @@
 
 #include "platform/windows_api.h"
 
-// The entry of the program: a switch in argv[1], or none for the service manager. Answers the exit code.
+// The entry of the program: a switch in argv[1], or none for the service manager. Returns the exit code.
 int ProgramMain(int argc, char* argv[]);
 
 // The service's entry, called by the dispatcher on a thread of its own. Returns when the service has ended.

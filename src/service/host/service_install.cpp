@@ -72,7 +72,7 @@ bool IsStopped(SC_HANDLE service, bool* stopped) {
     return true;
 }
 
-// Answers null, or why the service can't be removed.
+// Returns null, or why the service can't be removed.
 const char* Remove(SC_HANDLE manager) {
     if (manager == nullptr) return "Invalid SCM handle";
     const ServiceHandle service(OpenServiceA(manager, ServiceName, SERVICE_ALL_ACCESS));

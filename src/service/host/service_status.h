@@ -13,7 +13,7 @@ extern HANDLE StopEvent;                        // manual-reset; set as the last
 extern std::atomic<SERVICE_STATUS_HANDLE> ServiceStatusHandle;
 
 // Reports a state; stop, pause and continue are accepted in every one but START_PENDING. May be called from
-// any thread. Answers 0 if the manager can't be told: the service then stops as on a stop control, and
+// any thread. Returns 0 if the manager can't be reached: the service then stops as on a stop control, and
 // non-zero otherwise.
 int ReportServiceStatus(DWORD state, DWORD exitCode, DWORD checkPoint, DWORD waitHint);
 

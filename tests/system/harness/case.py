@@ -19,7 +19,7 @@ def program(name):
 
 
 def wait_for(probe, seconds, what):
-    """Calls `probe` until it answers something true, and answers that. Too late is a failed test."""
+    """Calls `probe` until it returns something true, and returns that. Too late is a failed test."""
     deadline = time.monotonic() + seconds
     while True:
         answer = probe()

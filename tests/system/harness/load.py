@@ -65,7 +65,7 @@ class Load:
         self._thread.start()
 
     def finish(self):
-        """Takes the answers that are still on their way, and answers everything that was wrong."""
+        """Takes the answers that are still on their way, and returns everything that was wrong."""
         self._stop.set()
         self._thread.join()
         self._socket.close()

@@ -25,7 +25,7 @@ BOOL WINAPI ReportEventA(HANDLE log, WORD type, WORD category, DWORD number, PVO
                          DWORD dataSize, LPCSTR* strings, LPVOID data);
 
 // The system's text for an error number, in a buffer that LocalFree releases (flags 0x1100) or in the
-// caller's (0x1000). It is a sentence without a line end. Answers its length; 0 with ERROR_MR_MID_NOT_FOUND
+// caller's (0x1000). It is a sentence without a line end. Returns its length; 0 with ERROR_MR_MID_NOT_FOUND
 // (317) if the system has no text.
 DWORD WINAPI FormatMessageA(DWORD flags, LPCVOID source, DWORD message, DWORD language, LPSTR buffer,
                             DWORD size, void* arguments);

@@ -30,12 +30,12 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LP
 // and then the last error isn't 0.
 DWORD WINAPI GetFileSize(HANDLE file, LPDWORD high);
 
-// Makes a path absolute, without `.` and `..`. Answers the length without the NUL, or the size needed with
+// Makes a path absolute, without `.` and `..`. Returns the length without the NUL, or the size needed with
 // it and ERROR_FILENAME_EXCED_RANGE; 0 on failure.
 DWORD WINAPI GetFullPathNameA(LPCSTR path, DWORD size, LPSTR buffer, LPSTR* filePart);
 
-// The path of the program, for a null module, or of a loaded library. Answers its length; a path that doesn't
-// fit is cut, and the answer is `size` with ERROR_INSUFFICIENT_BUFFER.
+// The path of the program, for a null module, or of a loaded library. Returns its length; a path that doesn't
+// fit is cut, and the result is `size` with ERROR_INSUFFICIENT_BUFFER.
 DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size);
 
 void WINAPI GetLocalTime(LPSYSTEMTIME time);

@@ -19,11 +19,11 @@ struct MIB_IPADDRTABLE {
 };
 using PMIB_IPADDRTABLE = MIB_IPADDRTABLE*;
 
-// One row per IPv4 address, in the system's order or by address if sorted. Answers 0, or 122 with the needed
+// One row per IPv4 address, in the system's order or by address if sorted. Returns 0, or 122 with the needed
 // size in bytes in `size`, or another error number.
 DWORD WINAPI GetIpAddrTable(PMIB_IPADDRTABLE table, ULONG* size, BOOL sorted);
 
-// Signals overlapped->hEvent once at the next change of the table; answers 997 (ERROR_IO_PENDING) when it is
+// Signals overlapped->hEvent once at the next change of the table; returns 997 (ERROR_IO_PENDING) when it is
 // armed. A change that came after the last GetIpAddrTable of the process is signalled at once, so that
 // nothing is missed between reading the table and arming again; what changed before the first arming is not
 // told. The event may be closed before: the notice is then dropped. `handle` is set to null, there is nothing

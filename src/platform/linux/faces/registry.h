@@ -26,7 +26,7 @@ inline constexpr DWORD REG_EXPAND_SZ = 2;
 inline constexpr DWORD REG_BINARY = 3;
 inline constexpr DWORD REG_DWORD = 4;
 
-// All answer 0 or an error number: 2 for a missing key or value, 234 for a buffer that is too small (with the
+// All return 0 or an error number: 2 for a missing key or value, 234 for a buffer that is too small (with the
 // needed size), 5 for deleting a key with subkeys, 6 for a handle that isn't open, 161 for a path with an
 // empty name in it. A key exists if the file has it or a key below it. Texts are given with their NUL, and
 // get one if they have none.
@@ -38,6 +38,6 @@ LONG WINAPI RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, co
 LONG WINAPI RegDeleteKeyA(HKEY parent, LPCSTR path);
 LONG WINAPI RegCloseKey(HKEY key);
 
-// Replaces %NAME% from the environment and keeps a name that isn't set. Answers the characters needed with
+// Replaces %NAME% from the environment and keeps a name that isn't set. Returns the characters needed with
 // the NUL, also when `size` is smaller; 0 on failure.
 DWORD WINAPI ExpandEnvironmentStringsA(LPCSTR source, LPSTR target, DWORD size);

@@ -17,7 +17,7 @@ DWORD WINAPI GetCurrentThreadId();
 // Suspends counted: as many resumes as suspends let the thread go on. A thread freezes where it holds nothing
 // of the layer's: at its next, or in its present, waiting call (waits, Sleep, select, recvfrom, messages).
 // A mutex that such a wait would bring it stays free for others, and it tries again when it may go on.
-// Both answer the count before the call, or 0xFFFFFFFF: for a thread that has ended (ERROR_ACCESS_DENIED),
+// Both return the count before the call, or 0xFFFFFFFF: for a thread that has ended (ERROR_ACCESS_DENIED),
 // and beyond 127.
 DWORD WINAPI SuspendThread(HANDLE thread);
 DWORD WINAPI ResumeThread(HANDLE thread);

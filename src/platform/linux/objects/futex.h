@@ -16,6 +16,6 @@ enum class FutexOutcome {
 // Sleeps while the word has the value.
 FutexOutcome FutexWait(std::atomic<std::uint32_t>& word, std::uint32_t value, const Deadline& deadline);
 
-// Wakes the threads that have slept longest; answers how many.
+// Wakes the threads that have slept longest; returns how many.
 inline constexpr unsigned AllSleepers = INT_MAX;
 unsigned FutexWake(std::atomic<std::uint32_t>& word, unsigned count);

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr UINT Quit = 0x12;  // the one message on which GetMessageA answers false
+constexpr UINT Quit = 0x12;  // the one message for which GetMessageA returns false
 
 }  // namespace
 

@@ -11,7 +11,7 @@
 static_assert(sizeof(HANDLE) == 8, "a handle value carries a place and a generation of 30 bits each");
 
 // One place of the table. The state is generation << 32 | open << 31 | pins; an open handle is one pin
-// itself. The handle's reference to the object goes when the handle is closed and nobody pins the place any
+// itself. The handle's reference to the object goes when the handle is closed and no one pins the place any
 // more. A place is never freed, so that a lookup may try its luck on it at any time.
 //
 // Objects of which there are as many as clients live in their place: one line of the cache has all that it
@@ -117,7 +117,7 @@ class HandleTable {
         return slot;
     }
 
-    // A place whose handle, if it had one, is closed and pinned by nobody.
+    // A place whose handle, if it had one, is closed and pinned by no one.
     void Free(HandleSlot* slot) {
         const std::lock_guard lock(mutex_);
         const std::uint64_t generation = slot->state.load(std::memory_order_relaxed) >> 32;

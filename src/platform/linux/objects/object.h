@@ -52,7 +52,7 @@ class Object {
     // the object: this is where it wakes those who wait on it.
     virtual void OnLastHandleClosed() {}
 
-    // Answers as WaitForSingleObject does. What can't be waited for fails with ERROR_INVALID_HANDLE.
+    // Returns as WaitForSingleObject does. What can't be waited for fails with ERROR_INVALID_HANDLE.
     virtual DWORD Wait(DWORD milliseconds);
 
     void AddReference() { references_.fetch_add(1, std::memory_order_relaxed); }

@@ -31,7 +31,7 @@ void* RunThread(void* argument) {
     return nullptr;
 }
 
-// Answers an error number of the system. A stack size below the system's own is no wish for a smaller stack.
+// Returns an error number of the system. A stack size below the system's own is no wish for a smaller stack.
 int StartDetached(SIZE_T stackSize, ThreadStart* start) {
     pthread_attr_t attributes;
     if (const int error = pthread_attr_init(&attributes); error != 0) return error;

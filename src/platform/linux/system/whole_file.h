@@ -41,12 +41,12 @@ struct FileIdentity {
 // 3, 5 and so on; 5 for what isn't a regular file.
 Descriptor OpenForReading(const char* path, struct stat& status);
 
-// Reads a whole regular file and never waits for one. Answers 0 or an error number, as OpenForReading gives
+// Reads a whole regular file and never waits for one. Returns 0 or an error number, as OpenForReading gives
 // it.
 DWORD ReadWholeFile(const std::string& path, FileText& text);
 
 // Reads from the descriptor's place to the end of the file, whose size is expected to be about `expected`.
-// Answers 0 or an errno.
+// Returns 0 or an errno.
 int ReadToEnd(int descriptor, std::size_t expected, FileText& text);
 
 // Whether what the descriptor gives from its place on is just these bytes. Reads piece by piece.
