@@ -14,7 +14,7 @@ namespace {
 constexpr char Missing[] = "(default)";
 constexpr useconds_t SeveralTicks = 25'000;  // of the slowest kernel clock
 
-class IniSeriesTest : public ::testing::Test {
+class HeldIniFileTest : public ::testing::Test {
   protected:
     // Files of the same size throughout.
     void Edit(int number) { home.Write("x.ini", "[S]\nother=0\nk=" + std::to_string(number) + "\n"); }
@@ -28,11 +28,11 @@ class IniSeriesTest : public ::testing::Test {
     const TestHome home;
 };
 
-TEST_F(IniSeriesTest, AnEditShowsAtTheBeginningAndBehindTheEndAtOnce) {
+TEST_F(HeldIniFileTest, AnEditShowsAtTheBeginningAndAfterTheEndAtOnce) {
     for (int number = 1000; number < 1600; number += 2) {
         Edit(number);
         {
-            const HeldIniFile series;
+            const HeldIniFile held;
             ASSERT_EQ(Value(), std::to_string(number));
             Edit(number + 1);
         }
@@ -40,9 +40,9 @@ TEST_F(IniSeriesTest, AnEditShowsAtTheBeginningAndBehindTheEndAtOnce) {
     }
 }
 
-TEST_F(IniSeriesTest, AnEditInItsMidstShowsSoon) {
+TEST_F(HeldIniFileTest, AnEditInItsMidstShowsSoon) {
     Edit(1000);
-    const HeldIniFile series;
+    const HeldIniFile held;
     ASSERT_EQ(Value(), "1000");
     Edit(1001);
     usleep(SeveralTicks);
@@ -58,7 +58,7 @@ TEST_F(IniSeriesTest, AnEditInItsMidstShowsSoon) {
     EXPECT_EQ(Value(), "1003");  // what isn't there is looked for each time
 }
 
-TEST_F(IniSeriesTest, OneWithinAnotherEndsNothing) {
+TEST_F(HeldIniFileTest, OneWithinAnotherEndsNothing) {
     Edit(1000);
     {
         const HeldIniFile outer;
@@ -69,10 +69,10 @@ TEST_F(IniSeriesTest, OneWithinAnotherEndsNothing) {
     EXPECT_EQ(Value(), "1001");
 }
 
-TEST_F(IniSeriesTest, FilesAndSectionsInTurn) {
+TEST_F(HeldIniFileTest, FilesAndSectionsInTurn) {
     home.Write("x.ini", "[S]\nk=1\n[T]\nk=2\n[s]\nk=3\n");
     home.Write("y.ini", "[T]\nk=4\n[S]\nk=5\n");
-    const HeldIniFile series;
+    const HeldIniFile held;
     const struct {
         const char *file, *section, *value;
     } rows[] = {
@@ -86,12 +86,12 @@ TEST_F(IniSeriesTest, FilesAndSectionsInTurn) {
     }
 }
 
-TEST_F(IniSeriesTest, OtherThreadsAreNotConcerned) {
+TEST_F(HeldIniFileTest, OtherThreadsAreNotConcerned) {
     Edit(1000);
     std::atomic<bool> isOpen{false};
     std::atomic<bool> done{false};
     std::thread reader([&] {
-        const HeldIniFile series;
+        const HeldIniFile held;
         for (; !done; isOpen = true)
             EXPECT_NE(Value(), Missing);
     });

@@ -16,7 +16,7 @@ constexpr int PatienceMilliseconds = 1000;
 
 }  // namespace
 
-bool ManagerConnection::Open() {
+bool NotifySocket::Open() {
     const char* name = std::getenv("NOTIFY_SOCKET");
     if (name == nullptr || (*name != '/' && *name != '@')) return false;
     auto address = LocalSocketAddress(name);
@@ -33,7 +33,7 @@ bool ManagerConnection::Open() {
 
 // The library's call waits without limit for room in the manager's queue, and a manager that reads nothing
 // must not stop the service.
-bool ManagerConnection::Notify(const std::string& notification) {
+bool NotifySocket::Notify(const std::string& notification) {
     pollfd room{probe_.Get(), POLLOUT, 0};
     isClogged_ = ::poll(&room, 1, isClogged_ ? 0 : PatienceMilliseconds) == 0;
     if ((room.revents & POLLOUT) == 0) return false;

@@ -5,7 +5,7 @@
 
 #include "platform/linux/system/descriptor.h"
 
-class ManagerConnection {
+class NotifySocket {
   public:
     // False if no manager started this process, or no one listens at its socket.
     bool Open();

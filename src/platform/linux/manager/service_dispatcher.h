@@ -51,7 +51,7 @@ class ServiceDispatcher {
     SERVICE_STATUS status_{};
     Clock::time_point stoppedAt_{};
     std::string lastNotification_;
-    ManagerConnection manager_;
+    NotifySocket manager_;
 
     // The dispatcher's thread alone.
     SERVICE_TABLE_ENTRYA service_{};
