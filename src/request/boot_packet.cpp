@@ -21,13 +21,13 @@ std::uint8_t PairValue(char first, char second) {
 }
 
 std::uint8_t BytesToText(const std::uint8_t* bytes, char* text, int count) {
-    static constexpr char digits[] = "0123456789abcdef";
+    static constexpr char Digits[] = "0123456789abcdef";
     std::memset(text, 0, std::strlen(text));
     const int converted = count < HardwareAddressSize ? count : HardwareAddressSize;
     for (int i = 0; i < converted; ++i) {
         if (i != 0) *text++ = '-';
-        *text++ = digits[bytes[i] >> 4];
-        *text++ = digits[bytes[i] & 15];
+        *text++ = Digits[bytes[i] >> 4];
+        *text++ = Digits[bytes[i] & 15];
     }
     *text = '\0';
     return static_cast<std::uint8_t>(converted);

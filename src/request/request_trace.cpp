@@ -42,7 +42,7 @@ struct FieldText {
     char text[4 * N + 1];
 
     explicit FieldText(const char (&field)[N]) {
-        static constexpr char digits[] = "0123456789abcdef";
+        static constexpr char Digits[] = "0123456789abcdef";
         char* at = text;
         for (std::size_t i = 0; i < N && field[i] != '\0'; ++i) {
             const auto byte = static_cast<unsigned char>(field[i]);
@@ -52,8 +52,8 @@ struct FieldText {
             }
             *at++ = '\\';
             *at++ = 'x';
-            *at++ = digits[byte >> 4];
-            *at++ = digits[byte & 15];
+            *at++ = Digits[byte >> 4];
+            *at++ = Digits[byte & 15];
         }
         *at = '\0';
     }

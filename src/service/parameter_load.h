@@ -31,8 +31,8 @@ enum LoadResult : DWORD {
 };
 
 // Fills `record`, which is zeroed or carries the log's handles (they are closed) and the ARP helper (it is
-// kept). Every failure but an interruption has been reported by an event when this returns; what the record then holds is the
-// caller's to release.
+// kept). Every failure but an interruption has been reported by an event when this returns; what the record
+// then holds is the caller's to release.
 LoadResult LoadParameters(ServerParameters* record);
 
 // Whether a system of this version can't send directed replies and has to broadcast.

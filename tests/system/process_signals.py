@@ -28,6 +28,9 @@ class ServiceAsFirstProcess(DebugService):
 
     wrapper = ["unshare", "--pid", "--fork", "--kill-child"]
 
+    def environment(self, **more):
+        return super().environment(ASAN_OPTIONS="detect_leaks=0", **more)  # it doesn't work as process 1
+
     def signal(self, number):
         with open(f"/proc/{self.process.pid}/task/{self.process.pid}/children", encoding="ascii") as children:
             os.kill(int(children.read()), number)

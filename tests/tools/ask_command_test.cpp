@@ -20,7 +20,7 @@ Datagram ReplyTo(const Datagram& request) {
 }
 
 Datagram Changed(Datagram datagram, std::size_t at) {
-    datagram[at] ^= 0xFF;
+    if (at < datagram.size()) datagram[at] ^= 0xFF;  // a short request has no such byte
     return datagram;
 }
 

@@ -148,16 +148,16 @@ ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char
                                  DWORD* status, const OptionDefinition* catalogue,
                                  const BYTE* hardwareAddress, BYTE hlen, SharedSections* shared) {
     const HeldIniFile held;
-    constexpr DWORD largestTemplate = LargestEntryImage - sizeof(BootPacket);
+    constexpr DWORD LargestTemplate = LargestEntryImage - sizeof(BootPacket);
     DWORD size = EntryUnit;
     DWORD result = OutOfMemory;
     ClientEntry* entry = AllocateEntryBlock(heap, size, hardwareAddress, hlen);
     while (entry != nullptr) {
-        const DWORD room = std::min(size - EntryOverhead, largestTemplate);
+        const DWORD room = std::min(size - EntryOverhead, LargestTemplate);
         BYTE* options = Options(&entry->packet);
         result =
             BuildClientEntry(terminateStrings, heap, path, catalogue, &entry->packet, options + room, shared);
-        if (result == EntryTooSmall && room == largestTemplate) result = EntryMalformed;
+        if (result == EntryTooSmall && room == LargestTemplate) result = EntryMalformed;
         if (held.HasMissedMemory()) result = OutOfMemory;
         if (result != EntryTooSmall) break;
         if (!HeapFree(heap, 0, entry)) {

@@ -190,8 +190,8 @@ void ListClients(Builder* build, ClientEntry* listHead) {
 
 // Starts to fetch so many bytes at once, where the reader would fetch one line after the other.
 void Prefetch(const void* start, std::size_t bytes) {
-    constexpr std::size_t cacheLine = 64;
-    for (std::size_t at = 0; at < bytes + cacheLine; at += cacheLine)
+    constexpr std::size_t CacheLine = 64;
+    for (std::size_t at = 0; at < bytes + CacheLine; at += CacheLine)
         __builtin_prefetch(static_cast<const BYTE*>(start) + at);
 }
 
@@ -258,8 +258,8 @@ const IndexedClient* FindIndexedClient(const ClientIndex* index, const BYTE* add
 
 void PrefetchIndexSlot(const ClientIndex* index, const BYTE* address) {
     const std::uint64_t hash = HashOf(address, index->keyLength);
-    constexpr std::size_t usualProbe = 3;  // slots, with four of five in use
-    Prefetch(&index->slots[FirstSlot(hash, index->slotCount)], usualProbe * sizeof(IndexedClient));
+    constexpr std::size_t UsualProbe = 3;  // slots, with four of five in use
+    Prefetch(&index->slots[FirstSlot(hash, index->slotCount)], UsualProbe * sizeof(IndexedClient));
 }
 
 const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length) {

@@ -29,14 +29,14 @@ constexpr bool EqualWithoutCase(std::string_view left, std::string_view right) {
 // Equal texts but for case have equal hashes. So have texts that differ elsewhere in the bit that tells the
 // cases of a letter apart, which doesn't happen often.
 inline std::uint32_t HashWithoutCase(std::string_view text) {
-    constexpr std::uint64_t caseBits = 0x2020202020202020u;
-    constexpr std::uint64_t factor = 0x9E3779B97F4A7C15u;
+    constexpr std::uint64_t CaseBits = 0x2020202020202020u;
+    constexpr std::uint64_t Factor = 0x9E3779B97F4A7C15u;
     std::uint64_t hash = text.size();
     for (std::size_t at = 0; at < text.size(); at += sizeof(hash)) {
         std::uint64_t word = 0;
         std::memcpy(&word, text.data() + at, std::min(text.size() - at, sizeof(word)));
-        hash = (hash ^ (word | caseBits)) * factor;
+        hash = (hash ^ (word | CaseBits)) * Factor;
         hash ^= hash >> 32;
     }
-    return static_cast<std::uint32_t>(hash * factor >> 32);
+    return static_cast<std::uint32_t>(hash * Factor >> 32);
 }
