@@ -10,7 +10,7 @@ MB = 1 << 20
 
 
 def run(memory=lambda _: 9 * MB, descriptors=lambda _: 18, threads=lambda _: 5, count=200):
-    return [samples.Sample(second, memory(second), descriptors(second), threads(second), 0.0, second) for second in range(count)]
+    return [samples.Sample(second, memory(second), descriptors(second), threads(second), 0.0, second, 0) for second in range(count)]
 
 
 class Verdict(unittest.TestCase):

@@ -72,7 +72,9 @@ class Soak(SystemTest):
     def fault(self, text):
         if len(self.faults) < MOST_FAULTS:
             self.faults.append(text)
-            print(f"FAULT after {time.monotonic() - self.begun:.1f} s: {text}", flush=True)
+            now = time.monotonic() - self.begun
+            latest = ", ".join(f"{kind} at {second:.1f}" for second, kind in self.marks[-10:] if now - second < 40)
+            print(f"FAULT after {now:.1f} s: {text}\n  before it: {latest}", flush=True)
 
     def run_for(self, seconds):
         self.begun = time.monotonic()
@@ -103,7 +105,8 @@ class Soak(SystemTest):
             if now >= next_word:
                 next_word += 60
                 print(f"{now / 60:.0f} min: {self.figures()}", flush=True)
-            self.marks.append((now, self.actions.one()))
+            kind = self.actions.one()
+            self.marks.append((now, kind))
             time.sleep(max(0.0, min(dice.uniform(0, 2 * self.options.pause), seconds - now)))
 
     def end(self):
@@ -133,7 +136,7 @@ class Soak(SystemTest):
     def figures(self):
         counts, last = self.load.counts, self.samples[-1]
         return (f"{counts.answered} of {counts.known} known clients answered ({counts.lost_in_windows} lost in windows), "
-                f"{counts.unknown} unknown, {counts.hostile} hostile; {last.memory / 1e6:.1f} MB, "
+                f"{counts.unknown} unknown, {counts.hostile} hostile, {last.dropped} without room; {last.memory / 1e6:.1f} MB, "
                 f"{last.descriptors} descriptors, {last.threads} threads, {last.cpu:.0f} s of CPU")
 
     def write(self, folder):

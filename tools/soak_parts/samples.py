@@ -17,6 +17,13 @@ class Sample:
     threads: int
     cpu: float  # seconds, from the start of the process on
     answered: int
+    dropped: int  # datagrams for which a socket of the service had no room
+
+
+def _dropped(process):
+    with open(f"/proc/{process}/net/snmp", encoding="ascii") as file:
+        names, figures = (line.split() for line in file if line.startswith("Udp:"))
+    return int(figures[names.index("RcvbufErrors")])
 
 
 def take(second, process, answered):
@@ -26,7 +33,7 @@ def take(second, process, answered):
     with open(f"/proc/{process}/stat", encoding="ascii") as file:
         fields = file.read().rsplit(")", 1)[1].split()
     return Sample(second, memory, len(os.listdir(f"/proc/{process}/fd")), len(os.listdir(f"/proc/{process}/task")),
-                  (int(fields[11]) + int(fields[12])) / TICKS, answered)
+                  (int(fields[11]) + int(fields[12])) / TICKS, answered, _dropped(process))
 
 
 @dataclasses.dataclass

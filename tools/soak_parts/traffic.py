@@ -1,7 +1,8 @@
 """The load of a soak run: known clients whose every reply is checked, unknown ones, and datagrams that no client would send.
 
 One thread of the caller's sends at a bounded rate and never has more under way than a socket of the service holds, so that
-what is lost has been lost by the service.
+what is lost has been lost by the service. How much the service has read is known by its replies alone: where none is due,
+just one known client asks, and its reply shows what was read before it.
 """
 
 import ctypes
@@ -164,9 +165,12 @@ class Traffic:
             with self._lock:
                 self._receive(now)
                 self._give_up(now)
-                while owed >= 1 and not self._hold and self._sent_cost - self._read_cost < IN_FLIGHT_BYTES:
+                while owed >= 1 and not self._hold and self._has_room():
                     self._send(now)
                     owed -= 1
+
+    def _has_room(self):
+        return not self._pending or self._sent_cost - self._read_cost < IN_FLIGHT_BYTES
 
     # What is sent.
 
@@ -251,11 +255,10 @@ class Traffic:
         if pending is None:
             pending = self._late.pop(xid, None)
         else:
-            self._read_cost = max(self._read_cost, pending.cost)
+            if pending.client < _RELAYED:  # broadcasts have a queue of their own, which says nothing about this one
+                self._read_cost = max(self._read_cost, pending.cost)
             if not pending.in_window:
                 self.counts.slowest = max(self.counts.slowest, now - pending.sent)
-        if not self._pending:
-            self._read_cost = self._sent_cost
         if pending is None:
             # A second address on the same cable answers a broadcast, too.
             if xid not in self._answered:
@@ -285,6 +288,4 @@ class Traffic:
             if lost.in_window:
                 self._late[xid] = lost
             else:
-                self._fault(f"client {lost.client} got no answer to request {xid:#x}")
-        if not self._pending:
-            self._read_cost = self._sent_cost
+                self._fault(f"client {lost.client} got no answer to request {xid:#x} of {now - lost.sent:.1f} s ago")
