@@ -4,6 +4,10 @@
 
 #include <cstddef>
 
+// Whether the calling thread's last `recvfrom` left datagrams behind that had been fetched together with the
+// one that it returned.
+bool HaveMoreArrived();
+
 struct Arrival {
     const unsigned char* data;
     std::size_t length;

@@ -7,6 +7,7 @@
 #include "database/lookup/find_client.h"
 #include "diagnostics/event_report.h"
 #include "platform/arrivals.h"
+#include "platform/lazy_release.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
 #include "request/process_request.h"
@@ -159,9 +160,9 @@ Received ReceiveDatagram(RequestContext* context) {
     return Received::Nothing;
 }
 
-// The datagram is read: from here on the role is somebody else's.
+// The datagram is read: from here on the role is any other thread's who gets at it before this one is back.
 void ServeDatagram(RequestContext* context) {
-    ReleaseMutex(ListenerMutex);
+    ReleaseMutexLazily(ListenerMutex, HaveMoreArrived());
     const ServerParameters& record = RecordOf(context->blockOwner);
     context->length = RaisePacketLength(context->length, record.MinResponseSize, record.Daemonblksize);
     ProcessBootRequest(context);

@@ -7,6 +7,7 @@
 
 #include "arp/arp_expiry.h"
 #include "diagnostics/event_report.h"
+#include "platform/lazy_release.h"
 #include "service/server_parameters.h"
 
 namespace {
@@ -34,6 +35,7 @@ int PrimeArp(const Delivery& delivery) {
     char hardwareText[HardwareTextSize];
     HardwareAddressText(packet, hardwareText);
     const char* media = delivery.arpMacText[0] != '\0' ? delivery.arpMacText : hardwareText;
+    ExpectHoldUp();
     const int result = delivery.parameters->ArpAdd(localText, clientText, media, packet.chaddr, packet.hlen,
                                                    delivery.parameters->SnmpAgentPath);
     if (result == ArpAddFailed) ReportArpFailure(delivery, clientText, hardwareText);

@@ -2,6 +2,7 @@
 
 #include "database/database_result.h"
 #include "database_fixture.h"
+#include "platform/successor.h"
 
 namespace {
 
@@ -160,6 +161,31 @@ TEST_F(ClientEntryTest, AliasesReplaceTheBootFileAndSpareTheMediaText) {
             EXPECT_EQ(std::string(entry->packet.file + 120, 8), "02-00-00");
         }
     }
+}
+
+TEST_F(ClientEntryTest, ALongSectionPassesTheCallersMutexOn) {
+    const HANDLE mutex = CreateMutexA(nullptr, FALSE, nullptr);
+    for (const bool isLong : {false, true}) {
+        std::string keys = "Filler=f\n";
+        if (isLong) {
+            const std::string text(255, 'f');
+            keys = "Filler=" + text + "\nHost Name=" + text + "\nGateways=10.0.0.1";
+            for (int i = 1; i < 60; ++i)
+                keys += ",10.0.0.1";
+            keys += '\n';
+        }
+        DWORD status = 99;
+        BuildClient(keys, &status);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        ASSERT_NE(Build(Client, &status), nullptr);  // from here on the file isn't fresh, and not read again
+        const auto limit = std::chrono::milliseconds(isLong ? 5000 : 20);
+        bool passed = true;
+        for (int tries = 0; passed && tries < (isLong ? 1 : 20); ++tries)
+            passed = IsPassedOn(
+                mutex, [&] { Build(Client, &status); }, limit);
+        EXPECT_EQ(passed, isLong);
+    }
+    CloseHandle(mutex);
 }
 
 }  // namespace

@@ -22,7 +22,8 @@ enum class Fault : std::uint8_t {
     CallsByAnEarlierLook,
     LinesUpByAnEarlierLook,
     OverhearsACall,
-    KeepsWaking
+    KeepsWaking,
+    ForgetsAPromise
 };
 
 enum class At : std::uint8_t {
@@ -34,6 +35,7 @@ enum class At : std::uint8_t {
     LookWoken,
     Inside,
     GiveBack,
+    KeepPromise,
     Call,
     Tell,
     Close,
@@ -49,7 +51,9 @@ struct Thread {
     std::uint8_t rounds = 0;
     bool timesOut = false;
     bool abandons = false;
-    bool closes = false;            // the handles, in its last round
+    bool closes = false;    // the handles, in its last round
+    bool promises = false;  // gives back without a call; its next round keeps that, or a call after the last
+    bool keeps = false;     // has the mutex only to keep a promise
     std::uint8_t patienceUsed = 0;  // at the start of a wait
     std::uint8_t passedOver = 0;
     Told told = Told::Nothing;
@@ -62,7 +66,7 @@ struct State {
     std::uint8_t inside = 0;
     std::uint8_t released = 0;  // the reference that the closed handles leave to an owner
     std::uint8_t length = 0;
-    std::array<std::uint8_t, kMost + 2> line{};
+    std::array<std::uint8_t, kMost + 4> line{};
     std::array<Thread, kMost> threads{};
 
     std::string Key() const { return {reinterpret_cast<const char*>(this), sizeof *this}; }
@@ -107,6 +111,9 @@ class Step {
             case At::GiveBack:
                 GiveBack();
                 return true;
+            case At::KeepPromise:
+                KeepPromise();
+                return true;
             case At::Call:
                 return UnderLock(&Step::CallNext);
             case At::Tell:
@@ -139,6 +146,7 @@ class Step {
     At AfterRound() {
         thread_.told = Told::Nothing;
         thread_.called = kNone;
+        thread_.keeps = false;
         if (thread_.rounds != 0 && --thread_.rounds != 0) return At::Start;
         return thread_.closes ? At::Close : At::Done;
     }
@@ -203,8 +211,21 @@ class Step {
         if ((state_.word & ClosedMark) != 0) ++state_.released;
         state_.word = next;
     }
+    void KeepPromise() {
+        const Look look = LookAt(state_.word, IdOf(self_), false);
+        state_.word = look.next;
+        thread_.keeps = look.attempt == Attempt::Taken || look.attempt == Attempt::TakenAbandoned;
+        if (thread_.keeps)
+            Enter();
+        else
+            thread_.at = AfterRound();
+    }
     void GiveBack() {
-        if (HasToCall(state_.word)) {
+        if (thread_.promises && !thread_.keeps) {
+            Return(Freed(state_.word, 0));
+            const bool comesBack = thread_.rounds > 1 || fault_ == Fault::ForgetsAPromise;
+            thread_.at = comesBack ? AfterRound() : At::KeepPromise;
+        } else if (HasToCall(state_.word)) {
             if (fault_ == Fault::CallsByAnEarlierLook && state_.length != 0) thread_.called = state_.line[0];
             thread_.at = At::Call;
         } else {
@@ -287,12 +308,12 @@ std::string Search(const State& start, Fault fault, std::size_t& states) {
 }
 
 // Each thread: does nothing, waits for ever or to a time-out; new to waiting or passed over before; and the
-// first of them leaves the mutex behind or closes it.
+// first of them leaves the mutex behind, closes it or gives it back with a promise, as the second may too.
 std::string SearchAll(Fault fault, std::size_t& states) {
     constexpr unsigned kKinds = 5;
     for (unsigned kinds = 0; kinds < kKinds * kKinds * kKinds; ++kinds) {
-        for (const unsigned last : {0, 1, 2}) {
-            if (kinds / kKinds % kKinds > kinds / kKinds / kKinds)
+        for (const unsigned last : {0, 1, 2, 3, 4}) {
+            if (last != 4 && kinds / kKinds % kKinds > kinds / kKinds / kKinds)
                 continue;  // the same with two names changed
             State start;
             unsigned rest = kinds;
@@ -306,6 +327,8 @@ std::string SearchAll(Fault fault, std::size_t& states) {
             }
             start.threads[0].abandons = last == 1;
             start.threads[0].closes = last == 2;
+            start.threads[0].promises = last >= 3;
+            start.threads[1].promises = last == 4;
             if (std::string found = Search(start, fault, states); !found.empty()) return found;
         }
     }
@@ -320,7 +343,7 @@ TEST(MutexModelTest, NoInterleavingLosesTheMutex) {
 
 TEST(MutexModelTest, TheSearchFindsFaults) {
     for (const Fault fault : {Fault::CallsByAnEarlierLook, Fault::LinesUpByAnEarlierLook,
-                              Fault::OverhearsACall, Fault::KeepsWaking}) {
+                              Fault::OverhearsACall, Fault::KeepsWaking, Fault::ForgetsAPromise}) {
         std::size_t states = 0;
         EXPECT_NE(SearchAll(fault, states), "") << static_cast<int>(fault);
     }

@@ -9,6 +9,7 @@
 
 #include "arp/arp_expiry.h"
 #include "platform/network_namespace.h"
+#include "platform/successor.h"
 #include "request/interfaces.h"
 #include "service/server_parameters.h"
 #include "service/temporary_home.h"
@@ -132,6 +133,24 @@ TEST_F(DeliveryOnLoopback, ADirectedReplyPrimesArpAndGoesOutAsAReply) {
     EXPECT_EQ(ReceivedOpcode(), BootReplyOpcode);
     Deliver(false, false, "00-11-22-33-44-55");
     EXPECT_EQ(HelperArguments[2], "00-11-22-33-44-55");
+}
+
+TEST_F(DeliveryOnLoopback, TheRoleIsPassedOnBeforeTheHelperIsCalled) {
+    const HANDLE role = CreateMutexA(nullptr, FALSE, nullptr);
+    TakeLazyTurn(role);
+    WaitForSingleObject(role, INFINITE);
+    static Successor* waiting;
+    static bool passed;
+    Successor successor(role);
+    waiting = &successor;
+    parameters.ArpAdd = [](const char*, const char*, const char*, const unsigned char*, int, const char*) {
+        passed = Becomes(waiting->hasIt, std::chrono::milliseconds(5000));
+        return ArpAddFailed;
+    };
+    ReleaseMutexLazily(role, false);
+    Deliver(false, false);
+    EXPECT_TRUE(passed);
+    CloseHandle(role);
 }
 
 TEST_F(DeliveryOnLoopback, AFailedHelperIsReportedAndTheReplyIsBroadcast) {

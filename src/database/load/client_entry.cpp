@@ -10,6 +10,7 @@
 #include "database/load/option_encoding.h"
 #include "database/load/shared_sections.h"
 #include "platform/held_ini_file.h"
+#include "platform/lazy_release.h"
 
 namespace {
 
@@ -149,6 +150,7 @@ ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char
                                  const BYTE* hardwareAddress, BYTE hlen, SharedSections* shared) {
     const HeldIniFile held;
     constexpr DWORD LargestTemplate = LargestEntryImage - sizeof(BootPacket);
+    constexpr DWORD LongBuild = 3 * EntryUnit;  // from here on it takes a while
     DWORD size = EntryUnit;
     DWORD result = OutOfMemory;
     ClientEntry* entry = AllocateEntryBlock(heap, size, hardwareAddress, hlen);
@@ -160,6 +162,7 @@ ClientEntry* AllocateClientEntry(DWORD terminateStrings, HANDLE heap, const char
         if (result == EntryTooSmall && room == LargestTemplate) result = EntryMalformed;
         if (held.HasMissedMemory()) result = OutOfMemory;
         if (result != EntryTooSmall) break;
+        if (size == LongBuild) ExpectHoldUp();
         if (!HeapFree(heap, 0, entry)) {
             *status = BlockNotReleased;
             return nullptr;

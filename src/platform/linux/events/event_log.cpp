@@ -9,6 +9,7 @@
 #include "platform/linux/events/event_writer.h"
 #include "platform/linux/events/system_text.h"
 #include "platform/linux/objects/object.h"
+#include "platform/linux/objects/promise.h"
 
 namespace {
 
@@ -59,6 +60,7 @@ BOOL WINAPI ReportEventA(HANDLE log, WORD type, WORD, DWORD number, PVOID, WORD 
     std::vector<std::string_view> insertions;
     for (WORD i = 0; i < stringCount; ++i)
         insertions.emplace_back(strings[i] != nullptr ? strings[i] : "");
+    KeepPromise();
     const DWORD error = WriteEvent(MakeEvent(type, number, source->name, insertions));
     if (error != ERROR_SUCCESS) SetLastError(error);
     return error == ERROR_SUCCESS;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/linux/instance/home.h"
+#include "platform/linux/objects/promise.h"
 #include "platform/linux/system/system_error.h"
 #include "platform/linux/system/undying.h"
 
@@ -88,6 +89,7 @@ class IniCache {
     }
 
     std::shared_ptr<const ParsedIni> Load(const char* path, const std::string& native) {
+        KeepPromise();
         const std::lock_guard loading(loadMutex_);
         // Taken ahead of the look at the file: what changes from here on changes later than this.
         const timespec now = Now();

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/arrivals.h"
 #include "platform/linux/net/bound_descriptors.h"
 #include "platform/linux/net/watch_set.h"
+#include "platform/linux/objects/promise.h"
 
 namespace {
 
@@ -18,7 +20,13 @@ constexpr int SendAttempts = 8;
 constexpr int RoomWaitMilliseconds = 5;
 constexpr std::chrono::milliseconds NoWait{250};
 
+constinit thread_local bool moreArrived = false;
+
 }  // namespace
+
+bool HaveMoreArrived() {
+    return moreArrived;
+}
 
 DatagramSocket::DatagramSocket(Descriptor own) : Object(OwnType) {
     for (auto& descriptor : descriptors_)
@@ -121,7 +129,8 @@ int DatagramSocket::TryReceive(void* buffer, std::size_t size, sockaddr_in& from
     if (const int error = FindDatagram(index); error != 0) return error;
     length = ahead_[index].Take(buffer, size, from);
     turn_ = (index + 1) % Descriptors;
-    NoteReadAhead(!std::ranges::all_of(ahead_, &ReadAhead::IsEmpty));
+    moreArrived = !std::ranges::all_of(ahead_, &ReadAhead::IsEmpty);
+    NoteReadAhead(moreArrived);
     return 0;
 }
 
@@ -136,6 +145,7 @@ void DatagramSocket::NoteReadAhead(bool isThere) {
 bool DatagramSocket::WaitForRoom(int descriptor) {
     using Clock = std::chrono::steady_clock;
     if (Clock::now().time_since_epoch().count() < noWaitBefore_.load(std::memory_order_relaxed)) return false;
+    KeepPromise();
     pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
     if (poll(&room, 1, RoomWaitMilliseconds) != 0) return true;  // or interrupted, which the caller counts
     noWaitBefore_.store((Clock::now() + NoWait).time_since_epoch().count(), std::memory_order_relaxed);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/linux/objects/freeze_point.h"
+#include "platform/linux/objects/promise.h"
 #include "platform/linux/system/undying.h"
 
 namespace {
@@ -176,6 +177,7 @@ std::optional<int> WatchSet::Wait(TimeLeft& left, UINT_PTR* readable) {
     // Who has read ahead before this thread was counted doesn't wake it.
     if (const int found = CollectReadAhead(readable); found != 0) return found;
     std::array<epoll_event, MostEvents> events;
+    KeepPromise();
     for (;;) {
         const int count = epoll_wait(epoll_.Get(), events.data(), MostEvents, left.Milliseconds());
         const int error = errno;

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <ctime>
 
+#include "platform/linux/objects/promise.h"
+
 namespace {
 
 // The kernel reads the word itself.
@@ -29,6 +31,7 @@ timespec TimeOf(Deadline::Clock::time_point point) {
 
 FutexOutcome FutexWait(std::atomic<std::uint32_t>& word, std::uint32_t value, const Deadline& deadline) {
     // FUTEX_WAIT_BITSET takes the end itself, not the rest, so that an interruption doesn't move it.
+    KeepPromise();
     timespec end{};
     if (deadline.End()) end = TimeOf(*deadline.End());
     if (::syscall(SYS_futex, AddressOf(word), FUTEX_WAIT_BITSET_PRIVATE, value,

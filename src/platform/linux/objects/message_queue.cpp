@@ -2,6 +2,7 @@
 
 #include "platform/linux/faces/thread.h"
 #include "platform/linux/objects/freeze_point.h"
+#include "platform/linux/objects/promise.h"
 #include "platform/linux/objects/thread_object.h"
 #include "platform/linux/system/system_error.h"
 
@@ -23,6 +24,7 @@ BOOL WINAPI PostThreadMessageA(DWORD threadId, UINT message, WPARAM wParam, LPAR
 
 BOOL WINAPI WaitMessage() try {
     FreezeWhileSuspended();
+    KeepPromise();
     ThreadObject::Current().messages.WaitForUnannounced();
     FreezeWhileSuspended();
     return TRUE;
@@ -41,6 +43,7 @@ BOOL WINAPI GetMessageA(LPMSG message, HWND window, UINT filterMin, UINT filterM
         return -1;
     }
     FreezeWhileSuspended();
+    KeepPromise();
     *message = ThreadObject::Current().messages.Take();
     FreezeWhileSuspended();
     return message->message != Quit;

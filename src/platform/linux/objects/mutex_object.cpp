@@ -6,6 +6,7 @@
 #include "platform/linux/objects/deadline.h"
 #include "platform/linux/objects/freeze_point.h"
 #include "platform/linux/objects/futex.h"
+#include "platform/linux/objects/promise.h"
 #include "platform/linux/objects/thread_object.h"
 
 using mutex_word::Attempt;
@@ -58,6 +59,7 @@ DWORD MutexObject::Wait(DWORD milliseconds) {
 
 Attempt MutexObject::TakeOrLook(ThreadObject& thread, bool woken) {
     const Word self = mutex_word::OwnedBy(thread.Id());
+    if (promise.mutex == this) promise = {};  // this look keeps it
     Word seen = word_.load();
     mutex_word::Look look;
     do {
@@ -123,17 +125,52 @@ void MutexObject::LeaveLine(MutexWaiter& waiter) {
 
 bool MutexObject::Release() {
     ThreadObject& thread = ThreadObject::Current();
-    if ((word_.load(std::memory_order_relaxed) & mutex_word::OwnerMask) != mutex_word::OwnedBy(thread.Id())) {
-        SetLastError(ERROR_NOT_OWNER);
-        return false;
-    }
+    if (!IsOwnedBy(thread)) return false;
+    if (LeavesLast(thread)) GiveBack(0);
+    return true;
+}
+
+bool MutexObject::ReleaseWithoutCall() {
+    ThreadObject& thread = ThreadObject::Current();
+    if (!IsOwnedBy(thread)) return false;
+    if (LeavesLast(thread)) GiveBackWithoutCall();
+    return true;
+}
+
+bool MutexObject::HasLine() const {
+    return (word_.load(std::memory_order_relaxed) & mutex_word::QueuedMark) != 0;
+}
+
+void MutexObject::CallIfFree() {
+    ThreadObject& thread = ThreadObject::Current();
+    const Attempt attempt = TakeOrLook(thread, false);
+    if (!IsTaken(attempt)) return;
+    thread.heldMutexes.Remove(*this);
+    GiveBack(attempt == Attempt::TakenAbandoned ? mutex_word::AbandonedMark : 0);
+}
+
+bool MutexObject::IsOwnedBy(const ThreadObject& thread) const {
+    if ((word_.load(std::memory_order_relaxed) & mutex_word::OwnerMask) == mutex_word::OwnedBy(thread.Id()))
+        return true;
+    SetLastError(ERROR_NOT_OWNER);
+    return false;
+}
+
+// Undoes one take of the owner's. True if it was the last one: the mutex has to be given back.
+bool MutexObject::LeavesLast(ThreadObject& thread) {
     if (recursion_ != 0) {
         --recursion_;
-        return true;
+        return false;
     }
     thread.heldMutexes.Remove(*this);
-    GiveBack(0);
     return true;
+}
+
+void MutexObject::GiveBackWithoutCall() {
+    Word seen = word_.load(std::memory_order_relaxed);
+    while (!word_.compare_exchange_weak(seen, mutex_word::Freed(seen, 0))) {
+    }
+    if ((seen & mutex_word::ClosedMark) != 0) ReleaseReference();
 }
 
 // The caller holds a reference and has taken the mutex out of the owner's list.

@@ -28,6 +28,16 @@ class MutexObject final : public Object {
     // False and ERROR_NOT_OWNER for any other thread than the owner.
     bool Release();
 
+    // As Release, but no thread in line is called. The calling thread has promised to look at the mutex
+    // again: to take it, or by CallIfFree.
+    bool ReleaseWithoutCall();
+
+    // Calls the first thread in line if the mutex is free. If it isn't, its owner will.
+    void CallIfFree();
+
+    // Whether threads stand in line, at this moment.
+    bool HasLine() const;
+
     // Wakes all who wait, with a failure. An owner keeps what it has until it ends.
     void OnLastHandleClosed() override;
 
@@ -40,7 +50,10 @@ class MutexObject final : public Object {
     bool LineUp(MutexWaiter& waiter);
     void LeaveLine(MutexWaiter& waiter);
     MutexWaiter::Call WaitInLine(MutexWaiter& waiter, const Deadline& deadline);
+    bool IsOwnedBy(const ThreadObject& thread) const;
+    bool LeavesLast(ThreadObject& thread);
     void GiveBack(mutex_word::Word abandoned);
+    void GiveBackWithoutCall();
     mutex_word::Word CallNext(mutex_word::Word abandoned);
 
     std::atomic<mutex_word::Word> word_{0};

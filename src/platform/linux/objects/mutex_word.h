@@ -18,12 +18,16 @@
 // - A thread that was woken looks once at least, clearing Waking in the same step: it takes the mutex, or
 //   lines up in front.
 //
-// Why no mutex is lost: a free mutex with a line has Waking set. Lining up needs an owner; giving back with
-// a line and without Waking sets Waking or names a new owner; and Waking goes only with a look, after
-// which the mutex is owned or closed. With Waking set, the thread that was woken is running and will look.
-// An owned mutex with a line has QueuedMark set, so its owner calls the next one. The decision is made on the
-// line as it is under its lock, and on the word that the same step replaces; nothing is decided on an earlier
-// look.
+// - An owner may also give the mutex back without a call, if it promises to look at it once more (promise.h):
+// it
+//   takes it again, or takes it and gives it back as usual before anything else may hold it up.
+//
+// Why no mutex is lost: a free mutex with a line has Waking set, or is the promise of a thread. Lining up
+// needs an owner; giving back with a line and without Waking sets Waking, names a new owner or is a promise;
+// and Waking goes only with a look, as a promise does, after which the mutex is owned or closed. With Waking
+// set, the thread that was woken is running and will look; so is the one that has promised. An owned mutex
+// with a line has QueuedMark set, so its owner calls the next one. The decision is made on the line as it is
+// under its lock, and on the word that the same step replaces; nothing is decided on an earlier look.
 #pragma once
 
 #include <cstdint>

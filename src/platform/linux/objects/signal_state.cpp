@@ -3,6 +3,7 @@
 #include "platform/linux/faces/wait.h"
 #include "platform/linux/objects/deadline.h"
 #include "platform/linux/objects/freeze_point.h"
+#include "platform/linux/objects/promise.h"
 
 void SignalState::Set() {
     const std::lock_guard lock(mutex_);
@@ -27,6 +28,7 @@ void SignalState::Close() {
 
 DWORD SignalState::Wait(DWORD milliseconds) {
     FreezeWhileSuspended();
+    KeepPromise();
     const DWORD outcome = WaitInLine(milliseconds);
     FreezeWhileSuspended();
     if (outcome == WAIT_FAILED) SetLastError(ERROR_INVALID_HANDLE);

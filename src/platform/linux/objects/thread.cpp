@@ -9,6 +9,7 @@
 
 #include "platform/linux/faces/handle.h"
 #include "platform/linux/objects/freeze_point.h"
+#include "platform/linux/objects/promise.h"
 #include "platform/linux/objects/thread_object.h"
 #include "platform/linux/system/system_error.h"
 
@@ -99,6 +100,7 @@ DWORD WINAPI ResumeThread(HANDLE handle) try {
 
 void WINAPI Sleep(DWORD milliseconds) {
     FreezeWhileSuspended();
+    KeepPromise();
     if (milliseconds == INFINITE)
         for (;;)
             std::this_thread::sleep_for(std::chrono::hours(24));

@@ -9,6 +9,7 @@
 #include "platform/linux/faces/thread.h"
 #include "platform/linux/objects/freeze_point.h"
 #include "platform/linux/objects/futex.h"
+#include "platform/linux/objects/promise.h"
 #include "platform/linux/system/system_error.h"
 #include "platform/linux/system/undying.h"
 
@@ -120,6 +121,7 @@ void ThreadObject::Adopt(Ref<ThreadObject> thread) {
 
 // Whoever sees the end finds the mutexes given up and the id gone.
 void ThreadObject::End() {
+    if (this == current) KeepPromise();
     while (MutexObject* mutex = heldMutexes.First())
         mutex->Abandon();
     Registry().Forget(id_);

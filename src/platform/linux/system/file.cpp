@@ -11,6 +11,7 @@
 
 #include "platform/linux/instance/home.h"
 #include "platform/linux/objects/object.h"
+#include "platform/linux/objects/promise.h"
 #include "platform/linux/system/descriptor.h"
 #include "platform/linux/system/guarded_file.h"
 #include "platform/linux/system/system_error.h"
@@ -98,6 +99,7 @@ HANDLE Fail(DWORD error) {
 
 // Writes go on after a signal, and to a full pipe they don't wait.
 DWORD WriteAll(int descriptor, const char* bytes, DWORD size, DWORD& done) {
+    KeepPromise();
     while (done < size) {
         const ssize_t count = write(descriptor, bytes + done, size - done);
         if (count < 0 && errno == EBADF) return ERROR_ACCESS_DENIED;  // opened for reading
@@ -112,6 +114,7 @@ DWORD WriteAll(int descriptor, const char* bytes, DWORD size, DWORD& done) {
 
 HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD, LPSECURITY_ATTRIBUTES, DWORD disposition, DWORD,
                           HANDLE) try {
+    KeepPromise();
     const std::string native = NativePath(path);
     Opened opened = OpenAs(native, AccessFlags(access), disposition);
     if (!opened.descriptor) return Fail(OpenError(native, errno));
