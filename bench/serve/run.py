@@ -11,7 +11,7 @@ import sys
 
 sys.dont_write_bytecode = True
 TREE = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TREE / "tests" / "system"))
+sys.path.insert(0, str(TREE / "tools"))
 
 import cases
 import document

@@ -9,8 +9,8 @@ import re
 import subprocess
 import sys
 
-HERE = pathlib.Path(__file__).parent
-KSL = HERE.parent / "class_a" / "fuzz"
+TESTS = pathlib.Path(__file__).parents[2] / "tests"
+FUZZ, KSL = TESTS / "fuzz", TESTS / "class_a" / "fuzz"
 QUILLON = ("request", "bootptab", "registry", "services", "control", "decoder", "netlink")
 INPUT_SECONDS, MEMORY_MB = 25, 2048  # for one input; beyond it is a finding
 GRACE_SECONDS = 120  # in which a target has to end after its time
@@ -27,7 +27,7 @@ class Outcome:
 
 
 def targets(build):
-    found = {name: (build / "tests" / f"fuzz_{name}", HERE / "corpus" / name) for name in QUILLON}
+    found = {name: (build / "tests" / f"fuzz_{name}", FUZZ / "corpus" / name) for name in QUILLON}
     for corpus in sorted((KSL / "corpus").iterdir()):
         found[f"ksl_{corpus.name}"] = (build / "tests" / f"ksl_fuzz_{corpus.name}", corpus)
     return found
@@ -43,7 +43,7 @@ def run(build, name, program, seeds, seconds):
     for folder in (corpus, findings):
         folder.mkdir(parents=True, exist_ok=True)
     before = set(findings.iterdir())
-    dictionary = HERE / f"{name}.dict"
+    dictionary = pathlib.Path(__file__).parent / f"{name}.dict"
     command = [program, f"-max_total_time={seconds}", f"-timeout={INPUT_SECONDS}", f"-rss_limit_mb={MEMORY_MB}", "-print_final_stats=1",
                f"-artifact_prefix={findings}/", *([f"-dict={dictionary}"] if dictionary.exists() else []), corpus, seeds]
     log = findings.with_suffix(".log")
