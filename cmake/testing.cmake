@@ -34,3 +34,25 @@ endforeach()
 ")
   set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${labels}")
 endfunction()
+
+option(QUILLON_LIBFUZZER "Build the fuzz targets with clang's libFuzzer" OFF)
+
+# quillon_fuzz(TARGET TEST LABEL LIBRARY...)
+#
+# A fuzz target from NAME_fuzz.cpp, NAME being the last word of TEST, with a corpus in corpus/NAME. TEST replays the corpus. With
+# clang the target is libFuzzer's, which tools/fuzz builds and runs.
+function(quillon_fuzz target test label)
+  string(REGEX REPLACE ".*\\." "" name "${test}")
+  add_executable(${target} ${name}_fuzz.cpp)
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+  target_include_directories(${target} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  target_link_libraries(${target} PRIVATE ${ARGN})
+  if(QUILLON_LIBFUZZER)
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer)
+    target_link_options(${target} PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(${target} PRIVATE "${CMAKE_SOURCE_DIR}/tests/class_a/fuzz/replay_main.cpp")
+    add_test(NAME ${test} COMMAND ${target} "${CMAKE_CURRENT_SOURCE_DIR}/corpus/${name}")
+    set_tests_properties(${test} PROPERTIES LABELS ${label} TIMEOUT 60)
+  endif()
+endfunction()
