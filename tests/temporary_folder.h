@@ -5,7 +5,10 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 class TemporaryFolder {
@@ -24,6 +27,17 @@ class TemporaryFolder {
 
     std::string Path() const { return path_; }
     std::string Path(const std::string& name) const { return path_ / name; }
+    // Empty if there is no such file.
+    std::string Read(const std::string& name) const {
+        std::ifstream file(path_ / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    // Returns the file's path.
+    std::string Write(const std::string& name, std::string_view text) const {
+        std::ofstream file(path_ / name, std::ios::binary);
+        if (!(file << text).flush()) throw std::system_error(errno, std::generic_category(), name);
+        return Path(name);
+    }
 
   private:
     std::filesystem::path path_;

@@ -1,12 +1,9 @@
 #include "arp/arp_expiry.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <array>
 #include <mutex>
-#include <string>
-#include <vector>
 
 namespace {
 

@@ -3,15 +3,12 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <linux/if_ether.h>
 
 #include <algorithm>
 #include <chrono>
 #include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/network_namespace.h"
 
@@ -113,19 +110,17 @@ TEST_F(ArpHelperTest, AnswersByWhatStandsThere) {
         int answer;
         const char* during;  // what the entry then has
         bool staysAfterRemoval;
-    } cases[] = {
-        {right + " nud permanent", kReachable, kMacAsShown, true},
-        {wrong + " nud permanent", ArpAddFailed, kOtherMacAsShown, true},
-        {right + " nud noarp", kReachable, kMacAsShown, true},
-        {right + " nud stale", kReachable, kMacAsShown, true},
-        {wrong + " nud stale", kCreated, kMacAsShown, false},
-        {entry + "nud failed", kCreated, kMacAsShown, false},
-        // As the helper makes them; then as an administrator's replacement leaves the mark in place.
-        {wrong + " nud permanent protocol 81 extern_learn", kCreated, kMacAsShown, false},
-        {right + " nud permanent protocol 81 extern_learn", kCreated, kMacAsShown, false},
-        {wrong + " nud permanent protocol 81", ArpAddFailed, kOtherMacAsShown, true},
-        {right + " nud permanent protocol 81", kReachable, kMacAsShown, true},
-    };
+    } cases[] = {{right + " nud permanent", kReachable, kMacAsShown, true},
+                 {wrong + " nud permanent", ArpAddFailed, kOtherMacAsShown, true},
+                 {right + " nud noarp", kReachable, kMacAsShown, true},
+                 {right + " nud stale", kReachable, kMacAsShown, true},
+                 {wrong + " nud stale", kCreated, kMacAsShown, false},
+                 {entry + "nud failed", kCreated, kMacAsShown, false},
+                 // As the helper makes them; then as an administrator's replacement leaves the mark in place.
+                 {wrong + " nud permanent protocol 81 extern_learn", kCreated, kMacAsShown, false},
+                 {right + " nud permanent protocol 81 extern_learn", kCreated, kMacAsShown, false},
+                 {wrong + " nud permanent protocol 81", ArpAddFailed, kOtherMacAsShown, true},
+                 {right + " nud permanent protocol 81", kReachable, kMacAsShown, true}};
     for (const auto& row : cases) {
         Shell(row.before);
         EXPECT_EQ(Add(kClient, kMac), row.answer) << row.before;
@@ -163,23 +158,21 @@ TEST_F(ArpHelperTest, RefusesWhatCannotHelp) {
     struct Case {
         const char *client = kClient, *mac = kMac, *local = kLocal;
     };
-    const Case cases[] = {
-        {.mac = "02-00-00-00-00"},        // shorter than the interface's
-        {.mac = "02-00-00-00-00-50-60"},  // longer
-        {.mac = "nonsense"},
-        {.mac = ""},
-        {.local = "10.1.0.3"},  // no one's address
-        {.local = "10.5.0.1"},  // leaves by another interface
-        {.local = "x"},
-        {.client = "10.9.0.1"},    // no way there
-        {.client = "10.1.0.2"},    // our own
-        {.client = "10.1.0.255"},  // a broadcast
-        {.client = "255.255.255.255"},
-        {.client = "0.0.0.0"},
-        {.client = "224.0.0.1"},
-        {.client = "10.1.0"},
-        {.client = ""},
-    };
+    const Case cases[] = {{.mac = "02-00-00-00-00"},        // shorter than the interface's
+                          {.mac = "02-00-00-00-00-50-60"},  // longer
+                          {.mac = "nonsense"},
+                          {.mac = ""},
+                          {.local = "10.1.0.3"},  // no one's address
+                          {.local = "10.5.0.1"},  // leaves by another interface
+                          {.local = "x"},
+                          {.client = "10.9.0.1"},    // no way there
+                          {.client = "10.1.0.2"},    // our own
+                          {.client = "10.1.0.255"},  // a broadcast
+                          {.client = "255.255.255.255"},
+                          {.client = "0.0.0.0"},
+                          {.client = "224.0.0.1"},
+                          {.client = "10.1.0"},
+                          {.client = ""}};
     for (const Case& row : cases)
         EXPECT_EQ(Add(row.client, row.mac, row.local), ArpAddFailed)
             << row.client << " " << row.mac << " " << row.local;
@@ -199,7 +192,7 @@ TEST_F(ArpHelperTest, RefusesWhatCannotHelp) {
 }
 
 TEST_F(ArpHelperTest, ServesManyThreadsAtOnce) {
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([this, own = "10.1.0." + std::to_string(100 + t)] {
             for (int i = 0; i < 50; ++i) {
@@ -209,8 +202,7 @@ TEST_F(ArpHelperTest, ServesManyThreadsAtOnce) {
                 Remove(kClient);
             }
         });
-    for (auto& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_THAT(Shell("ip neigh show nud permanent"), IsEmpty());
 }
 

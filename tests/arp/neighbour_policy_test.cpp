@@ -4,7 +4,6 @@
 #include <linux/neighbour.h>
 
 #include <array>
-#include <string>
 
 #include "arp/helper/hardware_address.h"
 
@@ -40,11 +39,7 @@ TEST(HardwareAddressText, IsPairsOfDigitsWithOneKindOfSeparatorAtMost) {
 TEST(NeighbourPolicy, TouchesNothingThatSomebodyElseMadeToStay) {
     constexpr std::uint8_t kOurs = OriginOfHelper;
     using Action = NeighbourAction;
-    const struct {
-        const char* what;
-        std::optional<Neighbour> present;
-        Action action;
-    } cases[] = {
+    const std::tuple<const char*, std::optional<Neighbour>, Action> cases[] = {
         {"nothing there", std::nullopt, Action::Enter},
         {"learned, right", Neighbour{Mac(1), NUD_REACHABLE}, Action::LeaveRight},
         {"learned, right, doubted", Neighbour{Mac(1), NUD_DELAY}, Action::LeaveRight},
@@ -63,8 +58,8 @@ TEST(NeighbourPolicy, TouchesNothingThatSomebodyElseMadeToStay) {
         {"ours, replaced by an administrator", Neighbour{Mac(2), NUD_PERMANENT, kOurs}, Action::LeaveWrong},
         {"ours, replaced by the right one", Neighbour{Mac(1), NUD_PERMANENT, kOurs}, Action::LeaveRight},
     };
-    for (const auto& row : cases)
-        EXPECT_EQ(DecideEntry(row.present, Mac(1)), row.action) << row.what;
+    for (const auto& [what, present, action] : cases)
+        EXPECT_EQ(DecideEntry(present, Mac(1)), action) << what;
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include <cstring>
 #include <random>
-#include <vector>
 
 #include "arp/helper/neighbour_table.h"
 #include "platform/linux/net/interface_table.h"
@@ -47,13 +46,7 @@ TEST(NetlinkMessages, LengthsThatDoNotFitEndTheParsing) {
     std::vector<char> two = good;
     two.insert(two.end(), good.begin(), good.end());
     EXPECT_EQ(ParseAll(two), 2);
-    const struct {
-        const char* name;
-        std::size_t position;
-        std::uint32_t length;
-        std::size_t bytes;
-        int count;
-    } cases[] = {
+    const std::tuple<const char*, std::size_t, std::uint32_t, std::size_t, int> cases[] = {
         {"an empty block", 0, 0, 0, 0},
         {"a header that is cut", 0, 100, 8, 0},
         {"length 0", 0, 0, 4, 0},
@@ -63,13 +56,12 @@ TEST(NetlinkMessages, LengthsThatDoNotFitEndTheParsing) {
         {"an attribute of length 0", 28, 0, 2, 2},
         {"an attribute shorter than its header", 28, 3, 2, 2},
         {"an attribute longer than the message", 28, 0xFFFF, 2, 2},
-        {"a word of one byte", 28, 5, 2, 2},
-    };
-    for (const auto& row : cases) {
+        {"a word of one byte", 28, 5, 2, 2}};
+    for (const auto& [name, position, length, bytes, count] : cases) {
         std::vector<char> bad = two;
-        std::memcpy(bad.data() + row.position, &row.length, std::min<std::size_t>(row.bytes, 4));
-        if (row.bytes == 0 || row.bytes == 8) bad.resize(row.bytes);
-        EXPECT_EQ(ParseAll(bad), row.count) << row.name;
+        std::memcpy(bad.data() + position, &length, std::min<std::size_t>(bytes, 4));
+        if (bytes == 0 || bytes == 8) bad.resize(bytes);
+        EXPECT_EQ(ParseAll(bad), count) << name;
     }
 }
 

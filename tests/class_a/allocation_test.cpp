@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
-#include <string>
 
-#include "class_a/counting_allocator.h"
 #include "class_a/standard/CExceptionSink.h"
 #include "class_a/standard/CStringMap.h"
+#include "faults/failing_allocations.h"
 
 namespace {
 
@@ -14,24 +12,25 @@ TEST(Message, AllocatesNothingForArgumentsThatFit) {
     const std::string longestInline(199, 'x');
     const std::string shortestOnHeap(200, 'x');
     ksl::CMessage message;
-    const long before = allocation_count();
+    const long before = AllocationCount();
     message << 1 << 2U << 3L << 4UL << "five" << 6.5 << 7LL << '8' << longestInline;
     const ksl::CMessage copy(message);
-    EXPECT_EQ(allocation_count() - before, 0);
+    EXPECT_EQ(AllocationCount() - before, 0);
     message << shortestOnHeap;
-    EXPECT_EQ(allocation_count() - before, 1);
+    EXPECT_EQ(AllocationCount() - before, 1);
 }
 
 // Runs with each allocation failing in turn, and then with none. `check` learns whether one failed.
 void with_each_failure(const std::function<void()>& run, const std::function<void(bool failed)>& check) {
-    bool failed = true;
-    for (long number = 1; failed; ++number) {
-        fail_allocation(number);
-        run();
-        failed = fail_allocation(0);
-        check(failed);
-        ASSERT_EQ(failed && number > 1000, false);
-    }
+    const long allocations = FailEachAllocation([&](long number) {
+        {
+            const FailingAllocation failure(number);
+            run();
+        }
+        check(FailingAllocation::HasFailed());
+        return FailingAllocation::HasFailed() && number < 1000;
+    });
+    EXPECT_TRUE(allocations > 0 && allocations < 999);
 }
 
 struct Counter : ksl::CExceptionSink {

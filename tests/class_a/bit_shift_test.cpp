@@ -2,8 +2,6 @@
 
 #include <climits>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CBitShift.h"

@@ -4,7 +4,6 @@
 #include <limits>
 #include <new>
 #include <random>
-#include <vector>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CBase64.h"

@@ -3,11 +3,7 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
-#include <memory>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <vector>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CExceptionSink.h"

@@ -4,7 +4,6 @@
 
 #include <fstream>
 #include <functional>
-#include <string>
 
 #include "class_a/standard/CException.h"
 

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <tuple>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CMessageStore.h"

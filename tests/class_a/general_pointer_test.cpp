@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "class_a/standard/CException.h"
 #include "class_a/standard/CGeneralPtr.h"
@@ -129,7 +127,7 @@ TEST(GeneralPointer, RefusesToDereferenceNull) {
 
 TEST(GeneralPointer, CountsUnderThreads) {
     std::atomic<int> destroyed = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     {
         const Shared holder(new Pointee(destroyed));
         for (int i = 0; i < 4; ++i)
@@ -138,8 +136,6 @@ TEST(GeneralPointer, CountsUnderThreads) {
                     EXPECT_EQ(Shared(copy)->value, 7);
             });
     }
-    for (std::thread& each : threads)
-        each.join();
     threads.clear();
     EXPECT_EQ(destroyed, 1);
 }

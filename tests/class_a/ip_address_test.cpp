@@ -4,8 +4,6 @@
 
 #include <cstring>
 #include <random>
-#include <tuple>
-#include <vector>
 
 #include "class_a/failure.h"
 #include "class_a/standard/ksl_text.h"

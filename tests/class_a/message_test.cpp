@@ -2,11 +2,8 @@
 
 #include <climits>
 #include <functional>
-#include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
-#include <vector>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CMessage.h"

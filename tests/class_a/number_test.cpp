@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <functional>
 #include <limits>
-#include <string>
-#include <tuple>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CByteOrderConversion.h"

@@ -7,8 +7,6 @@
 #include <functional>
 #include <limits>
 #include <random>
-#include <tuple>
-#include <vector>
 
 #include "class_a/standard/CNumberConversionException.h"
 

@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <string>
 #include <string_view>
-#include <tuple>
-#include <vector>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CStringMap.h"

@@ -6,8 +6,6 @@
 #include <limits>
 #include <random>
 #include <thread>
-#include <tuple>
-#include <vector>
 
 #include "class_a/failure.h"
 #include "class_a/standard/CStringMap.h"
@@ -209,7 +207,7 @@ TEST(Time, ReadsDurations) {
 }
 
 TEST(Time, ServesManyThreadsAtOnce) {
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([time = CTimeT(kSample + i * std::int64_t{98765432})] {
             const std::string utc = time.dateUTC();
@@ -222,8 +220,7 @@ TEST(Time, ServesManyThreadsAtOnce) {
             }
         });
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <string>
 
 #include "class_a/standard/ksl_text.h"
 

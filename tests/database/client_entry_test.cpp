@@ -33,13 +33,11 @@ TEST_F(ClientEntryTest, Example) {
     EXPECT_EQ((Bytes{image.chaddr, image.chaddr + 16}), (Bytes{ExampleAddress, ExampleAddress + 16}));
     EXPECT_STREQ(image.file, "lab-new.img");
     EXPECT_EQ(image.cookie, (IpAddress{{0x63, 0x82, 0x53, 0x63}}));
-    Bytes expected = {
-        0x01, 4, 255, 255, 255,  0,     // Subnet Mask, from the template
-        0x33, 4, 0,   0,   0x0E, 0x10,  // Lease Time, from the template
-        0x03, 4, 10,  0,   0,    254,   // Gateways, the client's own
-        0x0C, 4, 'p', 'c', '1',  '7',   // Host Name
-        0xFF,
-    };
+    Bytes expected = {0x01, 4, 255, 255, 255,  0,     // Subnet Mask, from the template
+                      0x33, 4, 0,   0,   0x0E, 0x10,  // Lease Time, from the template
+                      0x03, 4, 10,  0,   0,    254,   // Gateways, the client's own
+                      0x0C, 4, 'p', 'c', '1',  '7',   // Host Name
+                      0xFF};
     expected.resize(60);
     EXPECT_EQ((Bytes{Options(&image), Options(&image) + 60}), expected);
 }
@@ -61,11 +59,7 @@ TEST_F(ClientEntryTest, BlocksGrowByUnits) {
 TEST_F(ClientEntryTest, MergesTemplateAndClient) {
     const Bytes mask = {1, 4, 10, 0, 0, 0, 255};
     const Bytes host = {12, 1, 'h', 255};
-    const struct {
-        const char* keys;
-        const char* templates;
-        Bytes options;
-    } cases[] = {
+    const std::tuple<const char*, const char*, Bytes> cases[] = {
         {"template=T\nHost Name=h\n", "[template:t]\nHost Name=own\n", host},
         {"Template=t\n", "[Template:t]\nTemplate=u\nHost Name=h\n[Template:u]\nGateways=1.1.1.1\n", host},
         {"Template=t\nsubnet mask=10.0.0.0\n", "[Template:t]\nSubnet Mask=1.1.1.1\n", mask},
@@ -73,12 +67,12 @@ TEST_F(ClientEntryTest, MergesTemplateAndClient) {
         {"Template=\nUnknown=1\n", "", {255}},
         {"Host Name=h\nHost Name=x\n", "", {12, 1, 'h', 12, 1, 'h', 255}},
     };
-    for (const auto& expected : cases) {
-        SCOPED_TRACE(expected.keys);
+    for (const auto& [keys, templates, options] : cases) {
+        SCOPED_TRACE(keys);
         DWORD status = 99;
-        const ClientEntry* entry = BuildClient(expected.keys, &status, expected.templates);
+        const ClientEntry* entry = BuildClient(keys, &status, templates);
         ASSERT_NE(entry, nullptr);
-        EXPECT_EQ(TemplateOf(entry), expected.options);
+        EXPECT_EQ(TemplateOf(entry), options);
     }
 }
 
@@ -139,16 +133,14 @@ TEST_F(ClientEntryTest, AliasesReplaceTheBootFileAndSpareTheMediaText) {
         const char* keys;
         DWORD status;
         std::string file;
-    } cases[] = {
-        {"Boot File=SHORT\n", DatabaseOk, usual},
-        {"Boot File=other\n", DatabaseOk, "other"},
-        {"Boot File=none\n", DatabaseOk, ""},
-        {"Host Name=h\n", DatabaseOk, ""},
-        {"Boot File=longest\n", DatabaseOk, longest},
-        {"Boot File=long\n", EntryMalformed, ""},
-        {"Boot File=longest\nMedia=x\n", EntryMalformed, ""},
-        {"Boot File=short\nMedia=02-00-00\n", DatabaseOk, usual},
-    };
+    } cases[] = {{"Boot File=SHORT\n", DatabaseOk, usual},
+                 {"Boot File=other\n", DatabaseOk, "other"},
+                 {"Boot File=none\n", DatabaseOk, ""},
+                 {"Host Name=h\n", DatabaseOk, ""},
+                 {"Boot File=longest\n", DatabaseOk, longest},
+                 {"Boot File=long\n", EntryMalformed, ""},
+                 {"Boot File=longest\nMedia=x\n", EntryMalformed, ""},
+                 {"Boot File=short\nMedia=02-00-00\n", DatabaseOk, usual}};
     for (const auto& expected : cases) {
         SCOPED_TRACE(expected.keys);
         DWORD status = 99;

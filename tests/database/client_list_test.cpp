@@ -45,10 +45,8 @@ TEST_F(ClientListTest, Sections) {
     const std::string other = "22-22-22-22-22-22", malformed = "[00-02]\nTimes=1:30\n";
     const struct {
         std::string sections;
-        DWORD cacheSize;
-        DWORD result;
-        Names listed;
-        Names reported;
+        DWORD cacheSize, result;
+        Names listed, reported;
         DWORD cacheLeft;
     } cases[] = {
         {"", 5, DatabaseCorrupt, {}, {}, 5},
@@ -132,16 +130,6 @@ TEST_F(ClientListTest, ALoadKeepsNoMoreTextsThanItMay) {
     for (int at = 0; at < 6000; ++at)
         RecallAlias(&shared, std::to_string(at).c_str(), path.c_str());
     EXPECT_LE(shared.templates.size() + shared.aliases.size(), 4096u);
-}
-
-TEST_F(ClientListTest, EachLoadReadsTheFileAsItIs) {
-    for (int number = 1000; number < 1100; ++number) {
-        const std::string name = std::to_string(number);
-        WriteBootptab("[Options]\nHost Name=12,string\n[00-01]\nHost Name=" + name + "\n");
-        ASSERT_EQ(Load(), DatabaseOk);
-        ASSERT_EQ(TemplateOf(list), (Bytes{12, 4, '1', '0', BYTE(name[2]), BYTE(name[3]), 255}));
-        Discard();
-    }
 }
 
 // The file is edited where the load reports a section, and the load goes on a moment later.

@@ -3,9 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "database/client_entry.h"
 #include "database/load/client_list.h"
 #include "database/lookup/find_client.h"

@@ -40,11 +40,7 @@ class DhcpReplyTest : public DatabaseTest {
 };
 
 TEST_F(DhcpReplyTest, Fitting) {
-    const struct {
-        Bytes options;
-        std::size_t length;
-        VendorFit fit;
-    } cases[] = {
+    const std::tuple<Bytes, std::size_t, VendorFit> cases[] = {
         {{53, 1, 1, 255}, 300, VendorFit::DhcpShaped},
         {{0, 0, 53, 1, 1}, 300, VendorFit::DhcpShaped},
         {{12, 1, 53, 53, 1, 1}, 300, VendorFit::DhcpShaped},
@@ -57,21 +53,20 @@ TEST_F(DhcpReplyTest, Fitting) {
         {{}, 256, VendorFit::PlainBootp},
         {{}, 240, VendorFit::PlainBootp},
         {{}, 239, VendorFit::DhcpShaped},
-        {{}, 28, VendorFit::DhcpShaped},
-    };
-    for (const auto& expected : cases) {
-        Datagram datagram = Request(expected.options, expected.length);
+        {{}, 28, VendorFit::DhcpShaped}};
+    for (const auto& [options, length, fit] : cases) {
+        Datagram datagram = Request(options, length);
         const Bytes before = datagram.block;
-        EXPECT_EQ(FitVendorOptions(Options(datagram.Packet()), datagram.End(), entry), expected.fit);
-        if (expected.fit == VendorFit::DhcpShaped) {
+        EXPECT_EQ(FitVendorOptions(Options(datagram.Packet()), datagram.End(), entry), fit);
+        if (fit == VendorFit::DhcpShaped) {
             EXPECT_EQ(datagram.block, before);
-            const bool isAnswered = expected.length > 242;
-            EXPECT_EQ(Compose(&datagram), isAnswered) << expected.length;
+            const bool isAnswered = length > 242;
+            EXPECT_EQ(Compose(&datagram), isAnswered) << length;
         } else {
             Bytes area = ExampleTemplate;
             area.resize(60);
-            area.resize(expected.length - 240);
-            EXPECT_EQ(datagram.Range(240, expected.length), area);
+            area.resize(length - 240);
+            EXPECT_EQ(datagram.Range(240, length), area);
         }
     }
     // Behind the template's capacity the reply keeps what the request had.

@@ -36,26 +36,23 @@ class FindClientTest : public DatabaseTest {
 TEST_F(FindClientTest, Statuses) {
     Prepare("[00-01]\nHost Name=h\n[00-02]\nPlain Only=1\n[00-03]\nTimes=1\n[00-04]\nHardware Type=6\n", 1);
     const struct {
-        Bytes address;
-        Bytes options;
+        Bytes address, options;
         int status;
         DWORD hits = 0;
         BYTE type = 1;
-    } cases[] = {
-        {Example, {}, FindListedBootp, 1},
-        {Example, Discover, FindListedDhcp, 1},
-        {Example, Inform, FindRefused, 1},
-        {{}, {}, FindListedBootp, 1},
-        {{0x00, 0xA0, 0x24}, {}, FindListedBootp, 1},
-        {Example, {}, FindOtherHardwareType, 0, 6},
-        {{0, 1}, {}, FindTransientBootp},
-        {{0, 1}, Discover, FindTransientDhcp},
-        {{0, 1}, Inform, FindRefused},
-        {{0, 2}, Discover, FindTransientBootp},
-        {{0, 3}, {}, FindMalformed},
-        {{0, 4}, {}, FindOtherHardwareType},
-        {{0, 5}, {}, FindUnknownClient},
-    };
+    } cases[] = {{Example, {}, FindListedBootp, 1},
+                 {Example, Discover, FindListedDhcp, 1},
+                 {Example, Inform, FindRefused, 1},
+                 {{}, {}, FindListedBootp, 1},
+                 {{0x00, 0xA0, 0x24}, {}, FindListedBootp, 1},
+                 {Example, {}, FindOtherHardwareType, 0, 6},
+                 {{0, 1}, {}, FindTransientBootp},
+                 {{0, 1}, Discover, FindTransientDhcp},
+                 {{0, 1}, Inform, FindRefused},
+                 {{0, 2}, Discover, FindTransientBootp},
+                 {{0, 3}, {}, FindMalformed},
+                 {{0, 4}, {}, FindOtherHardwareType},
+                 {{0, 5}, {}, FindUnknownClient}};
     for (const auto& expected : cases) {
         SCOPED_TRACE(::testing::PrintToString(expected.address));
         Datagram datagram(300, expected.address, expected.options);
@@ -125,13 +122,7 @@ TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
                   "[00-03]\nBoot File=fits\n[00-04]\nBoot File=long\n");
     ASSERT_EQ(Load(), DatabaseOk);
     EXPECT_EQ(reported, std::vector<std::string>{"00-04"});
-    const struct {
-        BYTE client;
-        std::string wanted;
-        Bytes options;
-        std::string file;
-        int status;
-    } cases[] = {
+    const std::tuple<BYTE, std::string, Bytes, std::string, int> cases[] = {
         {1, "lab.img", {}, "lab-new.img", FindListedBootp},
         {1, "LAB.IMG", Discover, "lab-new.img", FindListedDhcp},
         {1, "boot.img", {}, "", FindListedBootp},
@@ -140,15 +131,14 @@ TEST_F(FindClientTest, FileAliasAnswersWithTheAliasOfTheWantedFile) {
         {1, "long", {}, "long", FindMalformed},
         {1, unterminated, {}, "", FindListedBootp},
         {1, "lab.img", Inform, "own", FindRefused},
-        {2, "lab.img", {}, "own", FindListedBootp},
-    };
-    for (const auto& expected : cases) {
-        Datagram datagram(300, {0, expected.client}, expected.options);
-        std::copy(expected.wanted.begin(), expected.wanted.end(), datagram.Packet()->file);
+        {2, "lab.img", {}, "own", FindListedBootp}};
+    for (const auto& [client, wanted, options, file, status] : cases) {
+        Datagram datagram(300, {0, client}, options);
+        std::copy(wanted.begin(), wanted.end(), datagram.Packet()->file);
         const Bytes before = datagram.block;
-        EXPECT_EQ(Find(&datagram), expected.status) << expected.wanted;
-        EXPECT_EQ(datagram.Packet()->file, expected.file);
-        EXPECT_EQ(datagram.block == before, expected.status == FindMalformed);
+        EXPECT_EQ(Find(&datagram), status) << wanted;
+        EXPECT_EQ(datagram.Packet()->file, file);
+        EXPECT_EQ(datagram.block == before, status == FindMalformed);
     }
 }
 

@@ -27,11 +27,7 @@ class CatalogueTest : public DatabaseTest {
 };
 
 TEST_F(CatalogueTest, DefinitionsAreATagAndATypeWord) {
-    const struct {
-        const char* value;
-        LONG tag;
-        OptionType type;
-    } cases[] = {
+    const std::tuple<const char*, LONG, OptionType> cases[] = {
         {"1,ipaddress", 1, OptionType::IpAddress},
         {"-2,IpAddress", -2, OptionType::IpAddress},
         {"12,String", 12, OptionType::String},
@@ -46,24 +42,19 @@ TEST_F(CatalogueTest, DefinitionsAreATagAndATypeWord) {
         {"12,text", 12, OptionType::Byte},
         {"12,string,x", 12, OptionType::Byte},
         {"abc,int", 0, OptionType::Int},
-        {"-2147483648,int", -2147483647 - 1, OptionType::Int},
-    };
-    for (const auto& expected : cases) {
-        SCOPED_TRACE(expected.value);
-        ASSERT_EQ(Read(std::string("[options]\nSome Key=") + expected.value + "\n"), DatabaseOk);
+        {"-2147483648,int", -2147483647 - 1, OptionType::Int}};
+    for (const auto& [value, tag, type] : cases) {
+        SCOPED_TRACE(value);
+        ASSERT_EQ(Read(std::string("[options]\nSome Key=") + value + "\n"), DatabaseOk);
         EXPECT_STREQ(rows[0].name, "Some Key");
-        EXPECT_EQ(rows[0].tag, expected.tag);
-        EXPECT_EQ(rows[0].type, expected.type);
+        EXPECT_EQ(rows[0].tag, tag);
+        EXPECT_EQ(rows[0].type, type);
         EXPECT_STREQ(rows[1].name, "");
     }
 }
 
 TEST_F(CatalogueTest, Results) {
-    const struct {
-        std::string text;
-        DWORD capacity;
-        DWORD result;
-    } cases[] = {
+    const std::tuple<std::string, DWORD, DWORD> cases[] = {
         {"", 2, DatabaseOk},
         {"[Other]\na=1\n", 2, DatabaseOk},
         {"[Options]\na=1,byte\nb=12\n", 16, DatabaseCorrupt},
@@ -76,10 +67,10 @@ TEST_F(CatalogueTest, Results) {
         {Names(1, 5), 2, DatabaseOk},
         {Names(150, 100), 200, DatabaseOk},  // the work buffer grows twice
     };
-    for (const auto& expected : cases) {
-        SCOPED_TRACE(expected.text.substr(0, 40));
-        EXPECT_EQ(Read(expected.text, expected.capacity), expected.result);
-        EXPECT_STREQ(rows[expected.capacity].name, "");
+    for (const auto& [text, capacity, result] : cases) {
+        SCOPED_TRACE(text.substr(0, 40));
+        EXPECT_EQ(Read(text, capacity), result);
+        EXPECT_STREQ(rows[capacity].name, "");
     }
     EXPECT_EQ(ReadOptionCatalogue(heap, folder.Path("none").c_str(), 2, rows.data()), DatabaseMissing);
 }

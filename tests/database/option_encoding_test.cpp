@@ -57,27 +57,25 @@ TEST(OptionEncoding, WorkedBytes) {
         const char* value;
         Bytes body;
         DWORD terminate = 0;
-    } cases[] = {
-        {OptionType::IpAddress, "10.0.0.1,10.0.0.2", {10, 0, 0, 1, 10, 0, 0, 2}},
-        {OptionType::IpAddressArray, "nowhere", {255, 255, 255, 255}},
-        {OptionType::Int, "1000", {0, 0, 3, 0xE8}},
-        {OptionType::Int, "4294967295, 1", {255, 255, 255, 255, 0, 0, 0, 1}},
-        {OptionType::Int, "text", {0, 0, 0, 0}},
-        {OptionType::Word, "1,513", {0, 1, 2, 1}},
-        {OptionType::Word, "65537", {0, 1}},
-        {OptionType::Byte, "1,2,300", {1, 2, 0x2C}},
-        {OptionType::MultiByte, "1,,2", {1}},
-        {OptionType::Byte, ",1", {}},
-        {OptionType::Time, "1:00:00,0:00:30", {0, 0, 0x0E, 0x10, 0, 0, 0, 0x1E}},
-        {OptionType::Time, "infinite", {255, 255, 255, 255}},
-        {OptionType::Time, "100:99:99", {0, 5, 0x95, 0xD7}},
-        {OptionType::Time, " 0:00:30 , 0 : 1 : 2\t", {0, 0, 0, 30, 0, 0, 0, 62}},
-        {OptionType::String, "pc17", {'p', 'c', '1', '7'}},
-        {OptionType::String, "a,b", {'a', ',', 'b'}},
-        {OptionType::String, "pc17", {'p', 'c', '1', '7', 0}, 1},
-        {OptionType::String, "", {}},
-        {OptionType::String, "", {0}, 1},
-    };
+    } cases[] = {{OptionType::IpAddress, "10.0.0.1,10.0.0.2", {10, 0, 0, 1, 10, 0, 0, 2}},
+                 {OptionType::IpAddressArray, "nowhere", {255, 255, 255, 255}},
+                 {OptionType::Int, "1000", {0, 0, 3, 0xE8}},
+                 {OptionType::Int, "4294967295, 1", {255, 255, 255, 255, 0, 0, 0, 1}},
+                 {OptionType::Int, "text", {0, 0, 0, 0}},
+                 {OptionType::Word, "1,513", {0, 1, 2, 1}},
+                 {OptionType::Word, "65537", {0, 1}},
+                 {OptionType::Byte, "1,2,300", {1, 2, 0x2C}},
+                 {OptionType::MultiByte, "1,,2", {1}},
+                 {OptionType::Byte, ",1", {}},
+                 {OptionType::Time, "1:00:00,0:00:30", {0, 0, 0x0E, 0x10, 0, 0, 0, 0x1E}},
+                 {OptionType::Time, "infinite", {255, 255, 255, 255}},
+                 {OptionType::Time, "100:99:99", {0, 5, 0x95, 0xD7}},
+                 {OptionType::Time, " 0:00:30 , 0 : 1 : 2\t", {0, 0, 0, 30, 0, 0, 0, 62}},
+                 {OptionType::String, "pc17", {'p', 'c', '1', '7'}},
+                 {OptionType::String, "a,b", {'a', ',', 'b'}},
+                 {OptionType::String, "pc17", {'p', 'c', '1', '7', 0}, 1},
+                 {OptionType::String, "", {}},
+                 {OptionType::String, "", {0}, 1}};
     for (const auto& expected : cases) {
         SCOPED_TRACE(expected.value);
         Image image(60);
@@ -98,18 +96,16 @@ TEST(OptionEncoding, LeastRoom) {
         const char* value;
         std::size_t least;
         DWORD terminate = 0;
-    } cases[] = {
-        {OptionType::IpAddress, "1.2.3.4", 7},
-        {OptionType::IpAddress, "1.2.3.4,1.1.1.1", 11},
-        {OptionType::Int, "1", 7},
-        {OptionType::Word, "1", 5},
-        {OptionType::Byte, "", 2},
-        {OptionType::Byte, "1", 5},
-        {OptionType::Byte, "1,2", 6},
-        {OptionType::String, "", 4},
-        {OptionType::String, "abcd", 8},
-        {OptionType::String, "abcd", 8, 1},
-    };
+    } cases[] = {{OptionType::IpAddress, "1.2.3.4", 7},
+                 {OptionType::IpAddress, "1.2.3.4,1.1.1.1", 11},
+                 {OptionType::Int, "1", 7},
+                 {OptionType::Word, "1", 5},
+                 {OptionType::Byte, "", 2},
+                 {OptionType::Byte, "1", 5},
+                 {OptionType::Byte, "1,2", 6},
+                 {OptionType::String, "", 4},
+                 {OptionType::String, "abcd", 8},
+                 {OptionType::String, "abcd", 8, 1}};
     for (const auto& expected : cases) {
         for (std::size_t room = 0; room < 16; ++room) {
             SCOPED_TRACE(expected.value + (" in " + std::to_string(room)));
@@ -131,19 +127,17 @@ TEST(OptionEncoding, MalformedWhateverTheRoom) {
         OptionType type;
         std::string value;
         DWORD terminate = 0;
-    } cases[] = {
-        {OptionType::Time, "1:30"},
-        {OptionType::Time, "1:00:00,90"},
-        {OptionType::Time, "1:00:00, "},
-        {OptionType::HardwareAddress, "00-11"},
-        {OptionType::String, std::string(256, 's')},
-        {OptionType::String, std::string(255, 's'), 1},
-        {OptionType::IpAddress, addresses},
-        {OptionType::Byte, ones},
-        {OptionType::Byte, std::string(1022, ' ') + "1,"},
-        {OptionType::Int, "4294967296"},
-        {OptionType::Byte, "-2147483649"},
-    };
+    } cases[] = {{OptionType::Time, "1:30"},
+                 {OptionType::Time, "1:00:00,90"},
+                 {OptionType::Time, "1:00:00, "},
+                 {OptionType::HardwareAddress, "00-11"},
+                 {OptionType::String, std::string(256, 's')},
+                 {OptionType::String, std::string(255, 's'), 1},
+                 {OptionType::IpAddress, addresses},
+                 {OptionType::Byte, ones},
+                 {OptionType::Byte, std::string(1022, ' ') + "1,"},
+                 {OptionType::Int, "4294967296"},
+                 {OptionType::Byte, "-2147483649"}};
     for (const auto& expected : cases) {
         SCOPED_TRACE(expected.value.substr(0, 30));
         Image image(2000);
@@ -170,33 +164,25 @@ TEST(OptionEncoding, AnUnknownKeyLeavesTheEndMarkAtTheCursor) {
 
 TEST(PseudoTags, FieldsAndFlags) {
     BootPacket packet = {};
-    const struct {
-        LONG tag;
-        const char* value;
-        bool applied;
-        BYTE flags;
-    } steps[] = {
-        {FileAliasTag, "1", true, 0x80},
-        {AlwaysBroadcastTag, "7", true, 0xC0},
-        {NoBroadcastTag, "-1", true, 0xE0},
-        {IgnoreClientVendorTag, "1", true, 0xF0},
-        {ArpMacTag, "aa-bb", true, 0xF8},
-        {AlwaysBroadcastTag, "2", true, 0xB8},
-        {NoBroadcastTag, "0", true, 0x98},
-        {AlwaysBroadcastTag, "no", true, 0x98},
-        {ArpMacTag, "", true, 0x90},
-        {FileAliasTag, "4294967296", false, 0x90},
-        {HardwareLengthTag, "262", true, 0x90},
-        {HardwareTypeTag, "-1", true, 0x90},
-        {AddressTag, "10.0.0.17", true, 0x90},
-        {CookieTag, "1.2.3.4", true, 0x90},
-        {-5, "1", true, 0x90},
-        {HardwareTypeTag, "9999999999", false, 0x90},
-    };
-    for (const auto& step : steps) {
-        EXPECT_EQ(ApplyPseudoTag(step.tag, &packet, step.value), step.applied)
-            << step.tag << " " << step.value;
-        EXPECT_EQ(packet.op, step.flags) << step.tag << " " << step.value;
+    const std::tuple<LONG, const char*, bool, BYTE> steps[] = {{FileAliasTag, "1", true, 0x80},
+                                                               {AlwaysBroadcastTag, "7", true, 0xC0},
+                                                               {NoBroadcastTag, "-1", true, 0xE0},
+                                                               {IgnoreClientVendorTag, "1", true, 0xF0},
+                                                               {ArpMacTag, "aa-bb", true, 0xF8},
+                                                               {AlwaysBroadcastTag, "2", true, 0xB8},
+                                                               {NoBroadcastTag, "0", true, 0x98},
+                                                               {AlwaysBroadcastTag, "no", true, 0x98},
+                                                               {ArpMacTag, "", true, 0x90},
+                                                               {FileAliasTag, "4294967296", false, 0x90},
+                                                               {HardwareLengthTag, "262", true, 0x90},
+                                                               {HardwareTypeTag, "-1", true, 0x90},
+                                                               {AddressTag, "10.0.0.17", true, 0x90},
+                                                               {CookieTag, "1.2.3.4", true, 0x90},
+                                                               {-5, "1", true, 0x90},
+                                                               {HardwareTypeTag, "9999999999", false, 0x90}};
+    for (const auto& [tag, value, applied, flags] : steps) {
+        EXPECT_EQ(ApplyPseudoTag(tag, &packet, value), applied) << tag << " " << value;
+        EXPECT_EQ(packet.op, flags) << tag << " " << value;
     }
     EXPECT_EQ(packet.hlen, 6);
     EXPECT_EQ(packet.htype, 255);

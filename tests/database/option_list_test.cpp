@@ -5,13 +5,7 @@
 namespace {
 
 TEST(OptionList, EveryFormOfAnOption) {
-    const struct {
-        Bytes bytes;
-        PadRule pads;
-        OptionForm form;
-        std::size_t length;
-        std::size_t next;
-    } cases[] = {
+    const std::tuple<Bytes, PadRule, OptionForm, std::size_t, std::size_t> cases[] = {
         {{12, 2, 'a', 'b', 255}, PadRule::Pads, OptionForm::Whole, 2, 4},
         {{12, 0}, PadRule::Pads, OptionForm::Whole, 0, 2},
         {{0, 12}, PadRule::Pads, OptionForm::Pad, 0, 1},
@@ -20,15 +14,13 @@ TEST(OptionList, EveryFormOfAnOption) {
         {{12}, PadRule::Pads, OptionForm::NoLength, 0, 1},
         {{0}, PadRule::Options, OptionForm::NoLength, 0, 1},
         {{12, 3, 'a', 'b'}, PadRule::Pads, OptionForm::CutValue, 2, 4},
-        {{12, 255}, PadRule::Pads, OptionForm::CutValue, 0, 2},
-    };
-    for (const auto& expected : cases) {
-        const OptionList list = {expected.bytes.data(), expected.bytes.data() + expected.bytes.size(),
-                                 expected.pads};
+        {{12, 255}, PadRule::Pads, OptionForm::CutValue, 0, 2}};
+    for (const auto& [bytes, pads, form, length, next] : cases) {
+        const OptionList list = {bytes.data(), bytes.data() + bytes.size(), pads};
         const OptionView option = ReadOption(list, list.begin);
-        EXPECT_EQ(option.form, expected.form);
-        EXPECT_EQ(option.length, expected.length);
-        EXPECT_EQ(option.next, list.begin + expected.next);
+        EXPECT_EQ(option.form, form);
+        EXPECT_EQ(option.length, length);
+        EXPECT_EQ(option.next, list.begin + next);
     }
 }
 

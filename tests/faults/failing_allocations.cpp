@@ -13,6 +13,7 @@ namespace {
 
 std::atomic<long> left{0};  // until the one that fails; 0 when none is to fail
 std::atomic<bool> hasFailed{false};
+std::atomic<long> counted{0};
 
 bool Fails() {
     if (left.load(std::memory_order_relaxed) <= 0 || left.fetch_sub(1) != 1) return false;
@@ -22,6 +23,7 @@ bool Fails() {
 }
 
 void* Allocate(std::size_t size, std::size_t alignment) noexcept {
+    ++counted;
     if (Fails()) return nullptr;
     if (alignment <= alignof(std::max_align_t)) return std::malloc(size == 0 ? 1 : size);
     return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
@@ -45,6 +47,10 @@ FailingAllocation::~FailingAllocation() {
 
 bool FailingAllocation::HasFailed() {
     return hasFailed;
+}
+
+long AllocationCount() {
+    return counted;
 }
 
 // The linker sends the layer's calls here.

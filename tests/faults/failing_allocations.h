@@ -16,6 +16,9 @@ class FailingAllocation {
     static bool HasFailed();
 };
 
+// How often this process has called any form of operator new.
+long AllocationCount();
+
 // Runs `attempt` with each of its allocations, or every `step`th, failing in turn, until it runs without.
 // Returns how many there were.
 template <class Attempt>

@@ -3,20 +3,14 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <cstring>
 #include <thread>
 
 #include "faults/failing_allocations.h"
 #include "platform/linux/instance/control_client.h"
 #include "platform/linux/manager/control_server.h"
-#include "request/interfaces.h"
-#include "request/pool_state.h"
-#include "request/process_request.h"
 #include "request/reload.h"
-#include "service/generation.h"
+#include "request/served_home.h"
 #include "service/host/service_lifetime.h"
-#include "service/parameter_load.h"
-#include "service/temporary_home.h"
 
 namespace {
 
@@ -27,9 +21,7 @@ constexpr long kStartStep = 9;
 constexpr long kStartStep = 1;
 #endif
 
-constexpr IpAddress Loopback = {{127, 0, 0, 1}};
-
-class WithoutMemory : public testing::Test {
+class WithoutMemory : public ServedHome {
   protected:
     void SetUp() override {
         // One client is cached, so the last one is built for each request.
@@ -50,68 +42,16 @@ class WithoutMemory : public testing::Test {
             text += "a" + std::to_string(i) + "=alias" + std::to_string(i) + "\n";
         home.Write("bootptab", text);
     }
-    void Open() {
-        WSADATA data;
-        WSAStartup(MAKEWORD(1, 1), &data);
-        MakePoolMutexes();
-        ServerParameters record = {};
-        ASSERT_EQ(LoadParameters(&record), LoadOk) << home.Read("events.log");
-        InstallGeneration(MakeGeneration(&record));
-        std::strcpy(HostName, "alpha");
-        LocalAddresses[0] = Loopback;
-        BoundCount = 1;
-        ASSERT_EQ(OpenBoundSocket(&server, 0, Loopback, 0), 0);
-        client = (::socket)(AF_INET, SOCK_DGRAM, 0);
-        from.sin_family = AF_INET;
-        from.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        (::bind)(client, reinterpret_cast<sockaddr*>(&from), sizeof from);
-        socklen_t size = sizeof from;
-        (::getsockname)(client, reinterpret_cast<sockaddr*>(&from), &size);
-    }
-    void TearDown() override {
-        if (client < 0) return;
-        (::close)(client);
-        WSACleanup();
-        ReleaseGeneration(UninstallGeneration());
-        EXPECT_TRUE(WaitForGenerations(0));
-        for (const HANDLE mutex : {ListenerMutex.load(), ThreadCountMutex.load(), ListenerHandleMutex.load(),
-                                   ClientListMutex.load()})
-            CloseHandle(mutex);
-    }
-    RequestContext Context(const char* text) {
-        RequestContext context = {};
-        context.from = from;
-        context.socket = server;
-        context.length = 300;
-        context.blockOwner = PinCurrentGeneration();
-        const ServerParameters& record = RecordOf(context.blockOwner);
-        context.packet =
-            static_cast<BootPacket*>(HeapAlloc(record.ClientHeap, HEAP_ZERO_MEMORY, record.Daemonblksize));
-        std::memcpy(context.packet, text, std::strlen(text));
-        const unsigned char address[] = {0x00, 0xA0, 0x24, 0x12, 0x34, 0x56};
-        if (*text == 1) std::memcpy(context.packet->chaddr, address, sizeof address);
-        return context;
-    }
-    std::string Received() const {
-        char reply[1500] = {};
-        const auto size = (::recv)(client, reply, sizeof reply, MSG_DONTWAIT);
-        return {reply, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
-    }
     // The boot file of the reply to a request without this allocation; empty without a reply.
     std::string BootFile(long failing = 0) {
-        RequestContext context = Context("\1\1\6");
+        const RequestContext context = Context(Request());
         {
             const FailingAllocation failure(failing);
             ProcessBootRequest(&context);
         }
-        const std::string reply = Received();
-        return reply.empty() ? "" : reply.c_str() + 108;
+        const Bytes reply = Received();
+        return reply.empty() ? "" : reinterpret_cast<const BootPacket*>(reply.data())->file;
     }
-
-    TemporaryHome home;
-    SOCKET server = 0;
-    int client = -1;
-    sockaddr_in from = {};
 };
 
 TEST_F(WithoutMemory, ARequestIsAnsweredOrNot) {
@@ -149,7 +89,7 @@ TEST_F(WithoutMemory, ALoadFailsWithItsResult) {
 TEST_F(WithoutMemory, AReloadIsRefusedAndTheServiceServesOn) {
     Open();
     const auto reload = [&](long nth) {
-        RequestContext context = Context("RELOAD REQ");
+        RequestContext context = Context(Bytes(11));
         const FailingAllocation failure(nth);
         ReloadParameters(&context);
         return FailingAllocation::HasFailed();
@@ -159,7 +99,7 @@ TEST_F(WithoutMemory, AReloadIsRefusedAndTheServiceServesOn) {
         WriteDatabase(nth);
         home.Write("events.log", "");
         const bool failed = reload(nth);
-        const std::string answer = Received();
+        const std::string answer = ReceivedText();
         EXPECT_TRUE(answer.starts_with("RELOAD ACK") || answer.starts_with("RELOAD NACK")) << nth;
         if (answer.starts_with("RELOAD NACK")) ++refused;
         // A system of unknown version broadcasts, which an event says.
@@ -167,7 +107,7 @@ TEST_F(WithoutMemory, AReloadIsRefusedAndTheServiceServesOn) {
         EXPECT_TRUE(BootFile() == "alias250" || broadcasts) << nth << ' ' << answer;
         if (broadcasts) {
             reload(0);
-            EXPECT_TRUE(Received().starts_with("RELOAD ACK")) << nth;
+            EXPECT_TRUE(ReceivedText().starts_with("RELOAD ACK")) << nth;
             EXPECT_EQ(BootFile(), "alias250") << nth;
         }
         return failed;

@@ -1,7 +1,6 @@
 // What quillonctl reads: a message, and the files of an instance.
 #include <cstdlib>
 #include <fstream>
-#include <string>
 
 #include "class_a/fuzz/expect.h"
 #include "quillonctl/event_tail.h"

@@ -1,6 +1,5 @@
 // registry.reg of any bytes: what can be read is written again without loss, also after edits.
 #include <algorithm>
-#include <string>
 #include <vector>
 
 #include "class_a/fuzz/expect.h"

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "database/lookup/client_index.h"
 #include "fuzz/reply_rules.h"

@@ -1,6 +1,5 @@
 // The services file of any bytes.
 #include <sstream>
-#include <string>
 
 #include "class_a/fuzz/expect.h"
 #include "platform/linux/instance/service_names.h"

@@ -5,10 +5,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include <fstream>
-#include <functional>
 #include <thread>
-#include <vector>
 
 #include "platform/linux/instance/control_socket.h"
 #include "platform/linux/manager/control_server.h"
@@ -25,6 +22,17 @@ class ControlSocketTest : public ServiceManagerTest {
         pollfd waiting{connection.Get(), POLLIN, 0};
         char byte = 0;
         return ::poll(&waiting, 1, patience) == 1 && ::recv(connection.Get(), &byte, 1, MSG_DONTWAIT) <= 0;
+    }
+
+    static void Say(const Descriptor& connection, DWORD control) {
+        const ControlRequest request{.control = control};
+        ::send(connection.Get(), &request, sizeof request, MSG_NOSIGNAL);
+    }
+    // The error in the answer; the service's own are no such number.
+    static DWORD Hear(const Descriptor& connection, int flags = 0) {
+        ControlReply reply;
+        const ssize_t received = ::recv(connection.Get(), &reply, sizeof reply, flags);
+        return received == static_cast<ssize_t>(sizeof reply) ? reply.error : ~DWORD{0};
     }
 
     void ExpectPromptAnswer() const {
@@ -70,8 +78,7 @@ TEST_F(ControlSocketTest, NonsenseIsDroppedAtOnce) {
     }
     EXPECT_FALSE(Connect(SOCK_STREAM));
     // One that goes away without waiting for its answer.
-    const ControlRequest query;
-    ::send(Connect().Get(), &query, sizeof query, MSG_NOSIGNAL);
+    Say(Connect(), ControlQuery);
     ExpectPromptAnswer();
 }
 
@@ -79,17 +86,13 @@ TEST_F(ControlSocketTest, ARequestThatWaitedBehindASlowHandlerIsStillHeard) {
     StartAndAwaitRunning("slow-handler");
     // Three of these take longer than a client may be silent.
     std::vector<Descriptor> slow;
-    const ControlRequest interrogate{.control = SERVICE_CONTROL_INTERROGATE};
     for (int count = 0; count < 3; ++count) {
         slow.push_back(Connect());
-        ::send(slow.back().Get(), &interrogate, sizeof interrogate, MSG_NOSIGNAL);
+        Say(slow.back(), SERVICE_CONTROL_INTERROGATE);
     }
     EXPECT_EQ(Ask(ControlQuery), (Answer{0, SERVICE_RUNNING}));
-    for (const Descriptor& connection : slow) {
-        ControlReply reply;
-        EXPECT_EQ(::recv(connection.Get(), &reply, sizeof reply, 0), static_cast<ssize_t>(sizeof reply));
-        EXPECT_EQ(reply.error, 0u);
-    }
+    for (const Descriptor& connection : slow)
+        EXPECT_EQ(Hear(connection), 0u);
 }
 
 TEST_F(ControlSocketTest, OnlyTheOwnerAndRootMayUseIt) {
@@ -120,17 +123,12 @@ TEST_F(ControlSocketTest, ARefusalArrivesWheneverTheRequestCame) {
         const Descriptor connection = Connect();
         ASSERT_EQ(::seteuid(0), 0);
         if (!isAskedBeforeItIsTakenIn) std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        const ControlRequest stop{.control = SERVICE_CONTROL_STOP};
-        ::send(connection.Get(), &stop, sizeof stop, MSG_NOSIGNAL);
+        Say(connection, SERVICE_CONTROL_STOP);
         if (isAskedBeforeItIsTakenIn) Signal(SIGCONT);
 
         pollfd end{connection.Get(), POLLRDHUP, 0};
         EXPECT_EQ(::poll(&end, 1, 5000), 1);
-        ControlReply reply;
-        ASSERT_EQ(::recv(connection.Get(), &reply, sizeof reply, MSG_DONTWAIT),
-                  static_cast<ssize_t>(sizeof reply))
-            << isAskedBeforeItIsTakenIn;
-        EXPECT_EQ(reply.error, DWORD{ERROR_ACCESS_DENIED});
+        EXPECT_EQ(Hear(connection, MSG_DONTWAIT), DWORD{ERROR_ACCESS_DENIED}) << isAskedBeforeItIsTakenIn;
     }
 }
 
@@ -151,7 +149,7 @@ TEST_F(ControlSocketTest, ADeadServicesSocketIsReplacedAndALiveOnesIsNot) {
 }
 
 TEST_F(ControlSocketTest, WhatIsNotAnAbandonedSocketIsNeverRemoved) {
-    std::ofstream(Control()) << "precious";
+    home_.Write("control", "precious");
     Start("", manager_->Name());
     EXPECT_EQ(AwaitEnd(), 1);
     EXPECT_EQ(DispatcherAnswer(), std::to_string(ERROR_FILE_EXISTS));

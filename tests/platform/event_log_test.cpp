@@ -1,11 +1,9 @@
 #include "platform/linux/faces/event_log.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <thread>
-#include <vector>
 
 #include "platform/linux/events/event_writer.h"
 #include "platform/test_home.h"
@@ -71,7 +69,7 @@ TEST(EventLog, GivesTheJournalNumberTypeAndSource) {
 
 TEST(EventLog, ThreadsWriteWholeLines) {
     const TestHome home;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     const std::string text(3000, 'x');
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&text] {
@@ -79,8 +77,7 @@ TEST(EventLog, ThreadsWriteWholeLines) {
                 EXPECT_TRUE(Report(EVENTLOG_ERROR_TYPE, 0xC0000022, text.c_str()));
         });
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     std::ifstream log(home.Path("events.log"));
     int lines = 0;
     for (std::string line; std::getline(log, line); ++lines) {

@@ -1,7 +1,6 @@
 #include "platform/linux/faces/file.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -35,15 +34,13 @@ TEST(File, OpensByDisposition) {
         DWORD access, disposition, error;
         bool opens;
         const char* content;  // after "new" was written, if it was opened; null for a folder
-    } rows[] = {
-        {"there", GENERIC_READ, OPEN_EXISTING, 0, true, "oldlonger"},
-        {"folder", GENERIC_WRITE, OPEN_ALWAYS, 5, false, nullptr},
-        {"there/none", GENERIC_READ, OPEN_EXISTING, 3, false, ""},
-        {"there", GENERIC_WRITE, OPEN_ALWAYS, 183, true, "newlonger"},
-        {"made", GENERIC_WRITE, OPEN_ALWAYS, 0, true, "new"},
-        {"there", GENERIC_WRITE, CREATE_ALWAYS, 183, true, "new"},
-        {"dangling", GENERIC_WRITE, OPEN_ALWAYS, 0, true, "new"},
-    };
+    } rows[] = {{"there", GENERIC_READ, OPEN_EXISTING, 0, true, "oldlonger"},
+                {"folder", GENERIC_WRITE, OPEN_ALWAYS, 5, false, nullptr},
+                {"there/none", GENERIC_READ, OPEN_EXISTING, 3, false, ""},
+                {"there", GENERIC_WRITE, OPEN_ALWAYS, 183, true, "newlonger"},
+                {"made", GENERIC_WRITE, OPEN_ALWAYS, 0, true, "new"},
+                {"there", GENERIC_WRITE, CREATE_ALWAYS, 183, true, "new"},
+                {"dangling", GENERIC_WRITE, OPEN_ALWAYS, 0, true, "new"}};
     const TestHome home;
     home.Write("there", "oldlonger");
     std::filesystem::create_directory(home.Path("folder"));
@@ -111,19 +108,17 @@ TEST(Path, MakesPathsAbsolute) {
     const TestHome home;
     const auto folder = std::filesystem::current_path();
     std::filesystem::current_path(home.Path(""));
-    const struct {
-        std::string path, full;
-        const char* part;
-    } rows[] = {{"bootps.log", home.Path("bootps.log"), "bootps.log"},
-                {".\\sub\\..\\x", home.Path("x"), "x"},
-                {"/a/./b//c", "/a/b/c", "c"},
-                {"/a/", "/a/", nullptr}};
-    for (const auto& row : rows) {
+    const std::tuple<std::string, std::string, const char*> rows[] = {
+        {"bootps.log", home.Path("bootps.log"), "bootps.log"},
+        {".\\sub\\..\\x", home.Path("x"), "x"},
+        {"/a/./b//c", "/a/b/c", "c"},
+        {"/a/", "/a/", nullptr}};
+    for (const auto& [path, full, last] : rows) {
         char buffer[260];
         char* part = nullptr;
-        EXPECT_EQ(GetFullPathNameA(row.path.c_str(), sizeof(buffer), buffer, &part), row.full.size());
-        EXPECT_EQ(buffer, row.full);
-        EXPECT_STREQ(part, row.part);
+        EXPECT_EQ(GetFullPathNameA(path.c_str(), sizeof(buffer), buffer, &part), full.size());
+        EXPECT_EQ(buffer, full);
+        EXPECT_STREQ(part, last);
     }
     char small[4];
     EXPECT_EQ(GetFullPathNameA("/abc", sizeof(small), small, nullptr), 5u);
@@ -134,27 +129,23 @@ TEST(SystemVersion, IsTenUnlessTheRegistrySaysOtherwise) {
     const std::string head =
         "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows "
         "NT\\CurrentVersion]\n";
-    const struct {
-        std::string registry;
-        BOOL succeeds;
-        DWORD major, minor;
-        const char* pack;
-    } rows[] = {{"", TRUE, 10, 0, ""},
-                {head + "\"CurrentVersion\"=\"3.51\"\n\"CSDVersion\"=\"Service Pack 3\"\n", TRUE, 3, 51,
-                 "Service Pack 3"},
-                {head + "\"CSDVersion\"=\"Service Pack 1\"\n", TRUE, 10, 0, "Service Pack 1"},
-                {head + "\"CurrentVersion\"=\"four\"\n", FALSE, 0, 0, ""},
-                {head + "\"CurrentVersion\"=dword:00000004\n", FALSE, 0, 0, ""},
-                {head + "\"CurrentVersion\"=\n", FALSE, 0, 0, ""}};
-    for (const auto& row : rows) {
+    const std::tuple<std::string, BOOL, DWORD, DWORD, const char*> rows[] = {
+        {"", TRUE, 10, 0, ""},
+        {head + "\"CurrentVersion\"=\"3.51\"\n\"CSDVersion\"=\"Service Pack 3\"\n", TRUE, 3, 51,
+         "Service Pack 3"},
+        {head + "\"CSDVersion\"=\"Service Pack 1\"\n", TRUE, 10, 0, "Service Pack 1"},
+        {head + "\"CurrentVersion\"=\"four\"\n", FALSE, 0, 0, ""},
+        {head + "\"CurrentVersion\"=dword:00000004\n", FALSE, 0, 0, ""},
+        {head + "\"CurrentVersion\"=\n", FALSE, 0, 0, ""}};
+    for (const auto& [registry, succeeds, major, minor, pack] : rows) {
         const TestHome home;
-        if (!row.registry.empty()) home.Write("registry.reg", row.registry);
+        if (!registry.empty()) home.Write("registry.reg", registry);
         OSVERSIONINFOA version{};
         version.dwOSVersionInfoSize = sizeof(version);
-        EXPECT_EQ(GetVersionExA(&version), row.succeeds) << row.registry;
-        EXPECT_EQ(version.dwMajorVersion, row.major) << row.registry;
-        EXPECT_EQ(version.dwMinorVersion, row.minor) << row.registry;
-        EXPECT_STREQ(version.szCSDVersion, row.pack);
+        EXPECT_EQ(GetVersionExA(&version), succeeds) << registry;
+        EXPECT_EQ(version.dwMajorVersion, major) << registry;
+        EXPECT_EQ(version.dwMinorVersion, minor) << registry;
+        EXPECT_STREQ(version.szCSDVersion, pack);
     }
 }
 

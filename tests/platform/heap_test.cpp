@@ -2,8 +2,6 @@
 #include <array>
 #include <atomic>
 #include <cstring>
-#include <deque>
-#include <vector>
 
 #include "platform/test_thread.h"
 
@@ -54,20 +52,16 @@ TEST_F(HeapTest, RefusesWhatIsNoBlockOfItsAndASecondFree) {
 
 TEST_F(HeapTest, AnyThreadMayFree) {
     std::array<std::atomic<unsigned char*>, 64> shared{};
-    {
-        std::deque<TestThread> threads;
-        for (int id = 1; id <= 4; ++id)
-            threads.emplace_back([&, id] {
-                for (int i = 0; i < 5000; ++i) {
-                    const SIZE_T size = 16 + static_cast<SIZE_T>(i % 40) * 16;
-                    unsigned char* block = Allocate(size);
-                    ASSERT_EQ(std::count(block, block + size, 0), static_cast<std::ptrdiff_t>(size));
-                    std::memset(block, id, size);
-                    unsigned char* old = shared[static_cast<unsigned>(i * id) % 64].exchange(block);
-                    ASSERT_TRUE(HeapFree(heap_, 0, old));
-                }
-            });
-    }
+    TestThreads(4, [&](int number) {
+        for (int i = 0; i < 5000; ++i) {
+            const SIZE_T size = 16 + static_cast<SIZE_T>(i % 40) * 16;
+            unsigned char* block = Allocate(size);
+            ASSERT_EQ(std::count(block, block + size, 0), static_cast<std::ptrdiff_t>(size));
+            std::memset(block, 1 + number, size);
+            unsigned char* old = shared[static_cast<unsigned>(i * (1 + number)) % 64].exchange(block);
+            ASSERT_TRUE(HeapFree(heap_, 0, old));
+        }
+    }).Join();
     for (auto& block : shared)
         EXPECT_TRUE(HeapFree(heap_, 0, block));
 }
@@ -91,12 +85,10 @@ TEST(HeapCreateTest, MayGoWhileItsUsersEnd) {
     for (int round = 0; round < 500; ++round) {
         const HANDLE heap = HeapCreate(0, 0, 0);
         std::atomic<int> used{0};
-        std::deque<TestThread> users;
-        for (int i = 0; i < 3; ++i)
-            users.emplace_back([&] {
-                EXPECT_TRUE(HeapFree(heap, 0, HeapAlloc(heap, 0, 100)));
-                ++used;
-            });
+        const TestThreads users(3, [&](int) {
+            EXPECT_TRUE(HeapFree(heap, 0, HeapAlloc(heap, 0, 100)));
+            ++used;
+        });
         while (used < 3)
             Sleep(0);
         EXPECT_TRUE(HeapDestroy(heap));
@@ -106,15 +98,13 @@ TEST(HeapCreateTest, MayGoWhileItsUsersEnd) {
 // The first heaps of a process among them: what gives their memory back may have to set itself up at that.
 TEST(HeapCreateTest, SeveralMayGoAtOnce) {
     std::atomic<int> waiting{0};
-    std::deque<TestThread> threads;
-    for (int i = 0; i < 8; ++i)
-        threads.emplace_back([&] {
-            const HANDLE heap = HeapCreate(0, 0, 0);
-            EXPECT_NE(HeapAlloc(heap, 0, 100), nullptr);
-            for (++waiting; waiting < 8;)
-                Sleep(0);
-            EXPECT_TRUE(HeapDestroy(heap));
-        });
+    TestThreads(8, [&](int) {
+        const HANDLE heap = HeapCreate(0, 0, 0);
+        EXPECT_NE(HeapAlloc(heap, 0, 100), nullptr);
+        for (++waiting; waiting < 8;)
+            Sleep(0);
+        EXPECT_TRUE(HeapDestroy(heap));
+    }).Join();
 }
 
 }  // namespace

@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <thread>
-
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 
@@ -73,37 +70,15 @@ TEST_F(HeldIniFileTest, FilesAndSectionsInTurn) {
     home.Write("x.ini", "[S]\nk=1\n[T]\nk=2\n[s]\nk=3\n");
     home.Write("y.ini", "[T]\nk=4\n[S]\nk=5\n");
     const HeldIniFile held;
-    const struct {
-        const char *file, *section, *value;
-    } rows[] = {
+    const std::tuple<const char*, const char*, const char*> rows[] = {
         {"x.ini", "S", "1"},     {"x.ini", "T", "2"},     {"y.ini", "T", "4"},  {"y.ini", "S", "5"},
         {"x.ini", "S", "1"},     {"x.ini", "s", "1"},     {"x.ini", " T", "2"}, {"x.ini", "U", Missing},
         {"z.ini", "U", Missing}, {"z.ini", "S", Missing}, {"y.ini", "S", "5"},
     };
     for (int round = 0; round < 3; ++round) {
-        for (const auto& row : rows)
-            ASSERT_EQ(Value(row.file, row.section), row.value) << row.file << " [" << row.section << "]";
+        for (const auto& [file, section, value] : rows)
+            ASSERT_EQ(Value(file, section), value) << file << " [" << section << "]";
     }
-}
-
-TEST_F(HeldIniFileTest, OtherThreadsAreNotConcerned) {
-    Edit(1000);
-    std::atomic<bool> isOpen{false};
-    std::atomic<bool> done{false};
-    std::thread reader([&] {
-        const HeldIniFile held;
-        for (; !done; isOpen = true)
-            EXPECT_NE(Value(), Missing);
-    });
-    while (!isOpen)
-        std::this_thread::yield();
-    for (int number = 1001; number < 1300; ++number) {
-        const std::string content = "[S]\nk=" + std::to_string(number) + "\n";
-        std::filesystem::rename(home.Write("new.ini", content), home.Path("x.ini"));
-        EXPECT_EQ(Value(), std::to_string(number));
-    }
-    done = true;
-    reader.join();
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstring>
 #include <thread>
-#include <vector>
 
 #include "platform/held_ini_file.h"
 #include "platform/linux/system/whole_file.h"
@@ -66,11 +64,7 @@ std::string Utf16(std::u16string_view text, Order order) {
 constexpr std::u16string_view Wide = u"\xFEFF[\u00C4]\r\nk=\u20AC\U0001F600\0\xD800v\n"sv;
 
 TEST(IniFile, ReadsValues) {
-    const struct {
-        const char* rule;
-        std::string text;
-        const char *section, *key, *value;
-    } rows[] = {
+    const std::tuple<const char*, std::string, const char*, const char*, const char*> rows[] = {
         {"plain", "[S]\nk=v\n", "S", "k", "v"},
         {"no line end at the end", "[S]\nk=v", "S", "k", "v"},
         {"names without case", "[sEc]\nKeY=v\n", "SeC", "kEy", "v"},
@@ -121,11 +115,11 @@ TEST(IniFile, ReadsValues) {
         {"an empty file", "", "S", "k", Missing},
     };
     const TestHome home;
-    for (const auto& row : rows) {
-        const std::string path = home.Write("x.ini", row.text);
-        EXPECT_EQ(Value(path, row.section, row.key), row.value) << row.rule;
+    for (const auto& [rule, text, section, key, value] : rows) {
+        const std::string path = home.Write("x.ini", text);
+        EXPECT_EQ(Value(path, section, key), value) << rule;
         const HeldIniFile series;
-        EXPECT_EQ(Value(path, row.section, row.key), row.value) << row.rule << ", in a series";
+        EXPECT_EQ(Value(path, section, key), value) << rule << ", in a series";
     }
 }
 
@@ -155,8 +149,7 @@ TEST(IniFile, CutsWhatDoesNotFit) {
     const std::string path = home.Write("x.ini", "[S]\nab=value\ncd=2\n");
     const struct {
         const char* key;  // null: the list "ab\0cd\0"
-        DWORD size;
-        DWORD answer;
+        DWORD size, answer;
         std::string bytes;
     } rows[] = {
         {"ab", 6, 5, "value\0"s},      {"ab", 5, 4, "valu\0"s},         {"ab", 1, 0, "\0"s},
@@ -263,10 +256,7 @@ TEST(IniFile, SeesEachEditAtOnce) {
 // moment ago is therefore compared byte by byte.
 TEST(IniFile, AFileIsTrustedOnceItsTimesTellAllEdits) {
     constexpr long Millisecond = 1'000'000;
-    const struct {
-        timespec changed, now;
-        bool settled;
-    } rows[] = {
+    const std::tuple<timespec, timespec, bool> rows[] = {
         {{1000, 4 * Millisecond}, {1000, 50 * Millisecond}, false},
         {{1000, 4 * Millisecond}, {1000, 60 * Millisecond}, true},
         {{1000, 990 * Millisecond}, {1001, 30 * Millisecond}, false},
@@ -276,13 +266,11 @@ TEST(IniFile, AFileIsTrustedOnceItsTimesTellAllEdits) {
         // Whole seconds: a file system that keeps nothing finer.
         {{1000, 0}, {1002, 60 * Millisecond}, true},
         {{0, 1}, {INT64_MAX / 2, 0}, true},
-        {{INT64_MAX / 2, 1}, {0, 0}, true},
-    };
-    for (const auto& row : rows) {
+        {{INT64_MAX / 2, 1}, {0, 0}, true}};
+    for (const auto& [changed, now, settled] : rows) {
         struct stat status {};
-        status.st_ctim = row.changed;
-        EXPECT_EQ(FileIdentity(status).IsSettledAt(row.now), row.settled)
-            << row.changed.tv_sec << ", " << row.now.tv_nsec;
+        status.st_ctim = changed;
+        EXPECT_EQ(FileIdentity(status).IsSettledAt(now), settled) << changed.tv_sec << ", " << now.tv_nsec;
     }
 }
 
@@ -317,7 +305,7 @@ TEST(IniFile, ThreadsSeeWholeFilesAndNoneFromThePast) {
     const std::string path = home.Write("x.ini", content(0));
     std::atomic<int> written{0};
     std::atomic<bool> done{false};
-    std::vector<std::thread> readers;
+    std::vector<std::jthread> readers;
     for (int i = 0; i < 3; ++i) {
         readers.emplace_back([&, key = i == 0 ? "k" : "key299", section = i == 0 ? "S" : "Large"] {
             while (!done) {
@@ -328,14 +316,23 @@ TEST(IniFile, ThreadsSeeWholeFilesAndNoneFromThePast) {
             }
         });
     }
+    // One that holds what it has read is nobody else's concern.
+    std::atomic<bool> isHeld{false};
+    readers.emplace_back([&] {
+        const HeldIniFile held;
+        for (; !done; isHeld = true)
+            EXPECT_NE(Value(path, "S", "k"), Missing);
+    });
+    while (!isHeld)
+        std::this_thread::yield();
     for (int version = 1; version <= 300; ++version) {
         std::filesystem::rename(home.Write("new.ini", content(version)), path);
+        EXPECT_EQ(Value(path, "S", "k"), std::to_string(version));
         written = version;
         if (version % 50 == 0) usleep(60'000);
     }
     done = true;
-    for (std::thread& reader : readers)
-        reader.join();
+    readers.clear();
 }
 
 }  // namespace

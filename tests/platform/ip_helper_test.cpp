@@ -1,12 +1,9 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstddef>
 #include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/network_namespace.h"
 #include "platform/windows_api.h"

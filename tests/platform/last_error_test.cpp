@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <functional>
 #include <regex>
-#include <vector>
 
 #include "platform/test_home.h"
 #include "platform/test_thread.h"
@@ -105,40 +104,38 @@ class LastErrorTest : public testing::Test {
 std::vector<Row> LastErrorTest::OfObjects() {
     constexpr SIZE_T kAll = ~SIZE_T{0};
     const LPTHREAD_START_ROUTINE body = [](LPVOID) -> DWORD { return 0; };
-    return {
-        SETS(6, !CloseHandle(none)),
-        SETS(6, !DuplicateHandle(self, none, self, &handle, 0, FALSE, 2)),
-        SETS(6, !DuplicateHandle(none, event, self, &handle, 0, FALSE, 2)),
-        SETS(8, !HeapCreate(0, SIZE_T{1} << 31, 0)),
-        SETS(8, !HeapCreate(0, kAll, 0)),
-        SETS(87, !HeapCreate(0, 65536, 4096)),
-        SETS(6, !HeapAlloc(none, 0, 1)),
-        SETS(8, !HeapAlloc(heap, 0, SIZE_T{1} << 60)),
-        SETS(8, !HeapAlloc(heap, 0, kAll)),
-        SETS(8, !HeapAlloc(heap, 0, kAll - 16)),
-        SETS(6, !HeapFree(none, 0, nullptr)),
-        SETS(87, !HeapFree(heap, 0, reinterpret_cast<LPVOID>(16))),
-        SETS(6, !HeapDestroy(event)),
-        SETS(120, !CreateMutexA(nullptr, FALSE, "n")),
-        SETS(120, !CreateEventA(nullptr, TRUE, FALSE, "n")),
-        SETS(6, !ReleaseMutex(event)),
-        SETS(288, !ReleaseMutex(mutex)),
-        SETS(6, !SetEvent(mutex)),
-        SETS(6, !ResetEvent(mutex)),
-        SETS(6, WaitForSingleObject(none, 0) == WAIT_FAILED),
-        SETS(6, WaitForSingleObject(heap, 0) == WAIT_FAILED),
-        SETS(6, WaitForSingleObjectEx(none, 0, TRUE) == WAIT_FAILED),
-        SETS(87, !CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr)),
-        SETS(120, !CreateThread(nullptr, 0, body, nullptr, 4, nullptr)),
-        SETS(8, !CreateThread(nullptr, SIZE_T{1} << 46, body, nullptr, 0, nullptr)),
-        SETS(6, SuspendThread(event) == 0xFFFFFFFFu),
-        SETS(5, SuspendThread(ended) == 0xFFFFFFFFu),
-        SETS(6, ResumeThread(event) == 0xFFFFFFFFu),
-        SETS(1444, !PostThreadMessageA(3, 0, 0, 0)),
-        SETS(1444, !PostThreadMessageA(0, 0, 0, 0)),
-        SETS(998, GetMessageA(nullptr, nullptr, 0, 0) == -1),
-        SETS(120, GetMessageA(&message, nullptr, 1, 2) == -1),
-    };
+    return {SETS(6, !CloseHandle(none)),
+            SETS(6, !DuplicateHandle(self, none, self, &handle, 0, FALSE, 2)),
+            SETS(6, !DuplicateHandle(none, event, self, &handle, 0, FALSE, 2)),
+            SETS(8, !HeapCreate(0, SIZE_T{1} << 31, 0)),
+            SETS(8, !HeapCreate(0, kAll, 0)),
+            SETS(87, !HeapCreate(0, 65536, 4096)),
+            SETS(6, !HeapAlloc(none, 0, 1)),
+            SETS(8, !HeapAlloc(heap, 0, SIZE_T{1} << 60)),
+            SETS(8, !HeapAlloc(heap, 0, kAll)),
+            SETS(8, !HeapAlloc(heap, 0, kAll - 16)),
+            SETS(6, !HeapFree(none, 0, nullptr)),
+            SETS(87, !HeapFree(heap, 0, reinterpret_cast<LPVOID>(16))),
+            SETS(6, !HeapDestroy(event)),
+            SETS(120, !CreateMutexA(nullptr, FALSE, "n")),
+            SETS(120, !CreateEventA(nullptr, TRUE, FALSE, "n")),
+            SETS(6, !ReleaseMutex(event)),
+            SETS(288, !ReleaseMutex(mutex)),
+            SETS(6, !SetEvent(mutex)),
+            SETS(6, !ResetEvent(mutex)),
+            SETS(6, WaitForSingleObject(none, 0) == WAIT_FAILED),
+            SETS(6, WaitForSingleObject(heap, 0) == WAIT_FAILED),
+            SETS(6, WaitForSingleObjectEx(none, 0, TRUE) == WAIT_FAILED),
+            SETS(87, !CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr)),
+            SETS(120, !CreateThread(nullptr, 0, body, nullptr, 4, nullptr)),
+            SETS(8, !CreateThread(nullptr, SIZE_T{1} << 46, body, nullptr, 0, nullptr)),
+            SETS(6, SuspendThread(event) == 0xFFFFFFFFu),
+            SETS(5, SuspendThread(ended) == 0xFFFFFFFFu),
+            SETS(6, ResumeThread(event) == 0xFFFFFFFFu),
+            SETS(1444, !PostThreadMessageA(3, 0, 0, 0)),
+            SETS(1444, !PostThreadMessageA(0, 0, 0, 0)),
+            SETS(998, GetMessageA(nullptr, nullptr, 0, 0) == -1),
+            SETS(120, GetMessageA(&message, nullptr, 1, 2) == -1)};
 }
 
 std::vector<Row> LastErrorTest::OfFiles() {
@@ -147,32 +144,30 @@ std::vector<Row> LastErrorTest::OfFiles() {
     const std::string path = home.Path("file");
     const std::string missing = home.Path("none");
     char* const text = buffer.data();
-    return {
-        // CreateFileA
-        SETS(2, OpenFails("none")),
-        SETS(3, OpenFails("none/x")),
-        SETS(3, Open("") == INVALID_HANDLE_VALUE),
-        SETS(5, OpenFails("")),
-        SETS(206, OpenFails(tooLong)),
-        SETS(80, OpenFails("file", CREATE_NEW)),
-        SETS(87, OpenFails("file", 9)),
-        SETS(6, !WriteFile(none, "x", 1, nullptr, nullptr)),
-        SETS(5, !WriteFile(file, "x", 1, nullptr, nullptr)),
-        SETS(87, !WriteFile(file, nullptr, 1, nullptr, nullptr)),
-        SETS(6, GetFileSize(none, nullptr) == INVALID_FILE_SIZE),
-        SETS(123, !GetFullPathNameA("", 600, text, nullptr)),
-        SETS(206, GetFullPathNameA(longPath.c_str(), 260, text, nullptr) > 260),
-        SETS(122, GetModuleFileNameA(nullptr, text, 3) == 3),
-        SETS(122, !GetVersionExA(nullptr)),
-        SETS(2, !GetPrivateProfileStringA("S", "Key", "", text, 9, missing.c_str())),
-        SETS(87, !GetPrivateProfileStringA("S", "Key", "", nullptr, 0, path.c_str())),
-        SETS(234, GetPrivateProfileStringA("S", "Key", "", text, 3, path.c_str()) == 2),
-        SETS(2, !GetPrivateProfileSectionNamesA(text, 9, missing.c_str())),
-        SETS(126, !LoadLibraryA("none.dll")),
-        SETS(193, !LoadLibraryA(path.c_str())),
-        SETS(127, !GetProcAddress(nullptr, "x")),
-        SETS(87, !ExpandEnvironmentStringsA(nullptr, nullptr, 0)),
-    };
+    return {// CreateFileA
+            SETS(2, OpenFails("none")),
+            SETS(3, OpenFails("none/x")),
+            SETS(3, Open("") == INVALID_HANDLE_VALUE),
+            SETS(5, OpenFails("")),
+            SETS(206, OpenFails(tooLong)),
+            SETS(80, OpenFails("file", CREATE_NEW)),
+            SETS(87, OpenFails("file", 9)),
+            SETS(6, !WriteFile(none, "x", 1, nullptr, nullptr)),
+            SETS(5, !WriteFile(file, "x", 1, nullptr, nullptr)),
+            SETS(87, !WriteFile(file, nullptr, 1, nullptr, nullptr)),
+            SETS(6, GetFileSize(none, nullptr) == INVALID_FILE_SIZE),
+            SETS(123, !GetFullPathNameA("", 600, text, nullptr)),
+            SETS(206, GetFullPathNameA(longPath.c_str(), 260, text, nullptr) > 260),
+            SETS(122, GetModuleFileNameA(nullptr, text, 3) == 3),
+            SETS(122, !GetVersionExA(nullptr)),
+            SETS(2, !GetPrivateProfileStringA("S", "Key", "", text, 9, missing.c_str())),
+            SETS(87, !GetPrivateProfileStringA("S", "Key", "", nullptr, 0, path.c_str())),
+            SETS(234, GetPrivateProfileStringA("S", "Key", "", text, 3, path.c_str()) == 2),
+            SETS(2, !GetPrivateProfileSectionNamesA(text, 9, missing.c_str())),
+            SETS(126, !LoadLibraryA("none.dll")),
+            SETS(193, !LoadLibraryA(path.c_str())),
+            SETS(127, !GetProcAddress(nullptr, "x")),
+            SETS(87, !ExpandEnvironmentStringsA(nullptr, nullptr, 0))};
 }
 
 std::vector<Row> LastErrorTest::OfServices() {
@@ -206,70 +201,64 @@ std::vector<Row> LastErrorTest::OfServices() {
 }
 
 std::vector<Row> LastErrorTest::OfSocketsTooEarly() {
-    return {
-        SETS(10093, WSACleanup()),
-        SETS(10093, socket(AF_INET, SOCK_DGRAM, 0) == INVALID_SOCKET),
-        SETS(10093, closesocket(4)),
-        SETS(10093, !getservbyname("bootps", "udp")),
-        SETS(10093, gethostname(nullptr, 0)),
-        SETS(10093, select(0, nullptr, nullptr, nullptr, nullptr)),
-    };
+    return {SETS(10093, WSACleanup()),
+            SETS(10093, socket(AF_INET, SOCK_DGRAM, 0) == INVALID_SOCKET),
+            SETS(10093, closesocket(4)),
+            SETS(10093, !getservbyname("bootps", "udp")),
+            SETS(10093, gethostname(nullptr, 0)),
+            SETS(10093, select(0, nullptr, nullptr, nullptr, nullptr))};
 }
 
 std::vector<Row> LastErrorTest::OfSockets() {
     char* const text = buffer.data();
     auto* const sender = reinterpret_cast<sockaddr*>(text);
-    return {
-        SETS(10047, socket(AF_INET6, SOCK_DGRAM, 0) == INVALID_SOCKET),
-        SETS(10044, socket(AF_INET, SOCK_STREAM, 0) == INVALID_SOCKET),
-        SETS(10043, socket(AF_INET, SOCK_DGRAM, 6) == INVALID_SOCKET),
-        SETS(10038, closesocket(closed)),
-        SETS(10038, closesocket(INVALID_SOCKET)),
-        SETS(10038, setsockopt(closed, SOL_SOCKET, SO_BROADCAST, nullptr, 0)),
-        SETS(10042, setsockopt(unbound, SOL_SOCKET, SO_RCVBUF, "1234", 4)),
-        SETS(10014, setsockopt(unbound, SOL_SOCKET, SO_BROADCAST, nullptr, 0)),
-        SETS(10014, setsockopt(unbound, SOL_SOCKET, SO_BROADCAST, "1", 1)),
-        SETS(10038, bind(closed, &own, sizeof own)),
-        SETS(10014, bind(unbound, nullptr, 0)),
-        SETS(10014, bind(unbound, &own, 8)),
-        SETS(10047, bind(unbound, &address, sizeof address)),
-        SETS(10022, bind(bound, &own, sizeof own)),
-        SETS(10022, select(0, nullptr, nullptr, nullptr, nullptr)),
-        SETS(10022, select(0, &noneSet, nullptr, nullptr, nullptr)),
-        SETS(10038, select(0, &closedSet, nullptr, nullptr, nullptr)),
-        SETS(10022, select(0, &closedSet, nullptr, nullptr, &negative)),
-        SETS(10045, select(0, &closedSet, &closedSet, nullptr, nullptr)),
-        SETS(10038, recvfrom(closed, text, 9, 0, nullptr, nullptr) < 0),
-        SETS(10022, recvfrom(unbound, text, 9, 0, nullptr, nullptr) < 0),
-        SETS(10045, recvfrom(unbound, text, 9, 2, nullptr, nullptr) < 0),
-        SETS(10014, recvfrom(bound, text, -1, 0, nullptr, nullptr) < 0),
-        SETS(10014, recvfrom(bound, text, 9, 0, sender, &four) < 0),
-        SETS(10038, sendto(closed, "x", 1, 0, &own, sizeof own) < 0),
-        SETS(10014, sendto(unbound, "x", 1, 0, nullptr, 0) < 0),
-        SETS(10014, gethostname(text, 0)),
-        SETS(11004, !getservbyname("no such service", "udp")),
-    };
+    return {SETS(10047, socket(AF_INET6, SOCK_DGRAM, 0) == INVALID_SOCKET),
+            SETS(10044, socket(AF_INET, SOCK_STREAM, 0) == INVALID_SOCKET),
+            SETS(10043, socket(AF_INET, SOCK_DGRAM, 6) == INVALID_SOCKET),
+            SETS(10038, closesocket(closed)),
+            SETS(10038, closesocket(INVALID_SOCKET)),
+            SETS(10038, setsockopt(closed, SOL_SOCKET, SO_BROADCAST, nullptr, 0)),
+            SETS(10042, setsockopt(unbound, SOL_SOCKET, SO_RCVBUF, "1234", 4)),
+            SETS(10014, setsockopt(unbound, SOL_SOCKET, SO_BROADCAST, nullptr, 0)),
+            SETS(10014, setsockopt(unbound, SOL_SOCKET, SO_BROADCAST, "1", 1)),
+            SETS(10038, bind(closed, &own, sizeof own)),
+            SETS(10014, bind(unbound, nullptr, 0)),
+            SETS(10014, bind(unbound, &own, 8)),
+            SETS(10047, bind(unbound, &address, sizeof address)),
+            SETS(10022, bind(bound, &own, sizeof own)),
+            SETS(10022, select(0, nullptr, nullptr, nullptr, nullptr)),
+            SETS(10022, select(0, &noneSet, nullptr, nullptr, nullptr)),
+            SETS(10038, select(0, &closedSet, nullptr, nullptr, nullptr)),
+            SETS(10022, select(0, &closedSet, nullptr, nullptr, &negative)),
+            SETS(10045, select(0, &closedSet, &closedSet, nullptr, nullptr)),
+            SETS(10038, recvfrom(closed, text, 9, 0, nullptr, nullptr) < 0),
+            SETS(10022, recvfrom(unbound, text, 9, 0, nullptr, nullptr) < 0),
+            SETS(10045, recvfrom(unbound, text, 9, 2, nullptr, nullptr) < 0),
+            SETS(10014, recvfrom(bound, text, -1, 0, nullptr, nullptr) < 0),
+            SETS(10014, recvfrom(bound, text, 9, 0, sender, &four) < 0),
+            SETS(10038, sendto(closed, "x", 1, 0, &own, sizeof own) < 0),
+            SETS(10014, sendto(unbound, "x", 1, 0, nullptr, 0) < 0),
+            SETS(10014, gethostname(text, 0)),
+            SETS(11004, !getservbyname("no such service", "udp"))};
 }
 
 std::vector<Row> LastErrorTest::OfNumbers() {
     auto* const byte = reinterpret_cast<BYTE*>(buffer.data());
-    return {
-        RETURNS(2, RegOpenKeyA(HKEY_LOCAL_MACHINE, "none", &opened)),
-        RETURNS(6, RegOpenKeyA(nullptr, "A", &opened)),
-        RETURNS(161, RegOpenKeyA(HKEY_LOCAL_MACHINE, "A\\\\B", &opened)),
-        RETURNS(87, RegOpenKeyA(HKEY_LOCAL_MACHINE, "A", nullptr)),
-        RETURNS(6, RegCreateKeyA(nullptr, "A", &opened)),
-        RETURNS(2, RegQueryValueExA(key, "none", nullptr, nullptr, nullptr, nullptr)),
-        RETURNS(234, RegQueryValueExA(key, "V", nullptr, nullptr, byte, &one)),
-        RETURNS(6, RegSetValueExA(nullptr, "V", 0, REG_SZ, nullptr, 0)),
-        RETURNS(5, RegDeleteKeyA(HKEY_LOCAL_MACHINE, "A")),
-        RETURNS(2, RegDeleteKeyA(HKEY_LOCAL_MACHINE, "none")),
-        RETURNS(6, RegCloseKey(nullptr)),
-        RETURNS(87, GetIpAddrTable(nullptr, nullptr, FALSE)),
-        RETURNS(87, NotifyAddrChange(nullptr, nullptr)),
-        RETURNS(10014, WSAStartup(MAKEWORD(1, 1), nullptr)),
-        RETURNS(10092, WSAStartup(MAKEWORD(1, 0), &data)),
-    };
+    return {RETURNS(2, RegOpenKeyA(HKEY_LOCAL_MACHINE, "none", &opened)),
+            RETURNS(6, RegOpenKeyA(nullptr, "A", &opened)),
+            RETURNS(161, RegOpenKeyA(HKEY_LOCAL_MACHINE, "A\\\\B", &opened)),
+            RETURNS(87, RegOpenKeyA(HKEY_LOCAL_MACHINE, "A", nullptr)),
+            RETURNS(6, RegCreateKeyA(nullptr, "A", &opened)),
+            RETURNS(2, RegQueryValueExA(key, "none", nullptr, nullptr, nullptr, nullptr)),
+            RETURNS(234, RegQueryValueExA(key, "V", nullptr, nullptr, byte, &one)),
+            RETURNS(6, RegSetValueExA(nullptr, "V", 0, REG_SZ, nullptr, 0)),
+            RETURNS(5, RegDeleteKeyA(HKEY_LOCAL_MACHINE, "A")),
+            RETURNS(2, RegDeleteKeyA(HKEY_LOCAL_MACHINE, "none")),
+            RETURNS(6, RegCloseKey(nullptr)),
+            RETURNS(87, GetIpAddrTable(nullptr, nullptr, FALSE)),
+            RETURNS(87, NotifyAddrChange(nullptr, nullptr)),
+            RETURNS(10014, WSAStartup(MAKEWORD(1, 1), nullptr)),
+            RETURNS(10092, WSAStartup(MAKEWORD(1, 0), &data))};
 }
 
 TEST_F(LastErrorTest, EachFailureHasItsOwn) {

@@ -1,6 +1,3 @@
-#include <deque>
-#include <vector>
-
 #include "platform/test_thread.h"
 
 namespace {
@@ -38,12 +35,10 @@ TEST(MessageQueueTest, ReachesAThreadThatHasNotAskedYet) {
 
 TEST(MessageQueueTest, KeepsTheOrderOfEachPoster) {
     const DWORD self = GetCurrentThreadId();
-    std::deque<TestThread> posters;
-    for (WPARAM poster = 0; poster < 3; ++poster)
-        posters.emplace_back([=] {
-            for (LPARAM i = 0; i < 2000; ++i)
-                EXPECT_TRUE(PostThreadMessageA(self, kMessage, poster, i));
-        });
+    const TestThreads posters(3, [=](int poster) {
+        for (LPARAM i = 0; i < 2000; ++i)
+            EXPECT_TRUE(PostThreadMessageA(self, kMessage, static_cast<WPARAM>(poster), i));
+    });
     std::vector<LPARAM> next(3, 0);
     for (int taken = 0; taken < 3 * 2000; ++taken) {
         const MSG message = Take();

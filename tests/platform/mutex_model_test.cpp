@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <array>
-#include <string>
 #include <unordered_set>
-#include <vector>
 
 #include "platform/linux/objects/mutex_word.h"
 

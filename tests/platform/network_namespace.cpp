@@ -10,13 +10,13 @@
 #include <poll.h>
 #include <sched.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "run_shell.h"
 
 namespace {
 
@@ -73,17 +73,9 @@ NetworkNamespace::Visit::~Visit() {
 }
 
 std::string Shell(const std::string& command) {
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) {
-        ADD_FAILURE() << command << ": " << std::strerror(errno);
-        return {};
-    }
-    std::string output;
-    std::array<char, 4096> piece;
-    while (std::fgets(piece.data(), piece.size(), pipe) != nullptr)
-        output += piece.data();
-    EXPECT_EQ(pclose(pipe), 0) << command << ": " << output;
-    return output;
+    const Said said = RunShell(command);
+    EXPECT_EQ(said.code, 0) << command << ": " << said.text;
+    return said.text;
 }
 
 PlainSocket::PlainSocket(const std::string& address, std::uint16_t port, const std::string& interfaceName)

@@ -14,6 +14,56 @@
 
 namespace {
 
+HANDLE Duplicate(HANDLE handle, DWORD options = 0) {
+    const HANDLE self = GetCurrentProcess();
+    HANDLE copy = nullptr;
+    return DuplicateHandle(self, handle, self, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS | options) ? copy
+                                                                                                 : nullptr;
+}
+
+TEST(HandleTest, RefusesWhatIsNoOpenHandle) {
+    const HANDLE closed = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+    ASSERT_TRUE(CloseHandle(closed));
+    for (HANDLE value : {HANDLE{nullptr}, closed, reinterpret_cast<HANDLE>(LONG_PTR{6})}) {
+        EXPECT_FALSE(CloseHandle(value)) << value;
+        EXPECT_EQ(WaitForSingleObject(value, INFINITE), DWORD{WAIT_FAILED}) << value;
+        EXPECT_EQ(Duplicate(value), nullptr) << value;
+    }
+}
+
+TEST(HandleTest, ADuplicateNamesTheSameObject) {
+    const HANDLE first = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE second = Duplicate(first);
+    EXPECT_NE(first, second);
+    SetEvent(first);
+    EXPECT_TRUE(CloseHandle(first));
+    EXPECT_EQ(WaitForSingleObject(second, 0), WAIT_OBJECT_0);
+    const HANDLE third = Duplicate(second, DUPLICATE_CLOSE_SOURCE);
+    EXPECT_FALSE(ResetEvent(second));
+    EXPECT_EQ(WaitForSingleObject(third, 0), WAIT_OBJECT_0);
+    EXPECT_TRUE(CloseHandle(third));
+}
+
+TEST(HandleTest, ADuplicateOfThePseudoHandleIsOfTheCallingThread) {
+    HANDLE self = nullptr;
+    TestThread([&] {
+        self = Duplicate(GetCurrentThread());
+        EXPECT_EQ(WaitForSingleObject(self, 0), DWORD{WAIT_TIMEOUT});
+    }).Join();
+    EXPECT_EQ(WaitForSingleObject(self, 0), WAIT_OBJECT_0);
+    CloseHandle(self);
+}
+
+TEST(HandleTest, ManyAreOpenAtOnce) {
+    std::set<HANDLE> handles;
+    while (handles.size() < 100000)
+        ASSERT_TRUE(handles.insert(CreateMutexA(nullptr, TRUE, nullptr)).second);
+    for (HANDLE handle : handles) {
+        ASSERT_TRUE(ReleaseMutex(handle));
+        ASSERT_TRUE(CloseHandle(handle));
+    }
+}
+
 struct Counts {
     int closed = 0;
     int destroyed = 0;
@@ -61,32 +111,28 @@ TEST(ObjectTest, AValueIsNotReusedSoon) {
 TEST(ObjectTest, LookupsAndClosesMayRace) {
     std::atomic<HANDLE> handle{CreateMutexA(nullptr, FALSE, nullptr)};
     std::atomic<bool> stop{false};
-    std::deque<TestThread> users;
-    for (int i = 0; i < 3; ++i)
-        users.emplace_back([&] {
-            while (!stop) {
-                const HANDLE used = handle;
-                const DWORD answer = WaitForSingleObject(used, 5);
-                if (answer == WAIT_OBJECT_0) ReleaseMutex(used);
-                EXPECT_NE(answer, WAIT_ABANDONED);
-            }
-        });
+    TestThreads users(3, [&](int) {
+        while (!stop) {
+            const HANDLE used = handle;
+            const DWORD answer = WaitForSingleObject(used, 5);
+            if (answer == WAIT_OBJECT_0) ReleaseMutex(used);
+            EXPECT_NE(answer, WAIT_ABANDONED);
+        }
+    });
     for (int i = 0; i < 20000; ++i)
         EXPECT_TRUE(CloseHandle(handle.exchange(CreateMutexA(nullptr, FALSE, nullptr))));
     stop = true;
-    users.clear();
+    users.Join();
     CloseHandle(handle);
 }
 
 TEST(ObjectTest, ClosingFailsThoseWhoWait) {
     for (const HANDLE handle :
          {CreateMutexA(nullptr, TRUE, nullptr), CreateEventA(nullptr, TRUE, FALSE, nullptr)}) {
-        std::deque<TestThread> waiters;
-        for (int i = 0; i < 3; ++i)
-            waiters.emplace_back([handle] {
-                EXPECT_EQ(WaitForSingleObject(handle, INFINITE), WAIT_FAILED);
-                EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-            });
+        const TestThreads waiters(3, [handle](int) {
+            EXPECT_EQ(WaitForSingleObject(handle, INFINITE), WAIT_FAILED);
+            EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+        });
         Sleep(kSettle);
         EXPECT_TRUE(CloseHandle(handle));
     }
@@ -152,15 +198,13 @@ TEST(ObjectTest, AMutexStarvesNobody) {
     const OnOneProcessor scope;
     const HANDLE mutex = CreateMutexA(nullptr, TRUE, nullptr);
     std::atomic<int> served{0};
-    std::deque<TestThread> waiters;
-    for (int i = 0; i < kWaiters; ++i)
-        waiters.emplace_back([&] {
-            const sched_param none{};
-            EXPECT_EQ(pthread_setschedparam(pthread_self(), SCHED_BATCH, &none), 0);  // comes late when woken
-            EXPECT_EQ(WaitForSingleObject(mutex, 60000), WAIT_OBJECT_0);
-            ++served;
-            EXPECT_TRUE(ReleaseMutex(mutex));
-        });
+    TestThreads waiters(kWaiters, [&](int) {
+        const sched_param none{};
+        EXPECT_EQ(pthread_setschedparam(pthread_self(), SCHED_BATCH, &none), 0);  // comes late when woken
+        EXPECT_EQ(WaitForSingleObject(mutex, 60000), WAIT_OBJECT_0);
+        ++served;
+        EXPECT_TRUE(ReleaseMutex(mutex));
+    });
     Sleep(kSettle);
     int rounds = 0;
     while (served < kWaiters && rounds < 2000) {
@@ -171,7 +215,7 @@ TEST(ObjectTest, AMutexStarvesNobody) {
     }
     EXPECT_LE(rounds, 100);
     EXPECT_TRUE(ReleaseMutex(mutex));
-    waiters.clear();
+    waiters.Join();
     CloseHandle(mutex);
 }
 
@@ -205,19 +249,16 @@ TEST(ObjectTest, SignalsDontShortenAWait) {
 }
 
 TEST(SystemErrorTest, OneNumberMeansDifferentThingsToFilesAndSockets) {
-    const struct {
-        int number;
-        DWORD system, sockets;
-    } cases[] = {{0, 0, 0},
-                 {EACCES, ERROR_ACCESS_DENIED, DWORD(WSAEACCES)},
-                 {EAGAIN, ERROR_NOT_ENOUGH_MEMORY, DWORD(WSAEWOULDBLOCK)},
-                 {EADDRINUSE, ERROR_GEN_FAILURE, DWORD(WSAEADDRINUSE)},
-                 {ECONNREFUSED, 1225, DWORD(WSAECONNRESET)},
-                 {ENOENT, ERROR_FILE_NOT_FOUND, 10107},
-                 {99999, ERROR_GEN_FAILURE, 10107}};
-    for (const auto& each : cases) {
-        EXPECT_EQ(WindowsErrorFrom(each.number), each.system) << each.number;
-        EXPECT_EQ(WindowsErrorFrom(each.number, ErrorDomain::Sockets), each.sockets) << each.number;
+    const std::tuple<int, DWORD, DWORD> cases[] = {{0, 0, 0},
+                                                   {EACCES, ERROR_ACCESS_DENIED, DWORD(WSAEACCES)},
+                                                   {EAGAIN, ERROR_NOT_ENOUGH_MEMORY, DWORD(WSAEWOULDBLOCK)},
+                                                   {EADDRINUSE, ERROR_GEN_FAILURE, DWORD(WSAEADDRINUSE)},
+                                                   {ECONNREFUSED, 1225, DWORD(WSAECONNRESET)},
+                                                   {ENOENT, ERROR_FILE_NOT_FOUND, 10107},
+                                                   {99999, ERROR_GEN_FAILURE, 10107}};
+    for (const auto& [number, system, sockets] : cases) {
+        EXPECT_EQ(WindowsErrorFrom(number), system) << number;
+        EXPECT_EQ(WindowsErrorFrom(number, ErrorDomain::Sockets), sockets) << number;
     }
 }
 

@@ -2,14 +2,12 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <thread>
-#include <vector>
 
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
@@ -72,11 +70,7 @@ LONG SetNumber(HKEY key, const char* name, DWORD number) {
 }
 
 TEST(Registry, ReadsEachFormOfAValue) {
-    const struct {
-        const char* line;
-        DWORD type;
-        std::string data;
-    } rows[] = {
+    const std::tuple<const char*, DWORD, std::string> rows[] = {
         {R"("v"=dword:000003e8)", REG_DWORD, "\xE8\x03\0\0"s},
         {R"( "V" = DWORD:1F )", REG_DWORD, "\x1F\0\0\0"s},
         {R"("v"="")", REG_SZ, "\0"s},
@@ -86,14 +80,13 @@ TEST(Registry, ReadsEachFormOfAValue) {
         {"\"v\"=hex(2):25,00,\\\n  54,00,\\\r\n 00,00", REG_EXPAND_SZ, "%T\0"s},
         {R"("v"=hex(1):e4,00)", REG_SZ, "\xC3\xA4\0"s},
         {R"("v"=hex:01,ff,0)", REG_BINARY, "\x01\xFF\0"s},
-        {R"("v"=hex(7):61,00,00,00,00,00)", 7, "a\0\0\0\0\0"s},
-    };
+        {R"("v"=hex(7):61,00,00,00,00,00)", 7, "a\0\0\0\0\0"s}};
     const TestHome home;
-    for (const auto& row : rows) {
-        home.Write("registry.reg", Head + ParametersHeading + row.line + "\n");
+    for (const auto& [line, type, data] : rows) {
+        home.Write("registry.reg", Head + ParametersHeading + line + "\n");
         const OpenedKey key(Parameters);
-        ASSERT_EQ(key.error, 0) << row.line;
-        EXPECT_EQ(Query(key, "v"), (Answer{0, row.type, row.data})) << row.line;
+        ASSERT_EQ(key.error, 0) << line;
+        EXPECT_EQ(Query(key, "v"), (Answer{0, type, data})) << line;
     }
 }
 
@@ -132,44 +125,30 @@ TEST(Registry, TellsTheSizeAValueNeeds) {
 
 TEST(Registry, ALineThatCannotBeReadFailsTheCallAndIsNamed) {
     const std::string key = Head + ParametersHeading;
-    const struct {
-        std::string text;
-        const char* event;
-    } rows[] = {
-        {"", ":1: "},
-        {"REGEDIT4\n", ":1: "},
-        {Head + "[HKEY_LOCAL_MACHINES\\A]\n"s, ":2: "},
-        {Head + "\"v\"=dword:1\n"s, ":2: "},
-        {Head + "[HKEY_CURRENT_USER\\A]\n"s, ":2: "},
-        {Head + "[HKEY_LOCAL_MACHINE\\A\\\\B]\n"s, ":2: "},
-        {Head + "\n[HKEY_LOCAL_MACHINE\\A\n"s, ":3: "},
-        {key + "\"v\"\n", ":3: "},
-        {key + "v=dword:1\n", ":3: "},
-        {key + "\"v\"=dword:1g\n", ":3: "},
-        {key + "\"v\"=12\n", ":3: "},
-        {key + "\"v\"=\"a\"b\n", ":3: "},
-        {key + "\"v\"=hex:1,\n", ":3: "},
-        {key + "\"v\"=dword:\n", ":3: "},
-        {key + "\"v\"=dword:123456789\n", ":3: "},
-        {key + "\"v\"=-\n", ":3: "},
-        {key + "\"v\"=\"a\\\"\n", ":3: "},
-        {key + "\"v\"=str(4):\"a\"\n", ":3: "},
-        {key + "\"v\"=hex:100\n", ":3: "},
-        {key + "\"v\"=hex(2):25\n", ":3: "},
-        {key + "\"v\"=hex(2):00,d8\n", ":3: "},
-        {key + "\"v\"=\"a\0b\"\n"s, ":3: "},
-        {key + "\"a\"=\"b\"\n\"v\"=hex:1,\\\n  2,\\", ":5: "},
-    };
-    for (const auto& row : rows) {
+    std::vector<std::pair<const char*, std::string>> rows = {
+        {":1: ", ""},
+        {":1: ", "REGEDIT4\n"},
+        {":2: ", Head + "[HKEY_LOCAL_MACHINES\\A]\n"s},
+        {":2: ", Head + "\"v\"=dword:1\n"s},
+        {":2: ", Head + "[HKEY_CURRENT_USER\\A]\n"s},
+        {":2: ", Head + "[HKEY_LOCAL_MACHINE\\A\\\\B]\n"s},
+        {":3: ", Head + "\n[HKEY_LOCAL_MACHINE\\A\n"s},
+        {":5: ", key + "\"a\"=\"b\"\n\"v\"=hex:1,\\\n  2,\\"}};
+    for (const std::string& line :
+         {"\"v\""s, "v=dword:1"s, "\"v\"=dword:1g"s, "\"v\"=12"s, "\"v\"=\"a\"b"s, "\"v\"=hex:1,"s,
+          "\"v\"=dword:"s, "\"v\"=dword:123456789"s, "\"v\"=-"s, "\"v\"=\"a\\\""s, "\"v\"=str(4):\"a\""s,
+          "\"v\"=hex:100"s, "\"v\"=hex(2):25"s, "\"v\"=hex(2):00,d8"s, "\"v\"=\"a\0b\""s})
+        rows.emplace_back(":3: ", key + line + "\n");
+    for (const auto& [event, text] : rows) {
         const TestHome home;
-        home.Write("registry.reg", row.text);
-        EXPECT_EQ(OpenedKey(Parameters).error, 1015) << row.text;
+        home.Write("registry.reg", text);
+        EXPECT_EQ(OpenedKey(Parameters).error, 1015) << text;
         HKEY created = nullptr;
-        EXPECT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "X", &created), 1015) << row.text;
-        EXPECT_EQ(home.Read("registry.reg"), row.text) << "what can't be read isn't written over";
+        EXPECT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "X", &created), 1015) << text;
+        EXPECT_EQ(home.Read("registry.reg"), text) << "what can't be read isn't written over";
         const std::string log = home.Read("events.log");
-        EXPECT_THAT(log, HasSubstr(" error 0xC0000022 Quillon: " + home.Path("registry.reg") + row.event))
-            << row.text;
+        EXPECT_THAT(log, HasSubstr(" error 0xC0000022 Quillon: " + home.Path("registry.reg") + event))
+            << text;
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << "one event a failed call";
     }
 }
@@ -255,7 +234,7 @@ TEST(Registry, DeletesKeysWithoutSubkeys) {
 
 TEST(Registry, WritersDoNotLoseEachOthersValues) {
     const TestHome home;
-    std::vector<std::thread> writers;
+    std::vector<std::jthread> writers;
     for (int writer = 0; writer < 3; ++writer)
         writers.emplace_back([writer] {
             HKEY key = nullptr;
@@ -264,8 +243,7 @@ TEST(Registry, WritersDoNotLoseEachOthersValues) {
                 EXPECT_EQ(SetNumber(key, std::to_string(writer * 10 + i).c_str(), 1), 0);
             RegCloseKey(key);
         });
-    for (std::thread& writer : writers)
-        writer.join();
+    writers.clear();
     const std::string text = home.Read("registry.reg");
     EXPECT_EQ(std::count(text.begin(), text.end(), '='), 30);
 }

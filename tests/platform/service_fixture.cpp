@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <fstream>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "platform/linux/instance/control_socket.h"
@@ -116,12 +115,6 @@ int ServiceManagerTest::AwaitEnd() {
     }
     process_ = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::string ServiceManagerTest::DispatcherAnswer() const {
-    std::stringstream text;
-    text << std::ifstream(HomeFile("result")).rdbuf();
-    return text.str();
 }
 
 ServiceManagerTest::Answer ServiceManagerTest::Ask(DWORD control, std::chrono::milliseconds patience) const {

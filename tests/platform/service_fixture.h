@@ -8,8 +8,6 @@
 #include <chrono>
 #include <filesystem>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "platform/linux/instance/control_client.h"
 #include "platform/linux/system/descriptor.h"
@@ -55,12 +53,11 @@ class ServiceManagerTest : public testing::Test {
     // The exit status, or -1 if it doesn't end within a minute or is killed.
     int AwaitEnd();
     // What the dispatcher answered: 0, or its error.
-    std::string DispatcherAnswer() const;
+    std::string DispatcherAnswer() const { return home_.Read("result"); }
 
     // A control with its answer; the error, and the state that was reported.
     struct Answer {
-        DWORD error;
-        DWORD state;
+        DWORD error, state;
         bool operator==(const Answer&) const = default;
     };
     Answer Ask(DWORD control, std::chrono::milliseconds patience = ControlPatience) const;

@@ -4,8 +4,6 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "platform/linux/faces/registry.h"
@@ -17,12 +15,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-std::string FileText(const std::string& path) {
-    std::stringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
 SC_HANDLE Create(SC_HANDLE manager, const char* name, const char* program) {
     return CreateServiceA(manager, name, "The Display Name", SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
                           SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, program, nullptr, nullptr, nullptr,
@@ -30,7 +22,7 @@ SC_HANDLE Create(SC_HANDLE manager, const char* name, const char* program) {
 }
 
 TEST_F(ServiceManagerTest, TheDispatcherConnectsOnlyToAManagerThatIsThere) {
-    std::ofstream(HomeFile("file")) << "x";
+    home_.Write("file", "x");
     for (const std::string& name :
          {std::string(), HomeFile("nobody"), HomeFile("file"), std::string("@quillon-test-nobody"),
           std::string("relative"), std::string("/") + std::string(200, 'x')}) {
@@ -112,9 +104,6 @@ TEST_F(ServiceManagerTest, InstallsAndRemovesAService) {
     ::mkdir(HomeFile("systemd").c_str(), 0755);
     const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
     ASSERT_NE(manager, nullptr);
-    EXPECT_EQ(OpenServiceA(manager, "Quillon", SERVICE_ALL_ACCESS), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_SERVICE_DOES_NOT_EXIST);
-
     const auto create = [&](const char* name) { return Create(manager, name, "/opt/quillon/bin/quillon"); };
     const SC_HANDLE service = create("Quillon");
     ASSERT_NE(service, nullptr) << GetLastError();
@@ -123,13 +112,13 @@ TEST_F(ServiceManagerTest, InstallsAndRemovesAService) {
     EXPECT_EQ(create("Quil/lon"), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
 
-    const std::string registry = FileText(HomeFile("registry.reg"));
+    const std::string registry = home_.Read("registry.reg");
     for (const char* line :
          {"[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Quillon]", "\"Type\"=dword:00000010",
           "\"Start\"=dword:00000003", "\"ErrorControl\"=dword:00000001",
           "\"ImagePath\"=str(2):\"/opt/quillon/bin/quillon\"", "\"DisplayName\"=\"The Display Name\""})
         EXPECT_THAT(registry, HasSubstr(line));
-    const std::string unit = FileText(HomeFile("systemd/quillon.service"));
+    const std::string unit = home_.Read("systemd/quillon.service");
     EXPECT_THAT(unit, HasSubstr("\nExecStart=/opt/quillon/bin/quillon\n"));
     EXPECT_THAT(unit, HasSubstr("QUILLON_HOME=" + home_.Path()));
 
@@ -137,9 +126,8 @@ TEST_F(ServiceManagerTest, InstallsAndRemovesAService) {
     EXPECT_TRUE(QueryServiceStatus(service, &status));
     EXPECT_EQ(status.dwCurrentState, SERVICE_STOPPED);
     HKEY parameters = nullptr;
-    ASSERT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\Quillon\\Parameters",
-                            &parameters),
-              0);
+    const char* const path = "SYSTEM\\CurrentControlSet\\Services\\Quillon\\Parameters";
+    ASSERT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, path, &parameters), 0);
     RegCloseKey(parameters);
     EXPECT_TRUE(DeleteService(service));
     EXPECT_FALSE(DeleteService(service));
@@ -147,7 +135,7 @@ TEST_F(ServiceManagerTest, InstallsAndRemovesAService) {
     EXPECT_EQ(OpenServiceA(manager, "Quillon", SERVICE_ALL_ACCESS), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_SERVICE_DOES_NOT_EXIST);
     EXPECT_FALSE(std::filesystem::exists(HomeFile("systemd/quillon.service")));
-    const std::string left = FileText(HomeFile("registry.reg"));
+    const std::string left = home_.Read("registry.reg");
     EXPECT_THAT(left, HasSubstr("Quillon\\Parameters]"));
     for (const char* gone : {"ImagePath", "DisplayName", "ErrorControl"})
         EXPECT_THAT(left, Not(HasSubstr(gone)));

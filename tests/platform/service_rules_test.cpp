@@ -19,9 +19,7 @@ SERVICE_STATUS Status(DWORD state, DWORD accepted = All, DWORD waitHint = 0) {
 }
 
 TEST(ServiceRules, WhichControlsAServiceTakes) {
-    const struct {
-        DWORD state, accepted, control, error;
-    } cases[] = {
+    const std::tuple<DWORD, DWORD, DWORD, DWORD> cases[] = {
         {0, 0, Interrogate, 1061},
         {SERVICE_START_PENDING, 0, Stop, 1061},
         {SERVICE_START_PENDING, SERVICE_ACCEPT_STOP, Stop, 0},
@@ -37,23 +35,17 @@ TEST(ServiceRules, WhichControlsAServiceTakes) {
         {SERVICE_STOP_PENDING, All, Stop, 1061},
         {SERVICE_STOP_PENDING, All, Interrogate, 0},
         {SERVICE_STOPPED, All, Stop, 1062},
-        {SERVICE_STOPPED, All, 200, 1052},
-    };
-    for (const auto& expected : cases)
-        EXPECT_EQ(WhyControlRefused(Status(expected.state, expected.accepted), expected.control),
-                  expected.error)
-            << "state " << expected.state << " accepts " << expected.accepted << " control "
-            << expected.control;
+        {SERVICE_STOPPED, All, 200, 1052}};
+    for (const auto& [state, accepted, control, error] : cases)
+        EXPECT_EQ(WhyControlRefused(Status(state, accepted), control), error)
+            << "state " << state << " accepts " << accepted << " control " << control;
 }
 
 TEST(ServiceRules, WhatTheManagerIsTold) {
     const SERVICE_STATUS starting = Status(SERVICE_START_PENDING);
     const SERVICE_STATUS running = Status(SERVICE_RUNNING);
     const SERVICE_STATUS reloading = Status(SERVICE_RUNNING, All, 5);
-    const struct {
-        SERVICE_STATUS previous, status;
-        const char* notification;
-    } cases[] = {
+    const std::tuple<SERVICE_STATUS, SERVICE_STATUS, const char*> cases[] = {
         {Status(0), Status(SERVICE_START_PENDING, 0, 0xFFFFFFFF),
          "STATUS=Starting\nEXTEND_TIMEOUT_USEC=4294967295000"},
         {starting, running, "READY=1\nSTATUS=Running"},
@@ -61,8 +53,8 @@ TEST(ServiceRules, WhatTheManagerIsTold) {
         {running, reloading, "RELOADING=1\nMONOTONIC_USEC=42\nSTATUS=Reloading\nEXTEND_TIMEOUT_USEC=5000"},
         {reloading, running, "READY=1\nSTATUS=Running"},
     };
-    for (const auto& expected : cases)
-        EXPECT_EQ(NotificationOf(expected.previous, expected.status, 42), expected.notification);
+    for (const auto& [previous, status, notification] : cases)
+        EXPECT_EQ(NotificationOf(previous, status, 42), notification);
     SERVICE_STATUS failed = Status(SERVICE_STOPPED);
     failed.dwWin32ExitCode = 5;
     failed.dwServiceSpecificExitCode = 11;

@@ -1,7 +1,6 @@
 // What other local users can put in the way of the files that a service writes and reads whole.
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>

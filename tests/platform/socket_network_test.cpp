@@ -1,17 +1,13 @@
 // What only a network shows: which of several addresses hears a datagram, and by which interface one leaves.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <initializer_list>
-#include <memory>
 #include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/linux/net/bound_descriptors.h"
 #include "platform/network_namespace.h"
@@ -124,24 +120,19 @@ TEST_F(SocketNetworkTest, SendsFromItsAddressByItsInterface) {
     const auto eastClient = Host(*east_, "", kClientPort);
     const auto westClient = Host(*west_, "", kClientPort);
 
-    const struct {
-        SOCKET by;
-        const char* to;
-        std::optional<std::string> eastHears, westHears;
-    } cases[] = {
+    const std::tuple<SOCKET, const char*, std::optional<std::string>, std::optional<std::string>> cases[] = {
         {second, "255.255.255.255", "10.2.0.1:67", std::nullopt},
         {west, "255.255.255.255", std::nullopt, "10.3.0.1:67"},
         {second, "10.2.0.255", "10.2.0.1:67", std::nullopt},
         {second, "10.1.0.9", "10.2.0.1:67", std::nullopt},
-        {west, "10.3.0.9", std::nullopt, "10.3.0.1:67"},
-    };
+        {west, "10.3.0.9", std::nullopt, "10.3.0.1:67"}};
     const auto sender = [](const std::optional<Datagram>& datagram) {
         return datagram ? std::optional(datagram->from) : std::nullopt;
     };
-    for (const auto& row : cases) {
-        ASSERT_EQ(Send(row.by, "x", row.to, kClientPort), 0) << row.to;
-        EXPECT_EQ(sender(eastClient->Receive(row.eastHears ? 10s : 50ms)), row.eastHears) << row.to;
-        EXPECT_EQ(sender(westClient->Receive(row.westHears ? 10s : 50ms)), row.westHears) << row.to;
+    for (const auto& [by, to, eastHears, westHears] : cases) {
+        ASSERT_EQ(Send(by, "x", to, kClientPort), 0) << to;
+        EXPECT_EQ(sender(eastClient->Receive(eastHears ? 10s : 50ms)), eastHears) << to;
+        EXPECT_EQ(sender(westClient->Receive(westHears ? 10s : 50ms)), westHears) << to;
     }
     EXPECT_EQ(Send(west, "x", "192.0.2.1", kClientPort), WSAENETUNREACH);
 }

@@ -1,16 +1,12 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <atomic>
 #include <chrono>
 #include <fstream>
-#include <memory>
 #include <optional>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/arrivals.h"
 #include "platform/linux/instance/home.h"

@@ -1,11 +1,8 @@
 #include "platform/linux/instance/systemd_unit.h"
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
-#include <cstdio>
-#include <fstream>
-
+#include "run_shell.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -58,30 +55,20 @@ TEST(SystemdUnit, RefusesWhatCannotBeWritten) {
         EXPECT_FALSE(UnitName(name)) << name;
 }
 
-// What the command prints, and its exit status at the end.
-std::string OutputOf(const std::string& command) {
-    std::string output;
-    std::FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-    for (int next = std::fgetc(pipe); next != EOF; next = std::fgetc(pipe))
-        output += static_cast<char>(next);
-    return output + "\nexit " + std::to_string(WEXITSTATUS(::pclose(pipe)));
-}
-
 TEST(SystemdUnit, SystemdFindsNothingToSayAgainstIt) {
-    if (OutputOf("command -v systemd-analyze").ends_with("exit 127") ||
-        !OutputOf("systemd-analyze --version").ends_with("exit 0"))
-        GTEST_SKIP() << "systemd-analyze is not installed";
+    if (RunShell("systemd-analyze --version").code != 0) GTEST_SKIP() << "systemd-analyze is not installed";
     const TemporaryFolder folder;
-    const std::string unit = folder.Path("quillon.service");
     UnitSettings homeOfRoot = OwnHome();
     homeOfRoot.user = "root";
     homeOfRoot.readsHomes = true;
     for (const UnitSettings& settings : {Usual(), OwnHome(), homeOfRoot}) {
-        std::ofstream(unit) << UnitText(settings).value();
-        EXPECT_EQ(OutputOf("systemd-analyze verify " + unit), "\nexit 0");
+        const std::string unit = folder.Write("quillon.service", UnitText(settings).value());
+        const Said verdict = RunShell("systemd-analyze verify " + unit);
+        EXPECT_TRUE(verdict.code == 0 && verdict.text.empty()) << verdict.text;
         // The threshold is in tenths; above it the command fails.
-        EXPECT_THAT(OutputOf("systemd-analyze security --no-pager --offline=true --threshold=25 " + unit),
-                    testing::EndsWith("exit 0"));
+        const Said rating =
+            RunShell("systemd-analyze security --no-pager --offline=true --threshold=25 " + unit);
+        EXPECT_EQ(rating.code, 0) << rating.text;
     }
 }
 

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <functional>
-#include <memory>
 #include <utility>
 
 #include "platform/windows_api.h"
@@ -40,6 +40,19 @@ class TestThread {
 
     DWORD id_ = 0;
     HANDLE handle_ = nullptr;
+};
+
+// So many threads that run the same, each with its number.
+class TestThreads {
+  public:
+    TestThreads(int count, const std::function<void(int number)>& body) {
+        for (int number = 0; number < count; ++number)
+            threads_.emplace_back([=] { body(number); });
+    }
+    void Join() { threads_.clear(); }
+
+  private:
+    std::deque<TestThread> threads_;
 };
 
 // Long enough for another thread to have reached its wait, or to have left it if it were going to.

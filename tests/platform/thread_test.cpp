@@ -61,14 +61,12 @@ TEST(ThreadTest, ASuspendedOneDoesNotReturnFromAWait) {
     const struct {
         const char* name;
         std::function<void()> wait, endIt;
-    } cases[] = {
-        {"event", [&] { WaitForSingleObject(event, INFINITE); }, [&] { SetEvent(event); }},
-        {"time-out", [&] { WaitForSingleObject(event, 2 * kSettle); }, [] { Sleep(2 * kSettle); }},
-        {"mutex", [&] { WaitForSingleObject(mutex, INFINITE); }, [&] { ReleaseMutex(mutex); }},
-        {"sleep", [] { Sleep(2 * kSettle); }, [] { Sleep(2 * kSettle); }},
-        {"message", [] { GetMessageA(std::make_unique<MSG>().get(), nullptr, 0, 0); },
-         [&] { PostThreadMessageA(id, 0x8000, 0, 0); }},
-    };
+    } cases[] = {{"event", [&] { WaitForSingleObject(event, INFINITE); }, [&] { SetEvent(event); }},
+                 {"time-out", [&] { WaitForSingleObject(event, 2 * kSettle); }, [] { Sleep(2 * kSettle); }},
+                 {"mutex", [&] { WaitForSingleObject(mutex, INFINITE); }, [&] { ReleaseMutex(mutex); }},
+                 {"sleep", [] { Sleep(2 * kSettle); }, [] { Sleep(2 * kSettle); }},
+                 {"message", [] { GetMessageA(std::make_unique<MSG>().get(), nullptr, 0, 0); },
+                  [&] { PostThreadMessageA(id, 0x8000, 0, 0); }}};
     for (const auto& each : cases) {
         WaitForSingleObject(mutex, INFINITE);
         std::atomic<bool> returned{false};

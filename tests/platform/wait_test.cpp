@@ -1,7 +1,5 @@
 #include <atomic>
 #include <chrono>
-#include <deque>
-#include <vector>
 
 #include "platform/test_thread.h"
 
@@ -77,30 +75,25 @@ TEST_F(MutexTest, PassesToAWaiterWhenItsOwnerReleasesItOrEnds) {
 
 TEST_F(MutexTest, LetsInOneAtATime) {
     int inside = 0;
-    std::deque<TestThread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&, i] {
-            for (int take = i; take < 5000 + i; ++take) {
-                if (WaitForSingleObject(mutex_, take % 3 == 2 ? INFINITE : DWORD(take % 3)) != WAIT_OBJECT_0)
-                    continue;
-                EXPECT_EQ(++inside, 1);
-                --inside;
-                EXPECT_TRUE(ReleaseMutex(mutex_));
-            }
-        });
-    threads.clear();
+    TestThreads(4, [&](int number) {
+        for (int take = number; take < 5000 + number; ++take) {
+            if (WaitForSingleObject(mutex_, take % 3 == 2 ? INFINITE : DWORD(take % 3)) != WAIT_OBJECT_0)
+                continue;
+            EXPECT_EQ(++inside, 1);
+            --inside;
+            EXPECT_TRUE(ReleaseMutex(mutex_));
+        }
+    }).Join();
     EXPECT_EQ(AskElsewhere(), WAIT_OBJECT_0);
 }
 
 // Releases that come when the waiters give up, by an owner that passes them over again and again.
 TEST_F(MutexTest, IsNotLostWhenAWaiterGivesUpAtItsRelease) {
     std::atomic<bool> stop{false};
-    std::deque<TestThread> waiters;
-    for (int i = 0; i < 2; ++i)
-        waiters.emplace_back([&] {
-            while (!stop)
-                if (WaitForSingleObject(mutex_, 1) == WAIT_OBJECT_0) ReleaseMutex(mutex_);
-        });
+    TestThreads waiters(2, [&](int) {
+        while (!stop)
+            if (WaitForSingleObject(mutex_, 1) == WAIT_OBJECT_0) ReleaseMutex(mutex_);
+    });
     for (int round = 0; round < 300; ++round) {
         ASSERT_EQ(WaitForSingleObject(mutex_, 30000), WAIT_OBJECT_0) << round;
         const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(900 + round * 37 % 300);
@@ -109,7 +102,7 @@ TEST_F(MutexTest, IsNotLostWhenAWaiterGivesUpAtItsRelease) {
         ASSERT_TRUE(ReleaseMutex(mutex_));
     }
     stop = true;
-    waiters.clear();
+    waiters.Join();
     EXPECT_EQ(AskElsewhere(30000), WAIT_OBJECT_0);
 }
 
@@ -145,12 +138,10 @@ TEST(EventTest, ReleasesWhoWaitsAtThatMoment) {
     for (const auto& each : cases) {
         const HANDLE event = CreateEventA(nullptr, each.manualReset, FALSE, nullptr);
         std::atomic<int> released{0};
-        std::deque<TestThread> waiters;
-        for (int i = 0; i < 3; ++i)
-            waiters.emplace_back([&] {
-                WaitForSingleObject(event, INFINITE);
-                ++released;
-            });
+        TestThreads waiters(3, [&](int) {
+            WaitForSingleObject(event, INFINITE);
+            ++released;
+        });
         Sleep(kSettle);
         for (int i = 0; i < each.sets; ++i)
             SetEvent(event);
@@ -159,7 +150,7 @@ TEST(EventTest, ReleasesWhoWaitsAtThatMoment) {
         EXPECT_EQ(released, each.released) << each.manualReset << each.sets << each.resetAtOnce;
         for (int i = 0; i < 3 - each.released; ++i)
             SetEvent(event);
-        waiters.clear();
+        waiters.Join();
         CloseHandle(event);
     }
 }

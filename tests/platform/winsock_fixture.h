@@ -5,9 +5,7 @@
 
 #include <chrono>
 #include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/windows_api.h"
 

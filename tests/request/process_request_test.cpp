@@ -6,84 +6,31 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cstring>
 #include <fstream>
 #include <thread>
 
 #include "operation_watch.h"
 #include "request/address_list.h"
 #include "request/daemon_pool.h"
-#include "request/interfaces.h"
-#include "request/pool_state.h"
 #include "request/reload.h"
-#include "service/generation.h"
-#include "service/parameter_load.h"
-#include "service/temporary_home.h"
+#include "request/served_home.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-constexpr IpAddress Loopback = {{127, 0, 0, 1}};
-
-class WholeRequest : public testing::Test {
+class WholeRequest : public ServedHome {
   protected:
     void SetUp() override {
         home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1",
                             "\"UseClientSrcPort\"=dword:1"});
         home.WriteDatabase();
-        WSADATA data;
-        WSAStartup(MAKEWORD(1, 1), &data);
-        MakePoolMutexes();
-        Install();
-        std::strcpy(HostName, "alpha");
-        LocalAddresses[0] = Loopback;
-        BoundCount = 1;
-        ASSERT_EQ(OpenBoundSocket(&server, 0, Loopback, 0), 0);
-        client = (::socket)(AF_INET, SOCK_DGRAM, 0);
-        from.sin_family = AF_INET;
-        from.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        (::bind)(client, reinterpret_cast<sockaddr*>(&from), sizeof from);
-        socklen_t size = sizeof from;
-        (::getsockname)(client, reinterpret_cast<sockaddr*>(&from), &size);
+        Open();
     }
-    void TearDown() override {
-        (::close)(client);
-        WSACleanup();
-        ReleaseGeneration(UninstallGeneration());
-        BoundCount = 0;
-        for (const HANDLE mutex : {ListenerMutex.load(), ThreadCountMutex.load(), ClientListMutex.load()})
-            CloseHandle(mutex);
-    }
-    void Install() {
-        ServerParameters record = {};
-        ASSERT_EQ(LoadParameters(&record), LoadOk) << home.Read("events.log");
-        if (Generation* const previous = InstallGeneration(MakeGeneration(&record)))
-            ReleaseGeneration(previous);
-    }
-    // A context for a datagram of `request`, in a block as the pool allocates it.
-    RequestContext Context(const std::vector<std::uint8_t>& request) {
-        RequestContext context = {};
-        context.from = from;
-        context.socket = server;
-        context.length = static_cast<LONG>(request.size());
-        context.blockOwner = PinCurrentGeneration();
-        const ServerParameters& record = RecordOf(context.blockOwner);
-        context.packet =
-            static_cast<BootPacket*>(HeapAlloc(record.ClientHeap, HEAP_ZERO_MEMORY, record.Daemonblksize));
-        std::memcpy(context.packet, request.data(), request.size());
-        return context;
-    }
-    std::vector<std::uint8_t> Ask(const std::vector<std::uint8_t>& request) {
+    Bytes Ask(const Bytes& request) {
         const RequestContext context = Context(request);
         ProcessBootRequest(&context);
         return Received();
-    }
-    std::vector<std::uint8_t> Received() const {
-        std::vector<std::uint8_t> reply(1500);
-        const auto size = (::recv)(client, reply.data(), reply.size(), MSG_DONTWAIT);
-        reply.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
-        return reply;
     }
     // The lines of the last trace block behind `label`.
     std::string Traced(const std::string& label) const {
@@ -93,27 +40,12 @@ class WholeRequest : public testing::Test {
                    ? "(none)"
                    : log.substr(at + label.size() + 3, log.find("\r\n", at) - at - label.size() - 3);
     }
-
-    static std::vector<std::uint8_t> Request() {
-        std::vector<std::uint8_t> request(300);
-        request[0] = 1;  // op: request
-        request[1] = 1;  // htype: Ethernet
-        request[2] = 6;  // hlen
-        const std::uint8_t address[] = {0x00, 0xA0, 0x24, 0x12, 0x34, 0x56};
-        std::copy(std::begin(address), std::end(address), request.begin() + 28);
-        return request;
-    }
-
-    TemporaryHome home;
-    SOCKET server = 0;
-    int client = -1;
-    sockaddr_in from = {};
 };
 
 TEST_F(WholeRequest, ABootpClientGetsItsEntry) {
-    std::vector<std::uint8_t> request = Request();
+    Bytes request = Request();
     request[4] = 0x77;  // xid, echoed
-    const std::vector<std::uint8_t> reply = Ask(request);
+    const Bytes reply = Ask(request);
     ASSERT_EQ(reply.size(), request.size());
     const auto* packet = reinterpret_cast<const BootPacket*>(reply.data());
     EXPECT_EQ(packet->op, BootReplyOpcode);
@@ -122,7 +54,7 @@ TEST_F(WholeRequest, ABootpClientGetsItsEntry) {
     EXPECT_EQ(packet->siaddr, Loopback);
     EXPECT_STREQ(packet->sname, "alpha");
     EXPECT_STREQ(packet->file, "lab.img");
-    const std::vector<std::uint8_t> options(reply.begin() + 240, reply.begin() + 265);
+    const Bytes options(reply.begin() + 240, reply.begin() + 265);
     EXPECT_THAT(options,
                 testing::ElementsAre(1, 4, 255, 255, 255, 0, 51, 4, 0, 0, 0x0E, 0x10, 3, 4, 10, 0, 0, 254,  //
                                      12, 4, 'p', 'c', '1', '7', 255));
@@ -134,23 +66,18 @@ TEST_F(WholeRequest, ABootpClientGetsItsEntry) {
 }
 
 TEST_F(WholeRequest, EachWayToNoReplyHasItsStatus) {
-    const struct {
-        std::size_t offset;
-        std::uint8_t value;
-        const char* findStatus;
-    } cases[] = {
+    const std::tuple<std::size_t, std::uint8_t, const char*> cases[] = {
         {0, 2, "Invalid opcode"},
         {44, 'b', "Not this server"},
         {33, 0x57, "Hardware address not found in database."},
         {240, 53, "Packet dropped"},
-        {1, 6, "Hardware type mismatch. Check the event log."},
-    };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.findStatus);
-        std::vector<std::uint8_t> request = Request();
-        request[test.offset] = test.value;
+        {1, 6, "Hardware type mismatch. Check the event log."}};
+    for (const auto& [offset, value, findStatus] : cases) {
+        SCOPED_TRACE(findStatus);
+        Bytes request = Request();
+        request[offset] = value;
         EXPECT_TRUE(Ask(request).empty());
-        EXPECT_EQ(Traced("Find status"), test.findStatus);
+        EXPECT_EQ(Traced("Find status"), findStatus);
         EXPECT_EQ(Traced("Reply status"), "No reply sent");
         EXPECT_EQ(Traced("Packet type"), "Not available");
     }
@@ -165,7 +92,7 @@ TEST_F(WholeRequest, EachWayToNoReplyHasItsStatus) {
     EXPECT_TRUE(Ask(Request()).empty());
     EXPECT_EQ(Traced("Reply status"), "No address defined. Reply skipped.");
     EXPECT_EQ(Traced("Hardware address"), "00-a0-24-12-34-56 MAC used for arp entry: 02-00");
-    std::vector<std::uint8_t> malformed = Request();
+    Bytes malformed = Request();
     malformed[33] = 0x57;
     EXPECT_TRUE(Ask(malformed).empty());
     EXPECT_EQ(Traced("Find status"), "Error in client's database configuration. Check the event log.");
@@ -176,7 +103,7 @@ TEST_F(WholeRequest, EachWayToNoReplyHasItsStatus) {
 TEST_F(WholeRequest, AServerMayBeNamedByAPrefixEitherWay) {
     for (const auto& [name, answered] :
          {std::pair{"al", true}, {"ALPHA2", true}, {"alpine", false}, {"", true}}) {
-        std::vector<std::uint8_t> request = Request();
+        Bytes request = Request();
         std::copy_n(name, std::strlen(name), request.begin() + 44);
         EXPECT_EQ(!Ask(request).empty(), answered) << name;
     }
@@ -195,7 +122,7 @@ TEST_F(WholeRequest, TheBetterInterfaceAnswers) {
 TEST_F(WholeRequest, ShortAndHostileDatagramsCostATraceAndNoMore) {
     for (const std::size_t size : {1u, 2u, 27u, 43u, 107u, 235u, 239u, 240u, 241u, 600u})
         for (const int hlen : {0, 1, 6, 16, 17, 255}) {
-            std::vector<std::uint8_t> request(size, 0xFF);
+            Bytes request(size, 0xFF);
             request[0] = 1;
             if (size > 2) request[2] = static_cast<std::uint8_t>(hlen);
             Ask(request);
@@ -227,7 +154,7 @@ TEST_F(WholeRequest, ARequestOfTheOldGenerationLooksInTheNewList) {
                "[00-a0-24-12-34-56]\nIP=127.0.0.1\nFile=new.img\n");
     const ServerParameters before = LiveParameters;
     LiveParameters.MaxDaemonThreads -= 3;  // they run
-    RequestContext reload = Context(std::vector<std::uint8_t>(11));
+    RequestContext reload = Context(Bytes(11));
 
     std::atomic<pid_t> waiting{0};
     WaitForSingleObject(ClientListMutex, INFINITE);
@@ -237,12 +164,11 @@ TEST_F(WholeRequest, ARequestOfTheOldGenerationLooksInTheNewList) {
     });
     AwaitSleep(waiting);
     ReloadParameters(&reload);
-    const std::vector<std::uint8_t> answer = Received();
-    EXPECT_EQ(std::string(answer.begin(), answer.end()), std::string("RELOAD ACK", 11));
+    EXPECT_EQ(ReceivedText(), std::string("RELOAD ACK", 11));
     ReleaseMutex(ClientListMutex);
     request.join();
 
-    const std::vector<std::uint8_t> reply = Received();
+    const Bytes reply = Received();
     ASSERT_FALSE(reply.empty()) << "a broadcast, as the old record has it, leaves by no socket of this test";
     EXPECT_STREQ(reinterpret_cast<const BootPacket*>(reply.data())->file, "new.img");
     EXPECT_EQ(Traced("Reply status"), "*Default: DD;succeeded   *Status: Reply successfully sent");
@@ -255,32 +181,25 @@ TEST_F(WholeRequest, ARequestOfTheOldGenerationLooksInTheNewList) {
 }
 
 TEST_F(WholeRequest, OnlyListedRelaysAreAnswered) {
-    const struct {
-        std::string agents;
-        const char* findStatus;
-    } rows[] = {{"", "Found in cache"},
-                {"10.0.0.1,127.0.0.1", "Found in cache"},
-                {"10.0.0.0/8", "Relay agent not listed"}};
-    for (const auto& row : rows) {
+    const std::pair<std::string, const char*> rows[] = {{"", "Found in cache"},
+                                                        {"10.0.0.1,127.0.0.1", "Found in cache"},
+                                                        {"10.0.0.0/8", "Relay agent not listed"}};
+    for (const auto& [agents, findStatus] : rows) {
         home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1",
-                            "\"RelayAgents\"=\"" + row.agents + "\""});
+                            "\"RelayAgents\"=\"" + agents + "\""});
         Install();
-        std::vector<std::uint8_t> request = Request();
+        Bytes request = Request();
         std::copy_n(Loopback.bytes, 4, request.begin() + 24);
         Ask(request);
-        EXPECT_EQ(Traced("Find status"), row.findStatus) << row.agents;
-        EXPECT_EQ(Traced("Reply status") == "No reply sent", row.agents == "10.0.0.0/8");
+        EXPECT_EQ(Traced("Find status"), findStatus) << agents;
+        EXPECT_EQ(Traced("Reply status") == "No reply sent", agents == "10.0.0.0/8");
         Ask(Request());
         EXPECT_EQ(Traced("Find status"), "Found in cache") << "by no relay";
     }
 }
 
 TEST(AddressList, Forms) {
-    const struct {
-        const char* list;
-        IpAddress address;
-        bool listed;
-    } rows[] = {
+    const std::tuple<const char*, IpAddress, bool> rows[] = {
         {"10.0.0.1", {{10, 0, 0, 1}}, true},
         {"10.0.0.1", {{10, 0, 0, 2}}, false},
         {" 192.0.2.1 , 10.0.0.2 ", {{10, 0, 0, 2}}, true},
@@ -292,10 +211,9 @@ TEST(AddressList, Forms) {
         {"10.0.0.0/33,10.0.0.0/-1,10.0.0.0/8x", {{10, 0, 0, 0}}, false},
         {"local", {{127, 0, 0, 9}}, true},
         {"local", {{192, 0, 2, 9}}, false},
-        {"", {{127, 0, 0, 1}}, false},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(IsListed(row.list, row.address), row.listed) << row.list;
+        {"", {{127, 0, 0, 1}}, false}};
+    for (const auto& [list, address, listed] : rows)
+        EXPECT_EQ(IsListed(list, address), listed) << list;
 }
 
 TEST(ReloadDatagram, IsForThoseWhoAreListed) {
@@ -314,11 +232,9 @@ TEST_F(WholeRequest, AReloadIsAnsweredBeforeItsEvent) {
     const auto answerAtEvent = [&] {
         std::string answer;
         Watched.onEvent = [&](DWORD number) {
-            if (number != 0xC0000004 && number != 3) return;
-            const std::vector<std::uint8_t> received = Received();
-            answer.assign(received.begin(), received.end());
+            if (number == 0xC0000004 || number == 3) answer = ReceivedText();
         };
-        RequestContext reload = Context(std::vector<std::uint8_t>(11));
+        RequestContext reload = Context(Bytes(11));
         ReloadParameters(&reload);
         return answer;
     };

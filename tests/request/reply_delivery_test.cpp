@@ -81,13 +81,9 @@ class DeliveryOnLoopback : public testing::Test {
         WSADATA data;
         ASSERT_EQ(WSAStartup(MAKEWORD(1, 1), &data), 0);
         ASSERT_EQ(OpenBoundSocket(&server, 0, Loopback, 0), 0);
-        client = (::socket)(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ASSERT_EQ((::bind)(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        socklen_t size = sizeof context.from;
-        (::getsockname)(client, reinterpret_cast<sockaddr*>(&context.from), &size);
+        context.from.sin_family = AF_INET;
+        context.from.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        context.from.sin_port = htons(client.Port());
         context.socket = server;
         context.length = 300;
         context.packet = reinterpret_cast<BootPacket*>(block);
@@ -101,25 +97,21 @@ class DeliveryOnLoopback : public testing::Test {
         InstallEventMask(31);
         HelperArguments.clear();
     }
-    void TearDown() override {
-        (::close)(client);
-        WSACleanup();
-    }
+    void TearDown() override { WSACleanup(); }
     std::string Deliver(bool broadcast, bool relayed, const char* arpMac = "") {
         const Delivery delivery = {&context, &parameters, Loopback, broadcast, relayed, arpMac};
         return ReplyStatusText(DeliverReply(delivery));
     }
     // The first byte of a datagram that arrived, or -1.
-    int ReceivedOpcode() const {
-        unsigned char received[600];
-        const auto size = (::recv)(client, received, sizeof received, MSG_DONTWAIT);
-        return size == 300 ? received[0] : -1;
+    int ReceivedOpcode() {
+        const auto datagram = client.Receive(std::chrono::milliseconds(0));
+        return datagram && datagram->data.size() == 300 ? datagram->data[0] : -1;
     }
 
     static constexpr IpAddress Loopback = {{127, 0, 0, 1}};
     TemporaryHome home;
     SOCKET server = 0;
-    int client = -1;
+    PlainSocket client{"127.0.0.1"};
     std::uint8_t block[600] = {};
     RequestContext context = {};
     ServerParameters parameters = {};
@@ -225,36 +217,27 @@ TEST_F(DeliveryOnACable, TheSecondSendKeepsThePortAndLeavesTheArpEntry) {
     const char* const directed = "*Default: DD;succeeded   *Status: Reply successfully sent";
     const char* const instead =
         "*Default: DD;failed   *Tried: Broadcast;succeeded   *Status: Broadcast reply sent instead";
-    const struct {
-        const char* name;
-        bool relayed;
-        DWORD useClientPort;
-        IpAddress address;
-        std::uint16_t port;
-        int removed;
-        const char* status;
-    } cases[] = {
+    const std::tuple<const char*, bool, DWORD, IpAddress, std::uint16_t, int, const char*> cases[] = {
         {"sent at once", false, 1, Present, 2000, 1, directed},
         {"to the client's own port", false, 1, Unreachable, 2000, 0, instead},
         {"to the port of clients", false, 0, Unreachable, 68, 0, instead},
-        {"to the port of relay agents", true, 1, Unreachable, 67, 0, instead},
-    };
+        {"to the port of relay agents", true, 1, Unreachable, 67, 0, instead}};
     HelperAnswer = ArpAddCreated;
     context.from.sin_port = htons(2000);
-    for (const auto& row : cases) {
+    for (const auto& [name, relayed, useClientPort, address, port, removed, status] : cases) {
         std::optional<PlainSocket> receiver;
         {
             const NetworkNamespace::Visit visit(*there);
-            receiver.emplace("", row.port);
+            receiver.emplace("", port);
         }
         RemovedEntries = 0;
         StartArpExpiry(0, CountRemoval);
-        context.packet->yiaddr = context.packet->giaddr = row.address;
-        parameters.UseClientSrcPort = row.useClientPort;
-        EXPECT_EQ(Deliver(false, row.relayed), row.status) << row.name;
-        EXPECT_TRUE(receiver->Receive(std::chrono::seconds(10))) << row.name;
+        context.packet->yiaddr = context.packet->giaddr = address;
+        parameters.UseClientSrcPort = useClientPort;
+        EXPECT_EQ(Deliver(false, relayed), status) << name;
+        EXPECT_TRUE(receiver->Receive(std::chrono::seconds(10))) << name;
         StopArpExpiry();
-        EXPECT_EQ(RemovedEntries, row.removed) << row.name;
+        EXPECT_EQ(RemovedEntries, removed) << name;
     }
 }
 

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -40,7 +39,7 @@ TEST(Generation, RequestsUnderAllSwapsSeeWholeRecords) {
     InstallGeneration(NewGeneration(0));
     std::atomic<bool> stop{false};
     std::atomic<int> torn{0};
-    std::vector<std::thread> requests;
+    std::vector<std::jthread> requests;
     for (int i = 0; i < 4; ++i)
         requests.emplace_back([&] {
             while (!stop) {
@@ -54,8 +53,7 @@ TEST(Generation, RequestsUnderAllSwapsSeeWholeRecords) {
     for (DWORD i = 1; i <= 200; ++i)
         ReleaseGeneration(InstallGeneration(NewGeneration(i)));
     stop = true;
-    for (std::thread& request : requests)
-        request.join();
+    requests.clear();
     EXPECT_EQ(torn, 0);
     ReleaseGeneration(UninstallGeneration());
     EXPECT_TRUE(WaitForGenerations(1000));

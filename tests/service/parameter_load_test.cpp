@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <map>
 
 #include "operation_watch.h"
 #include "service/generation.h"
@@ -27,6 +26,14 @@ struct LoadedRecord {
     ~LoadedRecord() { ReleaseParameters(&record); }
     LoadedRecord(const LoadedRecord&) = delete;
     LoadedRecord& operator=(const LoadedRecord&) = delete;
+};
+
+struct ReadRecord {
+    ServerParameters record = {};
+    char name[ParameterTextSize] = "stale";
+    DWORD result;
+    explicit ReadRecord(const char* service = ServiceKey, const char* parameters = ParametersKey)
+        : result(ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, service, parameters, AgentKey)) {}
 };
 
 // The tests run beside no helper of their own, so the helper's absence is the one failure of a good load.
@@ -63,12 +70,7 @@ TEST_F(ParameterLoad, EveryFailureHasItsResultAndItsEvent) {
     const std::string log = "\"EnableLogging\"=dword:1", path = "\"LogFile\"=\"",
                       libm = "/lib/x86_64-linux-gnu/libm.so.6";
     using Texts = std::vector<std::string>;
-    const struct {
-        Texts registry;
-        std::string database;
-        LoadResult result;
-        Texts events;
-    } cases[] = {
+    const std::tuple<Texts, std::string, LoadResult, Texts> cases[] = {
         {{"\"ExpireSeconds\""}, good, LoadRegistryFailed, {"0xC0000022"}},
         {{"\"LogLevel\"=\"31\""}, good, LoadRegistryFailed, {"0xC0000022"}},
         {{helper, log, path + "/nowhere/at/all.log\""}, good, LoadLogFailed, {"0xC0000008"}},
@@ -82,16 +84,16 @@ TEST_F(ParameterLoad, EveryFailureHasItsResultAndItsEvent) {
         {{"\"HelperDLL\"=\"nosuchhelper.dll\""}, good, LoadHelperMissing, {"0xC000001F"}},
         {{"\"HelperDLL\"=\"" + libm + "\""}, good, LoadHelperEntryMissing, {"0xC0000020"}},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.registry.back() + test.database);
-        home.WriteRegistry(test.registry);
+    for (const auto& [registry, database, result, events] : cases) {
+        SCOPED_TRACE(registry.back() + database);
+        home.WriteRegistry(registry);
         std::filesystem::remove(home.Path("bootptab"));
         std::filesystem::remove(home.Path("events.log"));
-        if (test.database != none) home.Write("bootptab", test.database);
+        if (database != none) home.Write("bootptab", database);
         const LoadedRecord loaded;
-        EXPECT_EQ(loaded.result, test.result);
-        EXPECT_THAT(home.EventNumbers(), ElementsAreArray(test.events));
-        if (test.registry[0] == "\"ExpireSeconds\"") {
+        EXPECT_EQ(loaded.result, result);
+        EXPECT_THAT(home.EventNumbers(), ElementsAreArray(events));
+        if (registry[0] == "\"ExpireSeconds\"") {
             EXPECT_THAT(home.Read("events.log"), HasSubstr("registry key setting for 'ExpireSeconds'"));
         }
     }
@@ -159,23 +161,19 @@ TEST_F(ParameterLoad, EveryOperationThatFailsHasItsResultAndItsEvent) {
 
 TEST_F(ParameterLoad, TheLogLevelThatCountsForEachEvent) {
     home.Write("bootptab", "[Options]\nIP Address=-2,ipaddress\n[00-01]\n[00-02]\nIP Address=10.0.0.1\n");
-    const struct {
-        DWORD installed;
-        std::string level;
-        std::vector<std::string> events;
-    } rows[] = {
+    const std::tuple<DWORD, std::string, std::vector<std::string>> rows[] = {
         {31,
          "\"LogLevel\"=dword:0",
          {"0xC000001C", "0xC000001F"}},  // of the record that is live, and no level at all
         {0, "\"LogLevel\"=dword:1f", {"0xC000001F"}},
     };
-    for (const auto& row : rows) {
+    for (const auto& [installed, level, events] : rows) {
         std::filesystem::remove(home.Path("events.log"));
-        home.WriteRegistry({"\"HelperDLL\"=\"none\"", row.level});
-        InstallEventMask(row.installed);
+        home.WriteRegistry({"\"HelperDLL\"=\"none\"", level});
+        InstallEventMask(installed);
         const LoadedRecord loaded;
         EXPECT_EQ(loaded.result, LoadHelperMissing);
-        EXPECT_EQ(home.EventNumbers(), row.events);
+        EXPECT_EQ(home.EventNumbers(), events);
     }
 }
 
@@ -249,10 +247,9 @@ TEST_F(ParameterLoad, AnInstallWritesWhatALoadReads) {
     SetDefaultParameters(&written);
     char name[ParameterTextSize];
     ASSERT_EQ(WriteRegistryParameters(HKEY_LOCAL_MACHINE, &written, name, ParametersKey), RegistryReadOk);
-    ServerParameters read = {};
-    ASSERT_EQ(ReadRegistryParameters(HKEY_LOCAL_MACHINE, &read, name, ServiceKey, ParametersKey, AgentKey),
-              RegistryReadOk)
-        << name;
+    const ReadRecord loaded;
+    const ServerParameters& read = loaded.record;
+    ASSERT_EQ(loaded.result, RegistryReadOk) << loaded.name;
     EXPECT_STREQ(read.DatabasePath, ".\\bootptab");
     EXPECT_STREQ(read.LogFile, "bootps.log");
     EXPECT_STREQ(read.HelperDLL, "arpadd.dll");
@@ -263,20 +260,17 @@ TEST_F(ParameterLoad, AnInstallWritesWhatALoadReads) {
 }
 
 TEST_F(ParameterLoad, TheKeysThatAreMissingHaveTheirOwnAnswers) {
-    ServerParameters record = {};
-    char name[ParameterTextSize] = "stale";
-    const auto read = [&](const char* service, const char* parameters) {
-        return ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, service, parameters, AgentKey);
-    };
-    EXPECT_EQ(read("SYSTEM\\Nothing", ParametersKey), 1213u);
-    EXPECT_STREQ(name, "");
-    EXPECT_EQ(read(ServiceKey, "SYSTEM\\Nothing"), 87u);
+    const ReadRecord noService("SYSTEM\\Nothing");
+    EXPECT_EQ(noService.result, 1213u);
+    EXPECT_STREQ(noService.name, "");
+    EXPECT_EQ(ReadRecord(ServiceKey, "SYSTEM\\Nothing").result, 87u);
     home.WriteRegistry(
         {"\"LocalAddrs\"=\"10.0.0.1\"", "\"StaticArpTimeout\"=dword:2", "\"MaxDaemonThreads\""});
-    EXPECT_EQ(read(ServiceKey, ParametersKey), 161u);
-    EXPECT_STREQ(name, "MaxDaemonThreads");
-    EXPECT_STREQ(record.LocalAddrs, "10.0.0.1");
-    EXPECT_EQ(record.StaticArpTimeout, 2000u);
+    const ReadRecord cut;
+    EXPECT_EQ(cut.result, 161u);
+    EXPECT_STREQ(cut.name, "MaxDaemonThreads");
+    EXPECT_STREQ(cut.record.LocalAddrs, "10.0.0.1");
+    EXPECT_EQ(cut.record.StaticArpTimeout, 2000u);
 }
 
 // The texts have 260 bytes with their NUL. What is there and can't be used is reported; it counts as missing.
@@ -301,13 +295,10 @@ TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
         SCOPED_TRACE(test.rule);
         const TemporaryHome home;
         home.WriteRegistry({test.value, "\"LogLevel\"=dword:0"});
-        ServerParameters record = {};
-        char name[ParameterTextSize];
-        EXPECT_EQ(
-            ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, ServiceKey, ParametersKey, AgentKey),
-            RegistryReadOk);
-        EXPECT_EQ(record.LocalAddrs, test.addresses);
-        EXPECT_EQ(record.MinResponseSize, 0u);
+        const ReadRecord read;
+        EXPECT_EQ(read.result, RegistryReadOk);
+        EXPECT_EQ(read.record.LocalAddrs, test.addresses);
+        EXPECT_EQ(read.record.MinResponseSize, 0u);
         const std::string events = home.Read("events.log");
         EXPECT_EQ(std::count(events.begin(), events.end(), '\n'), test.reported != nullptr ? 1 : 0);
         if (test.reported != nullptr) {
@@ -318,11 +309,9 @@ TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
     }
     const TemporaryHome home;
     home.WriteRegistry({"\"DatabasePath\"=\"" + longest + "\""});
-    ServerParameters record = {};
-    char name[ParameterTextSize];
-    EXPECT_EQ(ReadRegistryParameters(HKEY_LOCAL_MACHINE, &record, name, ServiceKey, ParametersKey, AgentKey),
-              RegistryReadOk);
-    EXPECT_EQ(record.DatabasePath, longest);
+    const ReadRecord read;
+    EXPECT_EQ(read.result, RegistryReadOk);
+    EXPECT_EQ(read.record.DatabasePath, longest);
 }
 
 }  // namespace

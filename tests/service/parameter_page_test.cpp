@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <fstream>
-#include <map>
 #include <regex>
 
 #include "service/parameter_table.h"

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "platform/service_fixture.h"
+#include "run_shell.h"
 #include "service/temporary_home.h"
 #include "tools/run_command.h"
 
@@ -46,19 +47,8 @@ std::string LargeDatabase() {
     return text + "[02-00-00-ff-ff-ff]\n";
 }
 
-struct Said {
-    int code;
-    std::string text;
-};
-
 Said RunSwitch(const std::string& word) {
-    Said said = {-1, ""};
-    std::FILE* const output = ::popen((SERVICE_PROGRAM " " + word).c_str(), "r");
-    if (output == nullptr) return said;
-    for (int byte = std::getc(output); byte != EOF; byte = std::getc(output))
-        said.text += static_cast<char>(byte);
-    said.code = WEXITSTATUS(::pclose(output));
-    return said;
+    return RunShell(SERVICE_PROGRAM " " + word);
 }
 
 std::size_t Count(const std::string& text, const std::string& part) {
@@ -88,6 +78,12 @@ class ServiceHost : public ServiceManagerTest {
         for (int attempt = 0; attempt < 100 && !Answers(); ++attempt)
             ::usleep(20000);
     }
+    void StartAndAwaitAnswers() {
+        WriteHome();
+        StartUp();
+        AwaitRunning();
+        AwaitAnswers();
+    }
     void Do(const std::string& action) const {
         if (action == "SIGTERM")
             Signal(SIGTERM);
@@ -112,10 +108,7 @@ class ServiceHost : public ServiceManagerTest {
 };
 
 TEST_F(ServiceHost, ALackOfDescriptorsIsReported) {
-    WriteHome();
-    StartUp();
-    AwaitRunning();
-    AwaitAnswers();
+    StartAndAwaitAnswers();
     const std::vector<Descriptor> silent = TakeDescriptors();
     EXPECT_EQ(RunQuillonctl({"reload", "127.0.0.1"}).status, 1);
     const std::vector<std::string> events = home.EventNumbers();
@@ -127,21 +120,15 @@ TEST_F(ServiceHost, ALackOfDescriptorsIsReported) {
 }
 
 TEST_F(ServiceHost, GoesThroughItsStates) {
-    WriteHome();
-    StartUp();
-    AwaitRunning();
-    AwaitAnswers();
+    StartAndAwaitAnswers();
     const struct {
-        const char* control;
-        const char* state;
+        const char *control, *state;
         const char* notification;  // null if the manager is reported nothing new
         bool answers;
-    } steps[] = {
-        {"interrogate", "RUNNING", nullptr, true}, {"continue", "RUNNING", nullptr, true},
-        {"pause", "PAUSED", Paused, false},        {"pause", "PAUSED", nullptr, false},
-        {"interrogate", "PAUSED", nullptr, false}, {"continue", "RUNNING", Running, true},
-        {"continue", "RUNNING", nullptr, true},
-    };
+    } steps[] = {{"interrogate", "RUNNING", nullptr, true}, {"continue", "RUNNING", nullptr, true},
+                 {"pause", "PAUSED", Paused, false},        {"pause", "PAUSED", nullptr, false},
+                 {"interrogate", "PAUSED", nullptr, false}, {"continue", "RUNNING", Running, true},
+                 {"continue", "RUNNING", nullptr, true}};
     for (const auto& step : steps) {
         SCOPED_TRACE(step.control);
         const CommandResult result = RunQuillonctl({step.control, "--json"});
@@ -167,18 +154,16 @@ TEST_F(ServiceHost, EndsInOrderHoweverItIsStopped) {
     const struct {
         bool loading;  // the database is still being read
         std::vector<std::string> actions;
-    } rows[] = {
-        {false, {"SIGTERM"}},
-        {false, {"SIGINT"}},
-        {false, {"SIGTERM", "SIGTERM"}},
-        {false, {"stop", "SIGTERM"}},
-        {false, {"pause", "stop"}},
-        {false, {"pause", "SIGTERM"}},
-        {true, {"stop"}},
-        {true, {"SIGTERM"}},
-        {true, {"SIGTERM", "SIGTERM"}},
-        {true, {"pause", "SIGTERM"}},
-    };
+    } rows[] = {{false, {"SIGTERM"}},
+                {false, {"SIGINT"}},
+                {false, {"SIGTERM", "SIGTERM"}},
+                {false, {"stop", "SIGTERM"}},
+                {false, {"pause", "stop"}},
+                {false, {"pause", "SIGTERM"}},
+                {true, {"stop"}},
+                {true, {"SIGTERM"}},
+                {true, {"SIGTERM", "SIGTERM"}},
+                {true, {"pause", "SIGTERM"}}};
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message()
                      << (row.loading ? "loading: " : "") << testing::PrintToString(row.actions));
@@ -245,10 +230,7 @@ TEST_F(ServiceHost, AStartThatFailsSaysWhyAndEnds) {
 }
 
 TEST_F(ServiceHost, IsRemovedOnlyIfItCanBeStopped) {
-    WriteHome();
-    StartUp();
-    AwaitRunning();
-    AwaitAnswers();
+    StartAndAwaitAnswers();
     Signal(SIGSTOP);
     const Said refused = RunSwitch("-remove");
     Signal(SIGCONT);

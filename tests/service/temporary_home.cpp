@@ -1,28 +1,24 @@
 #include "service/temporary_home.h"
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <sstream>
 
+#include "platform/network_namespace.h"
+
 void TemporaryHome::WriteRegistry(const std::vector<std::string>& changes) const {
-    std::vector<std::string> values = {
-        "\"DatabasePath\"=str(2):\"" + Path("bootptab") + "\"",
-        "\"LogFile\"=str(2):\"" + Path("bootps.log") + "\"",
-        "\"HelperDLL\"=str(2):\"arpadd.dll\"",
-        "\"EnableLogging\"=dword:00000000",
-        "\"LogLevel\"=dword:0000001f",
-        "\"ForceBroadcast\"=dword:00000000",
-        "\"CacheSize\"=dword:000003e8",
-        "\"ExpireSeconds\"=dword:0000000a",
-        "\"ExpireHits\"=dword:00000001",
-        "\"DaemonSensitivity\"=dword:000003e8",
-        "\"PacketTripRate\"=dword:00000005",
-        "\"Daemonblksize\"=dword:00000258",
-        "\"MaxDaemonThreads\"=dword:0000000a",
-        "\"SecondDaemonThreadTimeout\"=dword:00000001",
-    };
+    std::vector<std::string> values = {"\"DatabasePath\"=str(2):\"" + Path("bootptab") + "\"",
+                                       "\"LogFile\"=str(2):\"" + Path("bootps.log") + "\"",
+                                       "\"HelperDLL\"=str(2):\"arpadd.dll\"",
+                                       "\"EnableLogging\"=dword:00000000",
+                                       "\"LogLevel\"=dword:0000001f",
+                                       "\"ForceBroadcast\"=dword:00000000",
+                                       "\"CacheSize\"=dword:000003e8",
+                                       "\"ExpireSeconds\"=dword:0000000a",
+                                       "\"ExpireHits\"=dword:00000001",
+                                       "\"DaemonSensitivity\"=dword:000003e8",
+                                       "\"PacketTripRate\"=dword:00000005",
+                                       "\"Daemonblksize\"=dword:00000258",
+                                       "\"MaxDaemonThreads\"=dword:0000000a",
+                                       "\"SecondDaemonThreadTimeout\"=dword:00000001"};
     const auto nameOf = [](const std::string& line) { return line.substr(0, line.find('"', 1) + 1); };
     for (const std::string& change : changes) {
         std::erase_if(values, [&](const std::string& line) { return nameOf(line) == nameOf(change); });
@@ -47,15 +43,7 @@ void TemporaryHome::WriteDatabase() const {
 }
 
 void TemporaryHome::WriteFreePort() const {
-    const int probe = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    EXPECT_EQ(::bind(probe, reinterpret_cast<sockaddr*>(&address), size), 0);
-    EXPECT_EQ(::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    ::close(probe);
-    Write("services", "bootp " + std::to_string(ntohs(address.sin_port)) + "/udp\n");
+    Write("services", "bootp " + std::to_string(PlainSocket("127.0.0.1").Port()) + "/udp\n");
 }
 
 std::vector<std::string> TemporaryHome::EventNumbers() const {

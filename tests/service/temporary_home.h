@@ -1,9 +1,6 @@
 // A home with what a service finds in it: registry, database and events.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "platform/test_home.h"
 
 class TemporaryHome : public TestHome {

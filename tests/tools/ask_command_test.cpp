@@ -50,20 +50,15 @@ TEST(AskCommand, ShowsTheReplyToItsOwnRequestAndNoOther) {
 
 TEST(AskCommand, BindsToTheAddressAndThePortThatItIsGiven) {
     LoopbackServer server([](const Datagram& request) { return std::vector<Datagram>{ReplyTo(request)}; });
-    const struct {
-        std::vector<std::string> more;
-        int status;
-        const char* complaint;
-    } rows[] = {
+    const std::tuple<std::vector<std::string>, int, const char*> rows[] = {
         {{"--bind", "127.0.0.7"}, 0, ""},
         {{"--bind", "192.0.2.77"}, 2, "can't bind to 192.0.2.77"},
         {{"--bind", "127.0.0.1", "--client-port", server.Port()}, 2, "Address already in use"},
-        {{"--interface", "no-such-if"}, 2, ""},
-    };
-    for (const auto& row : rows) {
-        const CommandResult result = RunQuillonctl(AskArguments(server, row.more));
-        EXPECT_EQ(result.status, row.status) << result.errors;
-        EXPECT_THAT(result.errors, HasSubstr(row.complaint));
+        {{"--interface", "no-such-if"}, 2, ""}};
+    for (const auto& [more, status, complaint] : rows) {
+        const CommandResult result = RunQuillonctl(AskArguments(server, more));
+        EXPECT_EQ(result.status, status) << result.errors;
+        EXPECT_THAT(result.errors, HasSubstr(complaint));
     }
 }
 

@@ -110,8 +110,7 @@ TEST_F(Check, FindsNothingInAGoodFile) {
 
 TEST_F(Check, LooksAtTheRegistryAsALoadDoes) {
     const struct {
-        const char* value;
-        const char* finding;
+        const char *value, *finding;
         bool refuses;
     } cases[] = {
         {"\"ExpireHits\"", "the value ExpireHits is missing", true},

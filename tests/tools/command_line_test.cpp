@@ -6,9 +6,9 @@
 
 #include <array>
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 
+#include "run_shell.h"
 #include "temporary_folder.h"
 #include "tools/run_command.h"
 
@@ -17,15 +17,6 @@ namespace {
 using testing::HasSubstr;
 using testing::IsSupersetOf;
 using testing::Not;
-
-// The status and what is said.
-std::pair<int, std::string> RunShell(const std::string& script) {
-    std::string output;
-    std::FILE* pipe = ::popen((script + " 2>&1").c_str(), "r");
-    for (int byte = std::getc(pipe); byte != EOF; byte = std::getc(pipe))
-        output += static_cast<char>(byte);
-    return {::pclose(pipe), output};
-}
 
 std::vector<std::string> FirstWords(const std::string& text) {
     std::vector<std::string> words;
@@ -45,10 +36,7 @@ std::vector<std::string> Commands() {
 }
 
 TEST(CommandLine, NamesTheWordThatIsWrong) {
-    const struct {
-        std::vector<std::string> words;
-        const char* complaint;
-    } rows[] = {
+    const std::pair<std::vector<std::string>, const char*> rows[] = {
         {{"relod"}, "quillonctl: unknown command 'relod'; did you mean 'reload'?\nSee 'quillonctl --help'"},
         {{"xyzzy"}, "quillonctl: unknown command 'xyzzy'\n"},
         {{}, "quillonctl: a command is missing\n"},
@@ -59,11 +47,11 @@ TEST(CommandLine, NamesTheWordThatIsWrong) {
         {{"reload", "--port", "99999"}, "--port: Value 99999 not in range"},
         {{"import", "--from", "kea"}, "FILE is required\n"},
     };
-    for (const auto& row : rows) {
-        const CommandResult result = RunQuillonctl(row.words);
-        EXPECT_EQ(result.status, 2) << row.complaint;
-        EXPECT_THAT(result.errors, HasSubstr(row.complaint));
-        EXPECT_THAT(result.output, "") << row.complaint;
+    for (const auto& [words, complaint] : rows) {
+        const CommandResult result = RunQuillonctl(words);
+        EXPECT_EQ(result.status, 2) << complaint;
+        EXPECT_THAT(result.errors, HasSubstr(complaint));
+        EXPECT_THAT(result.output, "") << complaint;
     }
     const CommandResult version = RunQuillonctl({"--version"});
     EXPECT_EQ(version.status, 0);
@@ -72,19 +60,17 @@ TEST(CommandLine, NamesTheWordThatIsWrong) {
 
 TEST(CommandLine, CompletesWhatMayComeNext) {
     const TemporaryFolder home;
-    std::ofstream(home.Path("bootptab")) << "[Options]\n[Template:0a-lab]\n[0A-0b]\n[0a-0c]\n[0c-0d]\n";
+    home.Write("bootptab", "[Options]\n[Template:0a-lab]\n[0A-0b]\n[0a-0c]\n[0c-0d]\n");
     using List = std::vector<std::string>;
-    const std::pair<List, List> rows[] = {
-        {{""}, Commands()},
-        {{"re"}, {"reload", "remove"}},
-        {{"--home", home.Path(), "set", "0a"}, {"0a-0b", "0a-0c"}},
-        {{"set", "0a-0b", "0a"}, {}},
-        {{"import", "--from", "d"}, {"dhcpd", "dnsmasq"}},
-        {{"import", "--from", "=", "k"}, {"kea"}},
-        {{"import", "--from", "kea", ""}, {":file"}},
-        {{"set", "--dry-run", "--un"}, {"--unset"}},
-        {{"--home", ""}, {":folder"}},
-    };
+    const std::pair<List, List> rows[] = {{{""}, Commands()},
+                                          {{"re"}, {"reload", "remove"}},
+                                          {{"--home", home.Path(), "set", "0a"}, {"0a-0b", "0a-0c"}},
+                                          {{"set", "0a-0b", "0a"}, {}},
+                                          {{"import", "--from", "d"}, {"dhcpd", "dnsmasq"}},
+                                          {{"import", "--from", "=", "k"}, {"kea"}},
+                                          {{"import", "--from", "kea", ""}, {":file"}},
+                                          {{"set", "--dry-run", "--un"}, {"--unset"}},
+                                          {{"--home", ""}, {":folder"}}};
     for (auto [words, found] : rows) {
         words.insert(words.begin(), {"complete", "--"});
         EXPECT_EQ(FirstWords(RunQuillonctl(words, {"QUILLON_HOME="}).output), found);
@@ -95,8 +81,7 @@ TEST(CommandLine, CompletesWhatMayComeNext) {
 TEST(CommandLine, CompletesInTheShells) {
     const std::string place = "PATH=$(dirname " QUILLONCTL "):$PATH; cd " COMPLETIONS " && ";
     const struct {
-        const char* shell;
-        const char* check;
+        const char *shell, *check;
         const char* words;
     } rows[] = {
         {"bash", "bash -n quillonctl.bash",
@@ -109,12 +94,13 @@ TEST(CommandLine, CompletesInTheShells) {
          "HOME=$(mktemp -d) fish -c '. ./quillonctl.fish; complete -C \"quillonctl \"'"},
     };
     for (const auto& row : rows) {
-        if (RunShell(std::string("command -v ") + row.shell).first != 0) {
+        if (RunShell(std::string("command -v ") + row.shell).code != 0) {
             std::printf("%s isn't here\n", row.shell);
             continue;
         }
-        EXPECT_THAT(RunShell(place + row.check), testing::Pair(0, "")) << row.shell;
-        EXPECT_THAT(FirstWords(RunShell(place + row.words).second), IsSupersetOf(Commands())) << row.shell;
+        const Said check = RunShell(place + row.check);
+        EXPECT_TRUE(check.code == 0 && check.text.empty()) << row.shell << ": " << check.text;
+        EXPECT_THAT(FirstWords(RunShell(place + row.words).text), IsSupersetOf(Commands())) << row.shell;
     }
 }
 

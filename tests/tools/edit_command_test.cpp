@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <sstream>
 #include <thread>
 
 #include "temporary_folder.h"
@@ -29,12 +28,8 @@ class EditCommandTest : public testing::Test {
     EditCommandTest() { Write(std::string(kHead) + kClient); }
 
     std::string Path() const { return folder_.Path("bootptab"); }
-    void Write(const std::string& text) const { std::ofstream(Path(), std::ios::binary) << text; }
-    std::string Read() const {
-        std::stringstream text;
-        text << std::ifstream(Path(), std::ios::binary).rdbuf();
-        return text.str();
-    }
+    void Write(const std::string& text) const { folder_.Write("bootptab", text); }
+    std::string Read() const { return folder_.Read("bootptab"); }
     CommandResult Run(std::vector<std::string> words) const {
         return RunQuillonctl(words, {"QUILLON_HOME=" + folder_.Path()});
     }
@@ -90,11 +85,7 @@ TEST_F(EditCommandTest, RefusesWhatWouldMakeItWorse) {
     Write(Read() + "[00-a0-00-00-00-09]\r\nIP Address=none\r\nWrong=1\r\n");
     const std::string before = Read();
     const std::string one = "00-a0-00-00-00-01", two = "00-a0-00-00-00-02";
-    const struct {
-        std::vector<std::string> words;
-        int status;
-        const char* complaint;
-    } rows[] = {
+    const std::tuple<std::vector<std::string>, int, const char*> rows[] = {
         {{"add", one, "--ip", "10.0.0.3"}, 1, "client [00-A0-00-00-00-01] is there already, in line 12"},
         {{"set", two, "--ip", "10.0.0.3"}, 1, "there is no client [00-a0-00-00-00-02]; 'add' adds it"},
         {{"remove", two}, 1, "there is no client [00-a0-00-00-00-02]"},
@@ -112,11 +103,11 @@ TEST_F(EditCommandTest, RefusesWhatWouldMakeItWorse) {
         {{"set", one, "--host-name", "a", "--file", "/nowhere/x"}, 2, "/nowhere/x: No such file"},
         {{"set", one, "--host-name", "a", "--file", "/dev/null"}, 2, "no regular file"},
     };
-    for (const auto& row : rows) {
-        const CommandResult result = Run(row.words);
-        EXPECT_EQ(result.status, row.status) << row.complaint;
-        EXPECT_THAT(result.errors, HasSubstr(row.complaint));
-        EXPECT_EQ(Read(), before) << row.complaint;
+    for (const auto& [words, status, complaint] : rows) {
+        const CommandResult result = Run(words);
+        EXPECT_EQ(result.status, status) << complaint;
+        EXPECT_THAT(result.errors, HasSubstr(complaint));
+        EXPECT_EQ(Read(), before) << complaint;
     }
     EXPECT_EQ(Run({"set", one, "--host-name", "pc"}).status, 0) << "what was wrong before is no reason";
 }
@@ -129,7 +120,7 @@ TEST_F(EditCommandTest, ReloadsTheServiceOfItsHome) {
         const std::string answer("RELOAD ACK\0", 11);
         return std::vector<LoopbackServer::Datagram>{{answer.begin(), answer.end()}};
     });
-    std::ofstream(folder_.Path("services")) << "bootp " << server->Port() << "/udp\n";
+    folder_.Write("services", "bootp " + server->Port() + "/udp\n");
     const CommandResult result = Run({"set", "00-a0-00-00-00-01", "--host-name", "pc", "--reload"});
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_THAT(result.output, HasSubstr("Reload acknowledged by 127.0.0.1"));

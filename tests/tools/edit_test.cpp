@@ -15,11 +15,7 @@ TEST(BootptabText, ChangesNothingButWhatItIsAskedTo) {
     const Edit add = [](BootptabText& file) { file.AddClient("0c-0d", {{"IP Address", "10.0.0.3"}}); };
     const Edit removeKey = [](BootptabText& file) { file.Remove(*file.Find("0a-0b"), "gateway"); };
     const Edit remove = [](BootptabText& file) { file.RemoveSection(*file.Find("0a-0b")); };
-    const struct {
-        Edit edit;
-        const char* before;
-        const char* after;
-    } rows[] = {
+    const std::tuple<Edit, const char*, const char*> rows[] = {
         {put, "[0a-0b]\n IP Address\t=  10.0.0.1 \n", "[0a-0b]\n IP Address\t=  10.0.0.2\n"},
         {put, "[0a-0b]\r\nIP Address='10.0.0.1'", "[0a-0b]\r\nIP Address=10.0.0.2"},
         {put, "[0a-0b]\nIP Address = \"10.0.0.2\"\n", "[0a-0b]\nIP Address = \"10.0.0.2\"\n"},
@@ -40,12 +36,12 @@ TEST(BootptabText, ChangesNothingButWhatItIsAskedTo) {
         {remove, "[x-y]\n\n[0a-0b]\nA=1\n\n[0a-0b]\nB=1\n", "[x-y]\n\n[0a-0b]\nB=1\n"},
         {remove, "[x-y]\nB=1\n\n[ 0A-0B ]] \nA=1", "[x-y]\nB=1\n\n[ 0A-0B ]] \nA=1"},
     };
-    for (const auto& row : rows) {
-        BootptabText file(row.before);
-        EXPECT_EQ(file.Text(), row.before);
-        if (!file.Find("0a-0b") && row.edit != add) continue;
-        row.edit(file);
-        EXPECT_EQ(file.Text(), row.after);
+    for (const auto& [edit, before, after] : rows) {
+        BootptabText file(before);
+        EXPECT_EQ(file.Text(), before);
+        if (!file.Find("0a-0b") && edit != add) continue;
+        edit(file);
+        EXPECT_EQ(file.Text(), after);
     }
 }
 
@@ -60,11 +56,7 @@ TEST(NewErrors, AreThoseThatAnEditMakes) {
 }
 
 TEST(UnifiedDiff, HasTheFormThatPatchTakes) {
-    const struct {
-        const char* before;
-        const char* after;
-        const char* diff;
-    } rows[] = {
+    const std::tuple<const char*, const char*, const char*> rows[] = {
         {"a\n", "a\n", ""},
         {"", "a\n", "--- f\n+++ f\n@@ -0,0 +1 @@\n+a\n"},
         {"a\nb", "a\nc\n", "--- f\n+++ f\n@@ -1,2 +1,2 @@\n a\n-b\n\\ No newline at end of file\n+c\n"},
@@ -74,8 +66,8 @@ TEST(UnifiedDiff, HasTheFormThatPatchTakes) {
          "--- f\n+++ f\n@@ -1,4 +1,4 @@\n-a\n+A\n 1\n 2\n 3\n@@ -6,4 +6,4 @@\n 5\n 6\n 7\n-b\n+B\n"},
         {"x\ny\nz\n", "y\nx\nz\n", "--- f\n+++ f\n@@ -1,3 +1,3 @@\n-x\n y\n+x\n z\n"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(UnifiedDiff("f", row.before, row.after), row.diff);
+    for (const auto& [before, after, diff] : rows)
+        EXPECT_EQ(UnifiedDiff("f", before, after), diff);
 }
 
 TEST(NearestName, GuessesOnlyWhatIsNear) {

@@ -284,11 +284,7 @@ TEST(Import, CarriesTablesOver) {
 TEST(Import, SurvivesWhatIsNoConfiguration) {
     const std::string deep(100000, '{');
     const std::string arrays(100000, '[');
-    const struct {
-        Importer importer;
-        std::string text;
-        const char* dropped;
-    } rows[] = {
+    const std::tuple<Importer, std::string, const char*> rows[] = {
         {ImportDhcpd, deep, "1: blocks are nested too deeply; what follows isn't read\n"},
         {ImportDhcpd, "}", "1: '}' without a block\n"},
         {ImportDhcpd, "option host-name \"a\\", "';' is missing"},
@@ -303,10 +299,10 @@ TEST(Import, SurvivesWhatIsNoConfiguration) {
         {ImportCsv, "mac,\"ip\nx", "the first line has to name"},
         {ImportEthers, ":", "1: this is no hardware address"},
     };
-    for (const auto& row : rows) {
-        const Outcome outcome = Convert(row.importer, row.text);
-        EXPECT_THAT(outcome.dropped, HasSubstr(row.dropped)) << row.text.substr(0, 80);
-        EXPECT_THAT(outcome.sections, Not(HasSubstr("IP Address"))) << row.text.substr(0, 80);
+    for (const auto& [importer, text, dropped] : rows) {
+        const Outcome outcome = Convert(importer, text);
+        EXPECT_THAT(outcome.dropped, HasSubstr(dropped)) << text.substr(0, 80);
+        EXPECT_THAT(outcome.sections, Not(HasSubstr("IP Address"))) << text.substr(0, 80);
     }
 }
 

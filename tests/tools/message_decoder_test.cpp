@@ -1,7 +1,6 @@
 #include "quillonctl/message_decoder.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
@@ -56,25 +55,23 @@ TEST(MessageDecoder, ReadsEachTypeOfValue) {
         std::string name;
         std::vector<std::string> values;
         std::string remark;
-    } cases[] = {
-        {{1, 4, 255, 255, 255, 0}, "subnet-mask", {"255.255.255.0"}, ""},
-        {{2, 4, 0xFF, 0xFF, 0xF1, 0xF0}, "time-offset", {"-3600"}, ""},
-        {{3, 8, 10, 0, 0, 254, 10, 0, 0, 253}, "routers", {"10.0.0.254", "10.0.0.253"}, ""},
-        {{12, 5, 'p', 'c', '1', '7', 0}, "host-name", {"pc17"}, ""},
-        {{19, 1, 1}, "ip-forwarding", {"1"}, ""},
-        {{25, 4, 0, 68, 0x05, 0xDC}, "path-mtu-plateau-table", {"68", "1500"}, ""},
-        {{26, 2, 0x05, 0xDC}, "interface-mtu", {"1500"}, ""},
-        {{33, 8, 10, 1, 0, 0, 10, 0, 0, 254}, "static-routes", {"10.1.0.0 10.0.0.254"}, ""},
-        {{43, 3, 1, 2, 0xAB}, "vendor-specific-information", {"0102ab"}, ""},
-        {{51, 4, 0, 0, 0x0E, 0x10}, "lease-time", {"3600"}, ""},
-        {{53, 1, 6}, "message-type", {"6"}, "DHCPNAK"},
-        {{53, 1, 99}, "message-type", {"99"}, "unknown message type"},
-        {{55, 3, 1, 3, 6}, "parameter-request-list", {"1", "3", "6"}, ""},
-        {{200, 2, 0xDE, 0xAD}, "", {"dead"}, ""},
-        {{1, 3, 255, 255, 255}, "subnet-mask", {"ffffff"}, "wrong length 3"},
-        {{3, 5, 10, 0, 0, 254, 9}, "routers", {"0a0000fe09"}, "wrong length 5"},
-        {{51, 0}, "lease-time", {""}, "wrong length 0"},
-    };
+    } cases[] = {{{1, 4, 255, 255, 255, 0}, "subnet-mask", {"255.255.255.0"}, ""},
+                 {{2, 4, 0xFF, 0xFF, 0xF1, 0xF0}, "time-offset", {"-3600"}, ""},
+                 {{3, 8, 10, 0, 0, 254, 10, 0, 0, 253}, "routers", {"10.0.0.254", "10.0.0.253"}, ""},
+                 {{12, 5, 'p', 'c', '1', '7', 0}, "host-name", {"pc17"}, ""},
+                 {{19, 1, 1}, "ip-forwarding", {"1"}, ""},
+                 {{25, 4, 0, 68, 0x05, 0xDC}, "path-mtu-plateau-table", {"68", "1500"}, ""},
+                 {{26, 2, 0x05, 0xDC}, "interface-mtu", {"1500"}, ""},
+                 {{33, 8, 10, 1, 0, 0, 10, 0, 0, 254}, "static-routes", {"10.1.0.0 10.0.0.254"}, ""},
+                 {{43, 3, 1, 2, 0xAB}, "vendor-specific-information", {"0102ab"}, ""},
+                 {{51, 4, 0, 0, 0x0E, 0x10}, "lease-time", {"3600"}, ""},
+                 {{53, 1, 6}, "message-type", {"6"}, "DHCPNAK"},
+                 {{53, 1, 99}, "message-type", {"99"}, "unknown message type"},
+                 {{55, 3, 1, 3, 6}, "parameter-request-list", {"1", "3", "6"}, ""},
+                 {{200, 2, 0xDE, 0xAD}, "", {"dead"}, ""},
+                 {{1, 3, 255, 255, 255}, "subnet-mask", {"ffffff"}, "wrong length 3"},
+                 {{3, 5, 10, 0, 0, 254, 9}, "routers", {"0a0000fe09"}, "wrong length 5"},
+                 {{51, 0}, "lease-time", {""}, "wrong length 0"}};
     for (const auto& expected : cases) {
         SCOPED_TRACE(expected.name + " " + HexText(expected.option));
         auto options = expected.option;
@@ -91,24 +88,19 @@ TEST(MessageDecoder, ReadsEachTypeOfValue) {
 }
 
 TEST(MessageDecoder, TellsHowTheListEnds) {
-    const struct {
-        std::vector<std::uint8_t> options;
-        ListEnd end;
-        std::size_t count;
-    } cases[] = {
+    const std::tuple<std::vector<std::uint8_t>, ListEnd, std::size_t> cases[] = {
         {{0, 0, 53, 1, 2, 0, 0xFF}, ListEnd::EndMark, 1},
         {{0xFF, 53, 1, 2}, ListEnd::EndMark, 0},
         {{53, 1, 2}, ListEnd::Missing, 1},
         {{0, 0, 0}, ListEnd::Missing, 0},
         {{53, 1, 2, 12}, ListEnd::CutShort, 1},
         {{12, 4, 'p', 'c', '1'}, ListEnd::CutShort, 0},
-        {{12, 3, 'p', 'c', '1'}, ListEnd::Missing, 1},
-    };
-    for (const auto& expected : cases) {
-        SCOPED_TRACE(HexText(expected.options));
-        auto reply = ReplyWith(expected.options);
-        EXPECT_EQ(DecodeMessage(reply).end, expected.end);
-        EXPECT_EQ(DecodeMessage(reply).options.size(), expected.count);
+        {{12, 3, 'p', 'c', '1'}, ListEnd::Missing, 1}};
+    for (const auto& [options, end, count] : cases) {
+        SCOPED_TRACE(HexText(options));
+        auto reply = ReplyWith(options);
+        EXPECT_EQ(DecodeMessage(reply).end, end);
+        EXPECT_EQ(DecodeMessage(reply).options.size(), count);
         reply[236] = 0x64;
         EXPECT_EQ(DecodeMessage(reply).end, ListEnd::NoCookie);
         EXPECT_TRUE(DecodeMessage(reply).options.empty());

@@ -65,12 +65,10 @@ TEST(RequestBuilder, ObeysTheLengthAsFarAsTheOptionsLetIt) {
         bool dhcp;
         std::size_t codes;
         std::size_t result;  // 0: refused
-    } cases[] = {
-        {0, false, 0, 300},     {0, true, 0, 300},       {0, true, 255, 240 + 3 + 257 + 1},
-        {1, false, 0, 1},       {236, false, 0, 236},    {240, false, 0, 240},
-        {1500, false, 0, 1500}, {65507, true, 3, 65507}, {65508, false, 0, 0},
-        {244, true, 0, 244},    {243, true, 0, 0},       {300, true, 255, 0},
-    };
+    } cases[] = {{0, false, 0, 300},     {0, true, 0, 300},       {0, true, 255, 240 + 3 + 257 + 1},
+                 {1, false, 0, 1},       {236, false, 0, 236},    {240, false, 0, 240},
+                 {1500, false, 0, 1500}, {65507, true, 3, 65507}, {65508, false, 0, 0},
+                 {244, true, 0, 244},    {243, true, 0, 0},       {300, true, 255, 0}};
     for (const auto& expected : cases) {
         RequestSettings settings = Client();
         settings.length = expected.length;

@@ -5,19 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "temporary_folder.h"
-
-namespace {
-
-std::string ReadWholeFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-}  // namespace
 
 pid_t StartQuillonctl(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
                       const std::string& output, const std::string& errors) {
@@ -43,7 +31,7 @@ int StatusOf(pid_t child) {
 CommandResult RunQuillonctl(const std::vector<std::string>& arguments,
                             const std::vector<std::string>& environment) {
     const TemporaryFolder folder;
-    const std::string output = folder.Path("output"), errors = folder.Path("errors");
-    const int status = StatusOf(StartQuillonctl(arguments, environment, output, errors));
-    return {status, ReadWholeFile(output), ReadWholeFile(errors)};
+    const int status =
+        StatusOf(StartQuillonctl(arguments, environment, folder.Path("output"), folder.Path("errors")));
+    return {status, folder.Read("output"), folder.Read("errors")};
 }

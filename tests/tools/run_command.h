@@ -8,8 +8,7 @@
 
 struct CommandResult {
     int status = -1;  // exit status, or -1 if it was killed or couldn't be started
-    std::string output;
-    std::string errors;
+    std::string output, errors;
 };
 
 // `environment` holds NAME=VALUE settings beyond those of the test.

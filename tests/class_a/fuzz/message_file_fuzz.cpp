@@ -1,9 +1,7 @@
 #include <unistd.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <string>
 
 #include "class_a/fuzz/expect.h"
 #include "class_a/standard/CException.h"

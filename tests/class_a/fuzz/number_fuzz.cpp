@@ -1,6 +1,3 @@
-#include <cstdint>
-#include <string>
-
 #include "class_a/fuzz/expect.h"
 #include "class_a/standard/CNumberConversion.h"
 #include "class_a/standard/CNumberConversionException.h"
