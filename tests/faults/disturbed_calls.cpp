@@ -1,11 +1,11 @@
 // Preloaded. With INTERRUPTED_CALLS, a third of the calls that a signal could interrupt are, before they have
-// done anything. Not among them are writes to files and requests to the kernel's tables, which no signal
-// interrupts. The clock of the day is ahead by the seconds in the file SHIFTED_CLOCK, if one is named, which
-// is read anew at each look.
+// done anything. Of writes these are the ones to files, as on a disk that is far away. The clock of the day
+// is ahead by the seconds in the file SHIFTED_CLOCK, if one is named, which is read anew at each look.
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
@@ -66,11 +66,18 @@ INTERRUPTED(int, recvmmsg, (int fd, mmsghdr* messages, unsigned count, int flags
 INTERRUPTED(ssize_t, send, (int fd, const void* from, size_t size, int flags), (fd, from, size, flags))
 INTERRUPTED(int, accept4, (int fd, sockaddr* from, socklen_t* length, int flags), (fd, from, length, flags))
 
-// To the network; what goes to the kernel's tables has another kind of address.
+extern "C" ssize_t write(int fd, const void* from, size_t size) {
+    static const auto real = Real<decltype(&write)>("write");
+    struct stat status {};
+    const bool isFile = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+    return isFile && IsInterrupted() ? -1 : real(fd, from, size);
+}
+
+// To the network and to the kernel's tables, but not to the service manager.
 extern "C" ssize_t sendto(int fd, const void* from, size_t size, int flags, const sockaddr* to, socklen_t length) {
     static const auto real = Real<decltype(&sendto)>("sendto");
-    const bool isNetwork = to != nullptr && to->sa_family == AF_INET;
-    return isNetwork && IsInterrupted() ? -1 : real(fd, from, size, flags, to, length);
+    const bool isOurs = to != nullptr && (to->sa_family == AF_INET || to->sa_family == AF_NETLINK);
+    return isOurs && IsInterrupted() ? -1 : real(fd, from, size, flags, to, length);
 }
 
 extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {

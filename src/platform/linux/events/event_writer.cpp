@@ -90,7 +90,10 @@ DWORD AppendLine(SpareDescriptor& spare, const std::string& line) {
         spare.Use([&path] { return OpenToWrite(path, O_RDWR | O_CREAT | O_APPEND, LogMode); });
     if (!log) return WindowsErrorFrom(errno);
     const std::string whole = EndsInHalfALine(log.Get()) ? "\n" + line : line;
-    const ssize_t written = write(log.Get(), whole.data(), whole.size());
+    ssize_t written = 0;
+    do {
+        written = write(log.Get(), whole.data(), whole.size());
+    } while (written < 0 && errno == EINTR);
     if (written < 0) return WindowsErrorFrom(errno);
     return static_cast<std::size_t>(written) == whole.size() ? ERROR_SUCCESS : ERROR_DISK_FULL;
 }

@@ -40,6 +40,14 @@ ssize_t ReceiveFromKernel(mnl_socket* handle, void* buffer, std::size_t size) {
     }
 }
 
+ssize_t SendToKernel(mnl_socket* handle, const nlmsghdr& request) {
+    ssize_t sent = 0;
+    do {
+        sent = mnl_socket_sendto(handle, &request, request.nlmsg_len);
+    } while (sent < 0 && errno == EINTR);
+    return sent;
+}
+
 }  // namespace
 
 int HandOverMessages(const void* received, std::size_t length, unsigned sequence, unsigned port,
@@ -82,7 +90,7 @@ NetlinkSocket::~NetlinkSocket() {
 int NetlinkSocket::Exchange(nlmsghdr* request, const OnMessage& onMessage) {
     const bool isLong = (request->nlmsg_flags & (NLM_F_ACK | NLM_F_DUMP)) != 0;
     request->nlmsg_seq = ++sequence_;
-    if (mnl_socket_sendto(handle_, request, request->nlmsg_len) < 0) return errno;
+    if (SendToKernel(handle_, *request) < 0) return errno;
 
     alignas(nlmsghdr) std::array<char, AnswerSize> buffer;
     for (;;) {
