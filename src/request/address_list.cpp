@@ -2,14 +2,15 @@
 
 #include <charconv>
 #include <cstring>
+#include <optional>
 #include <string>
-#include <string_view>
 
 #include "request/interfaces.h"
 
 namespace {
 
 constexpr std::uint8_t LoopbackNet = 127;
+constexpr std::string_view Local = "local";
 
 std::string_view Trimmed(std::string_view text) {
     while (!text.empty() && text.front() == ' ')
@@ -42,17 +43,30 @@ int PrefixLength(std::string_view text) {
     return read.ec == std::errc{} && read.ptr == text.data() + text.size() && length <= 32 ? length : -1;
 }
 
-bool Matches(std::string_view piece, IpAddress address) {
-    if (piece == "local") return IsLocal(address);
+struct Net {
+    std::uint32_t address;
+    int length;
+};
+
+std::optional<Net> ReadNet(std::string_view piece) {
     const std::size_t slash = piece.find('/');
     const int length = slash == std::string_view::npos ? 32 : PrefixLength(piece.substr(slash + 1));
     const auto net = inet_addr(std::string(piece.substr(0, slash)).c_str());
-    if (net == INADDR_NONE || length < 0) return false;
-    const std::uint32_t differing = HostOrder(address) ^ ntohl(static_cast<std::uint32_t>(net));
-    return length == 0 || differing >> (32 - length) == 0;
+    if (net == INADDR_NONE || length < 0) return std::nullopt;
+    return Net{ntohl(static_cast<std::uint32_t>(net)), length};
+}
+
+bool Matches(std::string_view piece, IpAddress address) {
+    if (piece == Local) return IsLocal(address);
+    const auto net = ReadNet(piece);
+    return net && (net->length == 0 || (HostOrder(address) ^ net->address) >> (32 - net->length) == 0);
 }
 
 }  // namespace
+
+bool IsAddressListPiece(std::string_view piece) {
+    return piece == Local || ReadNet(piece);
+}
 
 bool IsListed(const char* list, IpAddress address) {
     std::string_view rest(list);

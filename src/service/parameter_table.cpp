@@ -10,6 +10,7 @@ constexpr bool Expanded = true;
 constexpr bool AsItIs = false;
 constexpr bool ToInstalled = true;
 constexpr bool ToLimit = false;
+constexpr char Nobody[] = "nobody";  // no address list knows the word, so it matches no address
 constexpr std::int64_t Most = 0xFFFFFFFF;
 constexpr std::int64_t LeastSigned = -0x80000000LL;
 
@@ -17,12 +18,12 @@ constexpr std::int64_t LeastSigned = -0x80000000LL;
 #define FIELD(name) #name, offsetof(ServerParameters, name)
 
 constexpr TextParameter Texts[] = {
-    {FIELD(DatabasePath), Required, Expanded, ".\\bootptab"},
-    {FIELD(LogFile), Required, Expanded, "bootps.log"},
-    {FIELD(HelperDLL), Required, Expanded, "arpadd.dll"},
-    {FIELD(LocalAddrs), Optional, AsItIs, nullptr},
-    {FIELD(ReloadSources), Optional, AsItIs, nullptr},
-    {FIELD(RelayAgents), Optional, AsItIs, nullptr},
+    {FIELD(DatabasePath), Required, Expanded, ".\\bootptab", nullptr},
+    {FIELD(LogFile), Required, Expanded, "bootps.log", nullptr},
+    {FIELD(HelperDLL), Required, Expanded, "arpadd.dll", nullptr},
+    {FIELD(LocalAddrs), Optional, AsItIs, nullptr, nullptr},
+    {FIELD(ReloadSources), Optional, AsItIs, nullptr, Nobody},
+    {FIELD(RelayAgents), Optional, AsItIs, nullptr, Nobody},
 };
 
 // clang-format off

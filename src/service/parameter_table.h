@@ -32,6 +32,9 @@ struct TextParameter {
     bool required;
     bool expanded;          // environment references in it are replaced
     const char* installed;  // null: an install doesn't write it
+    // What a value that is there and can't be used counts as; null: as missing. One that lets only some in
+    // must let nobody in then.
+    const char* unusable;
 };
 
 // Both in the order of reading: the texts first.

@@ -78,10 +78,11 @@ Reading ReadNumber(HKEY key, const char* name, DWORD* number) {
 }
 
 // For a value that may be missing. LogLevel isn't known yet, so nothing is filtered.
-void ReportIfUnusable(Reading reading, const char* name) {
+void ReportIfUnusable(Reading reading, const char* name, const char* countsAs = "missing") {
     if (reading != Reading::Unusable) return;
     char text[128];
-    std::snprintf(text, sizeof text, "The registry value '%s' can't be used; it counts as missing.", name);
+    std::snprintf(text, sizeof text, "The registry value '%s' can't be used; it counts as %s.", name,
+                  countsAs);
     LogEventText(EVENT_ERROR_TEXT, text, AllEvents);
 }
 
@@ -109,7 +110,8 @@ const char* ReadValues(HKEY key, ServerParameters* record) {
         const Reading reading = ReadText(key, row.name, text);
         const bool isRead = reading == Reading::Done && (!row.expanded || Expand(text));
         if (!isRead && (row.required || LacksMemory())) return row.name;
-        ReportIfUnusable(reading, row.name);
+        ReportIfUnusable(reading, row.name, row.unusable != nullptr ? row.unusable : "missing");
+        if (reading == Reading::Unusable && row.unusable != nullptr) std::strcpy(text, row.unusable);
     }
     for (const NumberParameter& row : NumberParameters()) {
         DWORD number = row.fallback;

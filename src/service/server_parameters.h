@@ -46,7 +46,7 @@ struct ServerParameters {
     ArpRemoveFunction ArpRemove;
     char HelperDLL[ParameterTextSize];
     LONG SecondDaemonThreadTimeout;         // seconds; negative waits without limit
-    char ReloadSources[ParameterTextSize];  // address list: who may ask for a reload; empty: whoever wants
+    char ReloadSources[ParameterTextSize];  // address list: who may reload; empty: whoever wants
     char RelayAgents[ParameterTextSize];    // address list: relays that are answered; empty: all
     char ImagePath[ParameterTextSize];
     char SnmpAgentPath[ParameterTextSize];

@@ -211,9 +211,14 @@ TEST(AddressList, Forms) {
         {"10.0.0.0/33,10.0.0.0/-1,10.0.0.0/8x", {{10, 0, 0, 0}}, false},
         {"local", {{127, 0, 0, 9}}, true},
         {"local", {{192, 0, 2, 9}}, false},
-        {"", {{127, 0, 0, 1}}, false}};
+        {"", {{127, 0, 0, 1}}, false},
+        {"nobody", {{127, 0, 0, 1}}, false}};
     for (const auto& [list, address, listed] : rows)
         EXPECT_EQ(IsListed(list, address), listed) << list;
+    for (const char* piece : {"10.0.0.1", "10.1.0.0/16", "0.0.0.0/0", "local"})
+        EXPECT_TRUE(IsAddressListPiece(piece)) << piece;
+    for (const char* piece : {"", "nobody", "10.0.0.0/33", "10.0.0.0/", "eth0", "10.0.0.400"})
+        EXPECT_FALSE(IsAddressListPiece(piece)) << piece;
 }
 
 TEST(ReloadDatagram, IsForThoseWhoAreListed) {

@@ -273,7 +273,8 @@ TEST_F(ParameterLoad, TheKeysThatAreMissingHaveTheirOwnAnswers) {
     EXPECT_EQ(cut.record.StaticArpTimeout, 2000u);
 }
 
-// The texts have 260 bytes with their NUL. What is there and can't be used is reported; it counts as missing.
+// The texts have 260 bytes with their NUL. What is there and can't be used is reported; it counts as missing,
+// but a list of those who are let in then lets nobody in.
 TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
     const std::string longest(259, 'x');
     const struct {
@@ -281,6 +282,7 @@ TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
         std::string value;
         const char* reported;  // null: nothing
         std::string addresses;
+        const char* countsAs = "missing";
     } cases[] = {
         {"missing", "\"LocalAddrs\"", nullptr, ""},
         {"empty", "\"LocalAddrs\"=\"\"", nullptr, ""},
@@ -289,6 +291,8 @@ TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
         {"much too long", "\"LocalAddrs\"=\"" + longest + longest + "\"", "LocalAddrs", ""},
         {"another type", "\"LocalAddrs\"=dword:1", "LocalAddrs", ""},
         {"a number in a text", "\"MinResponseSize\"=\"300\"", "MinResponseSize", ""},
+        {"nobody may reload", "\"ReloadSources\"=\"" + longest + "x\"", "ReloadSources", "", "nobody"},
+        {"no relay is answered", "\"RelayAgents\"=dword:1", "RelayAgents", "", "nobody"},
         {"a number of eight bytes", "\"MinResponseSize\"=hex(4):1,2,3,4,5,6,7,8", "MinResponseSize", ""},
     };
     for (const auto& test : cases) {
@@ -299,12 +303,14 @@ TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
         EXPECT_EQ(read.result, RegistryReadOk);
         EXPECT_EQ(read.record.LocalAddrs, test.addresses);
         EXPECT_EQ(read.record.MinResponseSize, 0u);
+        EXPECT_EQ(std::string(read.record.ReloadSources) + read.record.RelayAgents,
+                  test.countsAs == std::string("nobody") ? "nobody" : "");
         const std::string events = home.Read("events.log");
         EXPECT_EQ(std::count(events.begin(), events.end(), '\n'), test.reported != nullptr ? 1 : 0);
         if (test.reported != nullptr) {
-            EXPECT_THAT(events,
-                        HasSubstr(" error 0xC0000022 Quillon: The registry value '" +
-                                  std::string(test.reported) + "' can't be used; it counts as missing."));
+            EXPECT_THAT(events, HasSubstr(" error 0xC0000022 Quillon: The registry value '" +
+                                          std::string(test.reported) + "' can't be used; it counts as " +
+                                          test.countsAs + "."));
         }
     }
     const TemporaryHome home;
