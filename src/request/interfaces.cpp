@@ -110,11 +110,25 @@ SlotResult BindNextSlot(IpAddress address, DWORD* bound, int* error) {
     return SlotResult::NoBroadcast;
 }
 
+// An address that LocalAddrs names may come late, or be misspelt: then nobody would know what to wait for.
+void ReportUnbound(IpAddress address, int error) {
+    char dotted[AddressTextSize];
+    FormatAddress(address, dotted);
+    char reason[256] = {};
+    FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, static_cast<DWORD>(error), 0, reason, sizeof reason,
+                   nullptr);
+    char text[sizeof dotted + sizeof reason + 64];
+    std::snprintf(text, sizeof text, "LocalAddrs names %s, which can't be bound: %s", dotted, reason);
+    LogEventText(EVENT_WARNING_TEXT, text);
+}
+
 // Binds the addresses in table order. Caller holds SocketTableLock.
 DWORD BindTable(const IpAddress* addresses, DWORD count, BindingText* text, int* error) {
+    const bool areChosen = LiveParameters.LocalAddrs[0] != '\0';
     DWORD bound = 0;
     for (DWORD i = 0; i < count; ++i) {
         const SlotResult result = BindNextSlot(addresses[i], &bound, error);
+        if (result == SlotResult::Dropped && areChosen) ReportUnbound(addresses[i], *error);
         if (result == SlotResult::Dropped) continue;
         SocketCount = bound;
         if (result == SlotResult::NoBroadcast) return BindBroadcastFailed;

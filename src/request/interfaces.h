@@ -26,8 +26,8 @@ inline constexpr DWORD BindEnumerateFailed = 18;
 inline constexpr DWORD BindBroadcastFailed = 20;
 
 // Closes all sockets, enumerates the addresses anew and binds those, or the ones that LocalAddrs names
-// instead. No address bound at all is reported and is no failure; so is a LocalAddrs that names none. After
-// StopReception() it binds nothing.
+// instead. No address bound at all is reported and is no failure; so is a LocalAddrs that names none, and
+// each address that it names and that can't be bound. After StopReception() it binds nothing.
 DWORD BindAllInterfaces();
 
 // From the last system row to the first, 50 at most. Returns 1, or 0 on failure.

@@ -30,9 +30,13 @@ TEST(SystemdUnit, FillsInWhatItIsGivenSoThatSystemdReadsItBack) {
     const std::string unit = UnitText(settings).value();
     for (const char* line :
          {"ExecStart=\"/opt/a b/100%%/$$x/@HOME@/quillon\"", "ExecReload=/bin/false reload",
-          "DynamicUser=yes", "TimeoutStopSec=45", "WorkingDirectory=/var/lib/quillon"})
+          "ExecStartPre=/bin/false check --refusals", "Wants=network-online.target",
+          "After=network-online.target", "StartLimitIntervalSec=0", "RestartSec=5", "DynamicUser=yes",
+          "TimeoutStopSec=45", "WorkingDirectory=/var/lib/quillon"})
         EXPECT_THAT(unit, HasSubstr("\n" + std::string(line) + "\n"));
     EXPECT_THAT(unit, Not(HasSubstr("QUILLON_HOME")));
+    settings.controlTool = "quillonctl";
+    EXPECT_THAT(UnitText(settings).value(), Not(HasSubstr("ExecStartPre")));
 
     const std::string own = UnitText(OwnHome()).value();
     for (const char* line : {"WorkingDirectory=/srv/boot net/50%%:\"x\"",

@@ -124,9 +124,18 @@ TEST_F(Check, LooksAtTheRegistryAsALoadDoes) {
         {"\"LocalAddrs\"=\"eth0\"", "no address can be read from it, so no socket is bound", false},
         {"\"LocalAddrs\"=dword:00000001", "LocalAddrs: missing, it opens every interface", false},
         {"\"LocalAddrs\"=\"127.0.0.1,eth0\"", "'eth0' is no address and is left out", false},
+        {"\"LocalAddrs\"=\"127.0.0.1,,eth0\"", "after the empty piece isn't used", false},
+        {"\"LocalAddrs\"=\"203.0.113.9\"", "203.0.113.9 is no address of this machine now", false},
+        {"\"ReloadSources\"=dword:00000001",
+         "ReloadSources: isn't a text of at most 259 characters; it "
+         "counts as nobody",
+         false},
+        {"\"RelayAgents\"=\"10.0.0.0/8,router\"", "'router' is neither an address nor 'local'", false},
+        {"\"HelperDLL\"=\"./none.so\"", "HelperDLL: there is no file './none.so'", true},
+        {"\"LogFile\"=\"none/bootps.log\"", "LogFile: there is no folder '", true},
     };
     for (const auto& [value, finding, refuses] : cases) {
-        home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\"", value});
+        home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"EnableLogging\"=dword:1", value});
         const CheckOutcome outcome = Run(Client);
         EXPECT_THAT(FindingsOf(outcome), Contains(HasSubstr(finding))) << value;
         EXPECT_EQ(outcome.findings.Refuses(), refuses) << value;
@@ -140,6 +149,66 @@ TEST_F(Check, CountsTheClientsBeyondTheCache) {
     EXPECT_THAT(FindingsOf(outcome),
                 Contains(HasSubstr("5 error: a load that comes this far is refused: [stray]")));
     EXPECT_FALSE(outcome.findings.Refuses()) << "the load stops before the stray section";
+}
+
+// What an operator of many clients overlooks: each is found in its line, and nothing is said of the others.
+TEST_F(Check, FindsThirteenMistakesAmongThreeThousandClients) {
+    struct Plant {
+        int client;           // in whose place it stands
+        const char* section;  // MAC is the client's address
+        int line;             // within the section
+        const char* said;
+    };
+    static constexpr Plant Plants[] = {
+        {100, "[MAC]\nTemplate=lab\nIP Address=10.20.6.400\n", 2, "error: IP Address: '10.20.6.400' is no"},
+        {200, "[MAC]\nTemplate=lab\nIP Address=10.20.200.1\nGateways=10.20.0.1, 10.20.0.2\n", 3,
+         "error: Gateways: a blank makes ' 10.20.0.2' no address"},
+        {300, "[00-a0-24-01-00-00]\nTemplate=lab\nIP Address=10.20.200.2\n", 0,
+         "error: the client stands in"},
+        {400, "[MAC]\nTemplate=lab\nIP Address=10.20.0.1\n", 2,
+         "error: the address 10.20.0.1 is that of line"},
+        {500, "[MAC]\nTemplate=lap\nIP Address=10.20.200.3\n", 1, "error: Template: there is no section"},
+        {600, "[MAC]\nTemplate=lab\nIP Address=10.20.200.4\nLease Time=1:30\n", 3, "has no two colons"},
+        {700, "[MAC]\nTemplate=lab\nIP Address=10.20.200.5\nBoot Fil=x\n", 3, "did you mean 'Boot File'?"},
+        {800, "[MAC]\nTemplate=lab\nIP Address=10.20.255.255\n", 2, "is the broadcast address of its subnet"},
+        {900, "[MAC]\nTemplate=lab\nIP Address=10.20.200.6\nGateways=10.21.0.1\n", 2,
+         "lies outside the subnet"},
+        {1000, "[00-a0-24]\nTemplate=lab\nIP Address=10.20.200.7\n", 0,
+         "warning: a hardware address of 3 bytes"},
+        {1100, "[Options2]\nSubnet Mask=1,ipaddress\n", 0, "warning: [Options2] only looks like"},
+    };
+    const std::string head =
+        "Log Servers=7,ipadressarray\nTime Servers=4, ipaddress\n[Template:lab]\nSubnet Mask=255.255.0.0\n"
+        "Lease Time=12:00:00\n";
+    std::string text = head;
+    int line = static_cast<int>(std::count(head.begin(), head.end(), '\n')) + 1;
+    std::vector<std::pair<int, std::string>> expected = {{1, "'ipadressarray' is no type word"},
+                                                         {2, "a blank or a remark beside the type word"}};
+    std::vector<bool> mayBeFound = {false, true, true};
+    for (int client = 0; client < 3000; ++client) {
+        char mac[24];
+        std::snprintf(mac, sizeof mac, "00-a0-24-01-%02x-%02x", client / 200, client % 200);
+        const std::string address = std::to_string(client / 200) + "." + std::to_string(client % 200 + 1);
+        std::string section = "[MAC]\nTemplate=lab\nIP Address=10.20." + address + "\n";
+        const auto* plant = std::ranges::find(Plants, client, &Plant::client);
+        if (plant != std::end(Plants)) {
+            section = plant->section;
+            expected.emplace_back(line + plant->line, plant->said);
+        }
+        if (section.starts_with("[MAC]")) section.replace(1, 3, mac);
+        line += static_cast<int>(std::count(section.begin(), section.end(), '\n'));
+        mayBeFound.resize(static_cast<std::size_t>(line), plant != std::end(Plants));
+        text += section;
+    }
+    const std::vector<std::string> findings = FindingsOf(Run(text));
+    ASSERT_EQ(expected.size(), 13u);
+    for (const auto& [place, said] : expected)
+        EXPECT_THAT(findings,
+                    Contains(AllOf(testing::StartsWith(std::to_string(place) + " "), HasSubstr(said))));
+    for (const std::string& finding : findings) {
+        const auto place = static_cast<std::size_t>(std::stoi(finding));
+        EXPECT_TRUE(finding.find("note: ") != finding.npos || mayBeFound.at(place)) << finding;
+    }
 }
 
 // A database of a few clients with faults at random places.

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "quillonctl/local_addresses.h"
+#include "service/temporary_home.h"
 #include "temporary_folder.h"
 #include "tools/json_syntax.h"
 #include "tools/loopback_server.h"
@@ -95,6 +96,34 @@ TEST_F(ReloadCommandTest, AsksTheJournalWhereThereIsNoHome) {
     EXPECT_THAT(result.output, HasSubstr("the journal says: --identifier=Quillon --quiet --no-pager"));
     EXPECT_THAT(result.output, HasSubstr("the new reason"));
     EXPECT_THAT(result.output, Not(HasSubstr("the old reason")));
+}
+
+TEST_F(ReloadCommandTest, ChecksTheFilesBeforeItAsks) {
+    const TemporaryHome home;
+    home.WriteRegistry();
+    int asked = 0;
+    LoopbackServer server([&](const Datagram&) {
+        ++asked;
+        return std::vector<Datagram>{Ack};
+    });
+    home.Write("services", "bootp " + server.Port() + "/udp\n");
+    const std::string options = "[Options]\nIP Address=-2,ipaddress\n[00-a0-24-12-34-56]\nIP Address=10.0.0.";
+    const struct {
+        std::string client;
+        int status;
+        const char* said;
+    } cases[] = {{"400\n", 1, "bootptab:4: error: IP Address: '10.0.0.400' is no address"},
+                 {"4\n[stray]\n", 1, "bootptab:5: error: the load is refused"},
+                 {"4\nHost Nam=x\n", 0, "bootptab:5: warning: "},
+                 {"4\n", 0, ""}};
+    for (const auto& [client, status, said] : cases) {
+        asked = 0;
+        home.Write("bootptab", options + client);
+        const CommandResult result = RunQuillonctl({"reload", "--check"});
+        EXPECT_EQ(result.status, status) << result.output << result.errors;
+        EXPECT_THAT(result.errors, HasSubstr(said));
+        EXPECT_EQ(asked, status == 0 ? 1 : 0) << client;
+    }
 }
 
 TEST_F(ReloadCommandTest, FindsTheServiceOfTheHome) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string_view>
 
+#include "quillonctl/check/database_check.h"
 #include "quillonctl/complaint.h"
 #include "quillonctl/event_tail.h"
 #include "quillonctl/exchange.h"
@@ -28,6 +29,7 @@ struct ReloadArguments {
     std::optional<unsigned> port;
     double timeout = 30;
     bool json = false;
+    bool checksFirst = false;
 };
 
 struct Outcome {
@@ -106,7 +108,18 @@ std::string OutcomeJson(const Outcome& outcome, const std::vector<std::string>& 
     return json.Text() + "\n";
 }
 
+// Says what is wrong with the files, and whether the service may be asked to read them.
+bool PassesCheck() {
+    const CheckOutcome outcome = CheckDatabase(std::nullopt);
+    for (const Finding& finding : outcome.findings.All())
+        if (finding.severity != Severity::Note) std::cerr << FindingLine(finding);
+    if (!outcome.isRead) Complain(outcome.file + ": " + outcome.error);
+    return outcome.isRead && outcome.findings.Count(Severity::Error) == 0;
+}
+
 int Reload(const ReloadArguments& arguments) {
+    if (arguments.checksFirst && !PassesCheck())
+        return Complain("the files have errors, so the service isn't asked to read them", ExitRefused);
     const EventTail tail;
     const Outcome outcome = AskFirstThatListens(arguments);
     switch (outcome.result) {
@@ -143,6 +156,8 @@ void AddReloadCommand(CLI::App& app, std::function<int()>& run) {
                 return ParseAddress(text) ? std::string() : "'" + text + "' is not an IPv4 address";
             },
             ""));
+    command->add_flag("--check", arguments->checksFirst,
+                      "look for errors in the files of this home first, and don't reload if there are any");
     command
         ->add_option("--port", arguments->port, "port of the service; that of the service bootp if not given")
         ->check(CLI::Range(1u, 65535u));
@@ -158,7 +173,7 @@ void AddReloadCommand(CLI::App& app, std::function<int()>& run) {
         "Exit status: 0 acknowledged, 1 refused, 2 wrong usage or a failure on this side, 3 no answer.\n"
         "\n"
         "Examples:\n"
-        "  quillonctl reload\n"
+        "  quillonctl reload --check\n"
         "  quillonctl reload 10.0.0.1\n"
         "  quillonctl reload --home /srv/lab --json");
     command->callback([arguments, &run] { run = [arguments] { return Reload(*arguments); }; });

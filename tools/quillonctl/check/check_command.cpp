@@ -57,7 +57,8 @@ bool IsBad(const Findings& findings, const CheckArguments& arguments) {
 
 int Check(const CheckArguments& arguments) {
     const CheckOutcome outcome =
-        CheckDatabase(arguments.file.empty() ? std::nullopt : std::optional(arguments.file));
+        CheckDatabase(arguments.file.empty() ? std::nullopt : std::optional(arguments.file),
+                      arguments.refusalsOnly ? CheckDepth::Refusals : CheckDepth::Everything);
     const std::string text = arguments.asJson ? AsJson(outcome) : AsText(outcome, arguments.refusalsOnly);
     if (!outcome.isRead) {
         if (!outcome.findings.All().empty()) Output(text);

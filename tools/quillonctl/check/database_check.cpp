@@ -33,9 +33,11 @@ void NoteCache(std::size_t listed, std::size_t all, const ServerParameters& reco
                       ") and are read from the file at each request");
 }
 
-void CheckContent(const BootptabLines& lines, const ServerParameters& record, CheckOutcome* outcome) {
+void CheckContent(const BootptabLines& lines, const ServerParameters& record, CheckDepth depth,
+                  CheckOutcome* outcome) {
     CheckOptionsSection(lines, &outcome->findings);
     const LoadedDatabase asConfigured(lines.Path(), record);
+    if (depth == CheckDepth::Refusals && !asConfigured.IsRefused()) return;
     if (asConfigured.CatalogueResult() == DatabaseOk) {
         ServerParameters unlimited = record;
         unlimited.CacheSize = 0;
@@ -50,7 +52,7 @@ void CheckContent(const BootptabLines& lines, const ServerParameters& record, Ch
 
 }  // namespace
 
-CheckOutcome CheckDatabase(const std::optional<std::string>& file) {
+CheckOutcome CheckDatabase(const std::optional<std::string>& file, CheckDepth depth) {
     CheckOutcome outcome;
     ServerParameters record = {};
     const bool hasSettings = !file && CheckRegistry(&record, &outcome.findings);
@@ -60,7 +62,7 @@ CheckOutcome CheckDatabase(const std::optional<std::string>& file) {
     outcome.file = file.value_or(DatabaseOf(record));
     const auto lines = BootptabLines::Read(outcome.file, outcome.error);
     outcome.isRead = lines.has_value();
-    if (lines) CheckContent(*lines, record, &outcome);
+    if (lines) CheckContent(*lines, record, depth, &outcome);
     outcome.findings.SortByPlace();
     return outcome;
 }

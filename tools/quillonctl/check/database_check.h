@@ -16,8 +16,13 @@ struct CheckOutcome {
     Findings findings;        // sorted
 };
 
+enum class CheckDepth : std::uint8_t {
+    Everything,
+    Refusals,  // only what makes a load fail; the rest is looked at if one does
+};
+
 // Without `file` that of the instance is checked, and its registry; with one the registry gives the settings
 // only.
-CheckOutcome CheckDatabase(const std::optional<std::string>& file);
+CheckOutcome CheckDatabase(const std::optional<std::string>& file, CheckDepth depth = CheckDepth::Everything);
 
 }  // namespace quillonctl

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <optional>
 
@@ -10,6 +11,7 @@
 #include "quillonctl/check/bootptab_lines.h"
 #include "quillonctl/text/nearest_name.h"
 #include "quillonctl/text/text_pieces.h"
+#include "request/address_list.h"
 #include "request/interfaces.h"
 #include "service/parameter_table.h"
 
@@ -57,6 +59,13 @@ bool IsText(const RegistryValue& value) {
     return value.type == REG_SZ || value.type == REG_EXPAND_SZ;
 }
 
+bool IsOfThisMachine(IpAddress address) {
+    IpAddress table[MaxLocalAddresses];
+    DWORD count = 0;
+    if (!EnumerateLocalAddresses(&count, table)) return true;
+    return std::find(table, table + count, address) != table + count;
+}
+
 class RegistryCheck {
   public:
     RegistryCheck(const RegistryDocument& document, Findings* findings)
@@ -64,9 +73,10 @@ class RegistryCheck {
 
     void Run() {
         for (const TextParameter& row : TextParameters())
-            CheckPresence(row.name, row.required, true);
+            if (CheckPresence(row.name, row.required, row.unusable, true) && row.unusable != nullptr)
+                CheckAddressList(row);
         for (const NumberParameter& row : NumberParameters())
-            if (CheckPresence(row.name, row.required, false)) CheckRange(row);
+            if (CheckPresence(row.name, row.required, nullptr, false)) CheckRange(row);
         CheckLocalAddresses();
         CheckNames();
     }
@@ -77,7 +87,7 @@ class RegistryCheck {
     }
 
     // Whether the value is there and can be used.
-    bool CheckPresence(const char* name, bool required, bool isText) {
+    bool CheckPresence(const char* name, bool required, const char* unusable, bool isText) {
         const PlacedValue* found = key_.Find(name);
         if (found == nullptr) {
             if (required)
@@ -91,8 +101,17 @@ class RegistryCheck {
         if (required)
             findings_->Refuse(file_, found->line, std::string(name) + " " + why);
         else
-            Warn(*found, why + "; it counts as missing");
+            Warn(*found, why + "; it counts as " + (unusable != nullptr ? unusable : "missing"));
         return false;
+    }
+
+    void CheckAddressList(const TextParameter& row) {
+        const PlacedValue& found = *key_.Find(row.name);
+        const std::string list(found.value.data.c_str());
+        if (list.empty()) return;
+        for (const std::string& piece : Split(list, ","))
+            if (!IsAddressListPiece(piece))
+                Warn(found, "'" + piece + "' is neither an address nor 'local', and lets nobody in");
     }
 
     void CheckRange(const NumberParameter& row) {
@@ -122,9 +141,16 @@ class RegistryCheck {
         if (list.empty()) return;
         if (ParseLocalAddresses(list.c_str(), addresses) == 0)
             return Warn(*found, "no address can be read from it, so no socket is bound and the start fails");
-        for (const std::string& piece : Split(list, ","))
+        std::string_view rest = list;
+        while (!rest.empty()) {
+            const std::string piece(rest.substr(0, rest.find(',')));
+            if (piece.empty()) return Warn(*found, "what stands after the empty piece isn't used");
             if (ParseLocalAddresses(piece.c_str(), addresses) == 0)
                 Warn(*found, "'" + piece + "' is no address and is left out");
+            else if (!IsOfThisMachine(addresses[0]))
+                Warn(*found, piece + " is no address of this machine now, so the service can't listen there");
+            rest.remove_prefix(std::min(rest.size(), piece.size() + 1));
+        }
     }
 
     void CheckNames() {
@@ -161,6 +187,27 @@ std::optional<RegistryDocument> ReadDocument(Findings* findings) {
     }
 }
 
+// Where a relative path of the registry leads a service, which works in its home.
+std::filesystem::path FromHome(const char* path) {
+    return std::filesystem::path(PathOf(HomePlace::Folder)) / NativePath(path);
+}
+
+// The files that a load opens besides bootptab. Who may read or write them isn't looked at: the service runs
+// as somebody else.
+void CheckFiles(const ServerParameters& record, Findings* findings) {
+    std::error_code ignored;
+    const auto refuse = [&](const char* name, const std::string& why) {
+        const RegistryPlace place = PlaceOfParameter(name);
+        findings->Refuse(place.file, place.line, std::string(name) + ": " + why);
+    };
+    const std::string helper = NativePath(record.HelperDLL);
+    if (helper.find('/') != helper.npos && !exists(FromHome(record.HelperDLL), ignored))
+        refuse("HelperDLL", "there is no file '" + helper + "'");
+    const auto folder = FromHome(record.LogFile).parent_path();
+    if (record.EnableLogging != 0 && record.LogFile[0] != '\0' && !is_directory(folder, ignored))
+        refuse("LogFile", "there is no folder '" + folder.string() + "'");
+}
+
 bool ReadRecord(ServerParameters* record, char (&name)[ParameterTextSize]) {
     *record = {};
     const DWORD result =
@@ -185,6 +232,7 @@ bool CheckRegistry(ServerParameters* record, Findings* findings) {
         findings->Refuse(PathOf(HomePlace::Registry), 0,
                          *name != '\0' ? "the value " + std::string(name) + " can't be read"
                                        : "the service's key or its Parameters are missing");
+    if (isRead) CheckFiles(*record, findings);
     return isRead && !findings->Refuses();
 }
 

@@ -15,17 +15,18 @@
 
 namespace {
 
-// No root: the service gets the three capabilities that it needs, and a user of its own.
+// No root: the service gets the three capabilities that it needs, and a user of its own. There is no limit of
+// starts: an address that it is to listen on may come at any time.
 constexpr char Body[] = R"([Unit]
 Description=@DESCRIPTION@
-After=network.target
-StartLimitIntervalSec=60
-StartLimitBurst=5
+Wants=network-online.target
+After=network-online.target
+StartLimitIntervalSec=0
 
 [Service]
 Type=notify
 NotifyAccess=main
-ExecStart=@EXECUTABLE@
+@CHECK@ExecStart=@EXECUTABLE@
 ExecReload=@TOOL@ reload
 Restart=on-failure
 RestartSec=5
@@ -138,6 +139,12 @@ bool LiesAmongHomes(const std::string& path) {
                                [&](const char* folder) { return path.starts_with(folder); });
 }
 
+// What would refuse the start is said ahead of it. A tool that is only a name may not be there, and must not
+// keep the service from starting.
+std::string CheckLine(const std::string& tool) {
+    return tool.starts_with('/') ? "ExecStartPre=" + CommandWord(tool) + " check --refusals\n" : "";
+}
+
 std::string FindTool(const std::string& executable) {
     const std::string folders[] = {std::filesystem::path(executable).parent_path().string(), "/usr/local/bin",
                                    "/usr/bin", "/usr/local/sbin", "/usr/sbin"};
@@ -187,6 +194,7 @@ std::optional<std::string> UnitText(const UnitSettings& settings) {
                                          {"@USER@", WithoutSpecifiers(settings.user)}});
     return FillIn(Body, {{"@INSTANCE@", instance},
                          {"@PROTECTHOME@", settings.readsHomes ? "read-only" : "yes"},
+                         {"@CHECK@", CheckLine(settings.controlTool)},
                          {"@EXECUTABLE@", CommandWord(settings.executable)},
                          {"@TOOL@", CommandWord(settings.controlTool)},
                          {"@STOPSECONDS@", std::to_string(UnitStopSeconds)},

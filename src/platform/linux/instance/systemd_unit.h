@@ -6,8 +6,10 @@
 
 struct UnitSettings {
     std::string description;
-    std::string executable;   // absolute path
-    std::string controlTool;  // quillonctl, which carries a reload out; a path, or a name to be searched for
+    std::string executable;  // absolute path
+    // quillonctl, which carries a reload out and, if this is its absolute path, checks the files before each
+    // start; else a name to be searched for.
+    std::string controlTool;
     std::string home;         // of an instance with a home of its own; empty for the system's
     std::string user;         // that an instance with a home of its own runs as; it has to own the home
     bool readsHomes = false;  // whether the executable lies among the users' homes
