@@ -18,9 +18,9 @@ class DebugService(Service):
     wrapper = []
 
     def launch(self):
-        with open(self.path("output"), "wb") as output:
+        with open(self.path("output"), "wb") as output, open(self.path("errors"), "wb") as errors:
             self.process = self._namespace.start([*self.wrapper, program("quillon"), "-debug"], cwd=self.folder, stdout=output,
-                                                 env=self.environment(), stdin=subprocess.DEVNULL, stderr=subprocess.STDOUT)
+                                                 env=self.environment(), stdin=subprocess.DEVNULL, stderr=errors)
 
 
 class ServiceAsFirstProcess(DebugService):
@@ -40,6 +40,18 @@ class Signals(Scene):
     def send(self, number):
         getattr(self.service, "signal", self.service.process.send_signal)(number)
 
+    def test_quillonctl_knows_the_program_in_the_foreground(self):
+        self.start(kind=DebugService)
+        self.assertRegex(self.control("query"), r"state +RUNNING\naccepts +stop\n")
+        self.assertIn("1052", self.control("pause", code=1))
+        second = self.server.run(program("quillon"), "-debug", cwd=self.service.folder, env=self.service.environment(), check=False)
+        self.assertIn("No control socket at ", second.stdout)
+        self.assertIn("RUNNING", self.control("query"), "the socket of the first is gone")
+        self.assertIn("STOP_PENDING", self.control("stop"))
+        self.assertEqual(self.service.process.wait(END_SECONDS), 0)
+        self.assertIn("STOPPED", self.control("query", code=3))
+        self.assertFalse(os.path.exists(self.service.path("control")))
+
     def test_a_hang_up_reloads_and_the_others_end_in_order(self):
         for kind, end in ((Service, signal.SIGINT), (DebugService, signal.SIGINT), (DebugService, signal.SIGTERM),
                           (ServiceAsFirstProcess, signal.SIGINT), (ServiceAsFirstProcess, signal.SIGTERM)):
@@ -55,6 +67,8 @@ class Signals(Scene):
                 numbers = self.service.event_numbers()
                 self.assertEqual((numbers[0], numbers[-1], numbers.count(TERMINATED)), (STARTED, TERMINATED, 1))
                 self.assertIn("--- Quillon service stopped ---\r\n", self.service.log())
+                if kind is not Service:
+                    self.assertEqual(self.service.read("errors"), self.service.read("events.log"))
 
 
 if __name__ == "__main__":

@@ -4,8 +4,10 @@
 
 #include <cstdio>
 
+#include "database/load/client_list.h"
 #include "diagnostics/event_report.h"
 #include "diagnostics/messages.h"
+#include "platform/event_copy.h"
 #include "platform/stop_bounds.h"
 #include "request/interfaces.h"
 #include "request/pool_state.h"
@@ -109,6 +111,7 @@ int RunUnderManager() {
 
 // The process may be ended when this returns, so it stays for the tear-down.
 BOOL WINAPI StopConsole(DWORD) {
+    LoadsInterrupted = true;
     StopReception();
     WaitForSingleObject(StopEvent, ProcessStaySeconds * 1000);
     return TRUE;
@@ -117,9 +120,11 @@ BOOL WINAPI StopConsole(DWORD) {
 int RunInConsole() {
     StopEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     if (StopEvent == nullptr) return -1;
+    CopyEventsToStandardError();
     SetConsoleCtrlHandler(StopConsole, TRUE);
     DaemonThread(FirstThread);
     WaitForSingleObject(StopEvent, INFINITE);
+    SetConsoleCtrlHandler(StopConsole, FALSE);
     return 0;
 }
 

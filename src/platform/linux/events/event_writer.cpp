@@ -1,6 +1,7 @@
 #include "platform/linux/events/event_writer.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/uio.h>
 #include <syslog.h>
@@ -8,10 +9,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <mutex>
 
+#include "platform/event_copy.h"
 #include "platform/linux/events/message_table.h"
 #include "platform/linux/faces/event_log.h"
 #include "platform/linux/instance/home.h"
@@ -111,6 +115,16 @@ DWORD AppendToLog(const std::string& line) {
     return error;
 }
 
+std::atomic<bool> IsCopied{false};
+
+// A pipe that has room takes so much without waiting.
+void CopyToStandardError(const std::string& line) {
+    pollfd room{STDERR_FILENO, POLLOUT, 0};
+    if (poll(&room, 1, 0) != 1 || (room.revents & POLLOUT) == 0) return;
+    [[maybe_unused]] const ssize_t ignored =
+        write(STDERR_FILENO, line.data(), std::min<std::size_t>(line.size(), PIPE_BUF));
+}
+
 DWORD SendToJournal(const EventRecord& event) {
     std::vector<std::string> fields = JournalFields(event);
     std::vector<iovec> vectors;
@@ -162,8 +176,16 @@ std::vector<std::string> JournalFields(const EventRecord& event) {
             "SYSLOG_IDENTIFIER=" + event.source};
 }
 
+void CopyEventsToStandardError() {
+    IsCopied = true;
+}
+
 DWORD WriteEvent(const EventRecord& event) {
-    if (HasOwnHome()) return AppendToLog(EventLine(event, LocalTime(RealTime().tv_sec)));
+    const bool isCopied = IsCopied;
+    const std::string line =
+        isCopied || HasOwnHome() ? EventLine(event, LocalTime(RealTime().tv_sec)) : std::string();
+    if (isCopied) CopyToStandardError(line);
+    if (HasOwnHome()) return AppendToLog(line);
     // Without its socket the journal's library says that all went well.
     if (access(JournalSocket, W_OK) == 0) return SendToJournal(event);
     syslog(LOG_DAEMON | Priority(event.type), "%s %s %s: %s", TypeWord(event.type),

@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <new>
 
 #include "platform/linux/instance/control_socket.h"
+#include "platform/linux/instance/home.h"
 #include "platform/linux/system/system_error.h"
 
 namespace {
@@ -53,6 +55,14 @@ ControlServer::~ControlServer() {
     if (listener_) ::unlink(path_.c_str());
 }
 
+// The folder of the system's own instance doesn't outlast a restart of the machine.
+DWORD ControlServer::OpenForInstance() {
+    const std::string path = PathOf(HomePlace::ControlSocket);
+    std::error_code ignored;
+    if (!HasOwnHome()) std::filesystem::create_directory(std::filesystem::path(path).parent_path(), ignored);
+    return Open(path);
+}
+
 DWORD ControlServer::Open(const std::string& path) {
     if (!LocalSocketAddress(path)) return ERROR_FILENAME_EXCED_RANGE;
     path_ = path;
@@ -92,6 +102,13 @@ void ControlServer::AppendTo(std::vector<pollfd>& descriptors) const {
 ControlServer::Clock::time_point ControlServer::NextDeadline() const {
     const auto deadline = clients_.empty() ? Clock::time_point::max() : clients_.front().deadline;
     return isResting_ ? std::min(deadline, Clock::now() + Rest) : deadline;
+}
+
+int ControlServer::MillisecondsUntil(Clock::time_point when) {
+    using namespace std::chrono;
+    const auto now = steady_clock::now();
+    if (when <= now) return 0;
+    return static_cast<int>(std::min<nanoseconds::rep>(ceil<milliseconds>(when - now).count(), 3600'000));
 }
 
 void ControlServer::Serve(const Handler& handler) {

@@ -31,6 +31,10 @@ class ControlServer {
     ControlServer& operator=(const ControlServer&) = delete;
     ~ControlServer();  // takes the socket's file away
 
+    // Listens where this instance is spoken to, in a folder that it makes if the system doesn't keep it.
+    // Returns what Open does.
+    DWORD OpenForInstance();
+
     // Listens at `path`. The file of a process that is gone is replaced. Returns 0,
     // ERROR_SERVICE_ALREADY_RUNNING if a process listens there already, ERROR_FILENAME_EXCED_RANGE for a path
     // that is too long, or the error.
@@ -41,6 +45,9 @@ class ControlServer {
     // When Serve has to be called although no descriptor is ready; the far future if there is nothing to wait
     // for.
     Clock::time_point NextDeadline() const;
+
+    // How long a poll may last that is to end then.
+    static int MillisecondsUntil(Clock::time_point when);
 
     // Takes in new clients, answers those that have asked, drops those that have had their time, and those
     // for which there is no memory.

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <new>
 #include <utility>
 
@@ -37,20 +36,6 @@ std::uint64_t MonotonicMicroseconds() {
 }
 
 constexpr std::size_t OwnDescriptors = 2;
-
-// The folder of the system's own instance doesn't outlast a restart of the machine.
-DWORD OpenControl(ControlServer& control, const std::string& path) {
-    std::error_code ignored;
-    if (!HasOwnHome()) std::filesystem::create_directory(std::filesystem::path(path).parent_path(), ignored);
-    return control.Open(path);
-}
-
-int MillisecondsUntil(ControlServer::Clock::time_point when) {
-    using namespace std::chrono;
-    const auto now = steady_clock::now();
-    if (when <= now) return 0;
-    return static_cast<int>(std::min<nanoseconds::rep>(ceil<milliseconds>(when - now).count(), 3600'000));
-}
 
 }  // namespace
 
@@ -107,9 +92,10 @@ DWORD ServiceDispatcher::Connect() {
 DWORD ServiceDispatcher::Prepare(ControlServer& control) {
     const std::string home = PathOf(HomePlace::Folder);
     if (::chdir(home.c_str()) != 0) return Complain("No home at " + home, WindowsErrorFrom(errno));
-    const std::string path = PathOf(HomePlace::ControlSocket);
-    const DWORD error = OpenControl(control, path);
-    return error == ERROR_SUCCESS ? error : Complain("No control socket at " + path, error);
+    const DWORD error = control.OpenForInstance();
+    return error == ERROR_SUCCESS
+               ? error
+               : Complain("No control socket at " + PathOf(HomePlace::ControlSocket), error);
 }
 
 // To the event log, the manager and whoever started the process by hand: there is no service yet that could
@@ -153,7 +139,8 @@ void ServiceDispatcher::Dispatch(std::vector<pollfd>& ready) {
         control_->AppendTo(ready);
         auto next = std::min(NextLook(), control_->NextDeadline());
         if (reload_.IsAsked()) next = std::min(next, Clock::now() + OwnReload::RetryPause);
-        if (::poll(ready.data(), ready.size(), MillisecondsUntil(next)) < 0 && errno != EINTR) return;
+        if (::poll(ready.data(), ready.size(), ControlServer::MillisecondsUntil(next)) < 0 && errno != EINTR)
+            return;
         std::uint64_t count = 0;
         [[maybe_unused]] const ssize_t ignored = ::read(wake_.Get(), &count, sizeof count);
         TakeSignals();
