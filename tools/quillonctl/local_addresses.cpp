@@ -19,12 +19,14 @@ void AppendOnce(std::vector<IpAddress>& addresses, const IpAddress& address) {
     if (std::ranges::find(addresses, address) == addresses.end()) addresses.push_back(address);
 }
 
-void AppendInterfaces(std::vector<IpAddress>& addresses) {
+// Those of all interfaces if there is no name.
+void AppendInterfaces(std::vector<IpAddress>& addresses, const std::string& name = "") {
     ifaddrs* first = nullptr;
     if (::getifaddrs(&first) != 0) return;
     const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(first, ::freeifaddrs);
     for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
         if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
+        if (!name.empty() && name != entry->ifa_name) continue;
         IpAddress address;
         std::memcpy(address.bytes, &reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr, 4);
         AppendOnce(addresses, address);
@@ -38,6 +40,12 @@ std::vector<IpAddress> ParseLocalAddrs(const std::string& list) {
     std::istringstream pieces(list);
     for (std::string piece; std::getline(pieces, piece, ',') && !piece.empty();)
         if (const auto address = ParseAddress(piece)) AppendOnce(addresses, *address);
+    return addresses;
+}
+
+std::vector<IpAddress> AddressesOfInterface(const std::string& name) {
+    std::vector<IpAddress> addresses;
+    AppendInterfaces(addresses, name);
     return addresses;
 }
 

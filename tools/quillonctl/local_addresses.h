@@ -16,4 +16,7 @@ std::vector<IpAddress> ParseLocalAddrs(const std::string& list);
 // once.
 std::vector<IpAddress> LocalServiceAddresses();
 
+// Those of one interface, by its name, in the system's order.
+std::vector<IpAddress> AddressesOfInterface(const std::string& name);
+
 }  // namespace quillonctl

@@ -13,6 +13,7 @@ namespace {
 struct ExplainArguments {
     std::string hardwareAddress;
     std::string relay;
+    std::string interface;
     int hardwareType = 1;
 };
 
@@ -26,6 +27,7 @@ int Explain(const ExplainArguments& arguments) {
         question.relay = ParseAddress(arguments.relay);
         if (!question.relay) return Complain("'" + arguments.relay + "' is no address");
     }
+    question.interface = arguments.interface;
     const ExplainedClient explained = ExplainClient(question);
     return Output(explained.text, explained.getsReply ? ExitDone : ExitRefused);
 }
@@ -41,6 +43,10 @@ void AddExplainCommand(CLI::App& app, std::function<int()>& run) {
         ->type_name("MAC");
     command->add_option("--relay", arguments->relay, "the relay agent that hands the request on")
         ->type_name("ADDRESS");
+    command
+        ->add_option("--interface", arguments->interface,
+                     "the server's interface by which the request comes: its name or its address")
+        ->type_name("NAME");
     command->add_option("--htype", arguments->hardwareType, "hardware type of the request")
         ->check(CLI::Range(0, 255))
         ->type_name("NUMBER");

@@ -10,8 +10,11 @@
 #include "quillonctl/check/loaded_database.h"
 #include "quillonctl/check/registry_check.h"
 #include "quillonctl/check/section_check.h"
+#include "quillonctl/explain/listening_side.h"
+#include "quillonctl/explain/status_advice.h"
 #include "quillonctl/message_decoder.h"
 #include "quillonctl/request_builder.h"
+#include "request/address_list.h"
 #include "request/daemon_pool.h"
 #include "request/reply_delivery.h"
 
@@ -30,10 +33,34 @@ using Origins = std::map<std::uint8_t, std::string>;
 
 // What one kind of request would get.
 struct TrialReply {
-    int status = FindUnknownClient;
+    std::string log;  // the find status, or the reply status if that keeps a reply back
+    bool isListed = false;
+    bool hasReply = false;
     DecodedMessage message;
     std::uint8_t flags = 0;  // of the entry
 };
+
+// As the service's log has it.
+const char* FindStatusText(int status) {
+    switch (status) {
+        case FindTransientDhcp:
+        case FindTransientBootp:
+            return "Found in database file";
+        case FindListedDhcp:
+        case FindListedBootp:
+            return "Found in cache";
+        case FindUnknownClient:
+            return "Hardware address not found in database.";
+        case FindOtherHardwareType:
+            return "Hardware type mismatch. Check the event log.";
+        case FindRefused:
+            return "Packet dropped";
+        case FindMalformed:
+            return "Error in client's database configuration. Check the event log.";
+        default:
+            return "Undefined error. Check the event log.";
+    }
+}
 
 class Explainer {
   public:
@@ -42,7 +69,8 @@ class Explainer {
           record_(record),
           lines_(lines),
           database_(lines.Path(), record),
-          rows_(lines, database_.Catalogue(), &ignored_) {
+          rows_(lines, database_.Catalogue(), &ignored_),
+          side_(record, question.interface) {
         std::string name(HardwareTextSize, '\0');
         std::vector<std::uint8_t> bytes = question.hardwareAddress;
         bytes.resize(HardwareAddressSize);
@@ -55,19 +83,15 @@ class Explainer {
         const TrialReply bootp = Ask(std::nullopt);
         const TrialReply dhcp = Ask(Discover);
         ExplainedClient explained;
-        explained.text = "Client " + name_ + "\n" + Place(bootp.status);
-        explained.getsReply = HasReply(bootp) && HasReply(dhcp);
+        explained.text = "Client " + name_ + "\n" + Place(bootp.isListed);
+        explained.getsReply = bootp.hasReply && dhcp.hasReply;
         explained.text += Reply("BOOTP", bootp) + Reply("DHCP DISCOVER", dhcp);
-        if (HasReply(bootp)) explained.text += Way(bootp.flags);
-        explained.text += FindingsAbout(findings);
+        if (bootp.hasReply) explained.text += Way(bootp.flags);
+        explained.text += FindingsAbout(findings) + Advice();
         return explained;
     }
 
   private:
-    static bool HasReply(const TrialReply& reply) {
-        return reply.status <= FindListedBootp && !(reply.message.header.yiaddr == IpAddress{});
-    }
-
     TrialReply Ask(std::optional<std::uint8_t> messageType) {
         RequestSettings settings;
         settings.hardwareAddress = question_.hardwareAddress;
@@ -90,23 +114,52 @@ class Explainer {
         char media[100] = {};
         DWORD total = 0;
         TrialReply reply;
-        reply.status = FindClient(record_.TerminateStrings, database_.Heap(), lines_.Path().c_str(), &total,
-                                  const_cast<ClientEntry*>(database_.FirstEntry()), database_.Catalogue(),
-                                  packet, block.data() + length, IpAddress{}, mutex, 0, media);
+        const int status =
+            FindClient(record_.TerminateStrings, database_.Heap(), lines_.Path().c_str(), &total,
+                       const_cast<ClientEntry*>(database_.FirstEntry()), database_.Catalogue(), packet,
+                       block.data() + length, side_.Heard().value_or(IpAddress{}), mutex, 0, media);
         CloseHandle(mutex);
-        if (reply.status <= FindListedBootp) reply.flags = packet->op;
+        reply.isListed = status == FindListedDhcp || status == FindListedBootp;
+        reply.hasReply = status <= FindListedBootp;
+        reply.log = FindStatusText(status);
+        if (reply.hasReply) reply.flags = packet->op;
         reply.message = DecodeMessage({block.data(), length});
+        HoldBack(*packet, static_cast<LONG>(length), &reply);
+        Note(reply.log);
         return reply;
     }
 
-    std::string Place(int status) const {
+    // What keeps the reply to a client that was found, or that wasn't even looked for.
+    void HoldBack(const BootPacket& packet, LONG length, TrialReply* reply) {
+        std::string reason;
+        const bool isRelayRefused = question_.relay && record_.RelayAgents[0] != '\0' &&
+                                    !IsListed(record_.RelayAgents, *question_.relay);
+        const auto better = reply->hasReply ? side_.BetterFor(&packet, length) : std::nullopt;
+        if (isRelayRefused)
+            reason = "Relay agent not listed";
+        else if (reply->hasReply && packet.yiaddr == IpAddress{})
+            reason = "No address defined. Reply skipped.";
+        else if (better)
+            reason = "Local interface " + AddressText(*better) +
+                     " is more suitable for this query. Skipping reply.";
+        if (reason.empty()) return;
+        if (reply->hasReply && !isRelayRefused) Note(reply->log);
+        reply->hasReply = false;
+        reply->log = reason;
+    }
+
+    // What the log would say, once, in the order in which it comes up.
+    void Note(const std::string& log) {
+        if (std::ranges::find(said_, log) == said_.end()) said_.push_back(log);
+    }
+
+    std::string Place(bool isListed) const {
         if (section_ == nullptr)
             return Row("section",
                        "none in " + lines_.Path() + ": copy the address there as a section's name");
         std::string text = Row("section", lines_.Path() + ":" + std::to_string(section_->line));
         if (const CheckedSection* shared = Template())
             text += Row("template", std::string(shared->name) + ", line " + std::to_string(shared->line));
-        const bool isListed = status == FindListedBootp || status == FindListedDhcp;
         return text + Row("cache", isListed ? "its reply is built at the load"
                                             : "not in it; read from the file at each request");
     }
@@ -134,10 +187,8 @@ class Explainer {
 
     std::string Reply(const char* kind, const TrialReply& reply) const {
         std::string text = std::string("Reply to ") + kind + "\n";
-        if (reply.status > FindListedBootp) return text + Row("none", WhyNone(reply.status));
+        if (!reply.hasReply) return text + Row("none", reply.log);
         const BootPacket& header = reply.message.header;
-        if (header.yiaddr == IpAddress{})
-            return text + Row("none", "No address defined. Reply skipped: add a key with tag -2");
         text += Row("address", AddressText(header.yiaddr));
         text += Row("boot file", FieldText(header.file, sizeof header.file));
         const Origins origins = OriginsOfOptions();
@@ -146,7 +197,8 @@ class Explainer {
             std::string values;
             for (const std::string& value : option.values)
                 values += (values.empty() ? "" : ", ") + value;
-            if (option.code == TagServerIdentifier) values = "the address that the request reaches";
+            if (option.code == TagServerIdentifier && !side_.Heard())
+                values = "the address that the request reaches";
             if (!option.remark.empty()) values += " (" + option.remark + ")";
             text += Row("option " + std::to_string(option.code),
                         values + "   [" + (origin == origins.end() ? "the service" : origin->second) + "]");
@@ -155,23 +207,6 @@ class Explainer {
             text += Row("cut", "the options don't fit " + std::to_string(reply.message.length) +
                                    " octets: set MinResponseSize");
         return text;
-    }
-
-    std::string WhyNone(int status) const {
-        switch (status) {
-            case FindUnknownClient:
-                return section_ == nullptr
-                           ? "Hardware address not found in database."
-                           : "Hardware address not found in database: the section has no keys";
-            case FindOtherHardwareType:
-                return "Hardware type mismatch: the section is for another one; see the key with tag -4";
-            case FindRefused:
-                return "Packet dropped: the request is too short for the reply; set MinResponseSize";
-            case FindMalformed:
-                return "Error in client's database configuration: see the findings";
-            default:
-                return "Undefined error";
-        }
     }
 
     static std::string RouteText(Route route, const std::string& relay) {
@@ -186,7 +221,7 @@ class Explainer {
     }
 
     // As delivery chooses, for a client that asks for a broadcast and one that doesn't.
-    std::string Way(std::uint8_t flags) const {
+    std::string Way(std::uint8_t flags) {
         std::string text = "Way of the reply\n";
         const std::string relay = question_.relay ? AddressText(*question_.relay) : "";
         for (const bool wanted : {false, true}) {
@@ -195,9 +230,21 @@ class Explainer {
             CancelBroadcast(record_.ForceBroadcast != 0, &now, &broadcast);
             const Route route = ChooseRoute(question_.relay.has_value(), broadcast, now);
             text += Row(wanted ? "flag set" : "flag clear", RouteText(route, relay));
+            Note(ReplyStatusText({.broadcast = broadcast, .firstSent = true}));
         }
         return text + Row("", record_.ForceBroadcast != 0 ? "ForceBroadcast is set"
                                                           : "the flag is the client's wish for a broadcast");
+    }
+
+    // What the guide says of each status that the log would show.
+    std::string Advice() const {
+        std::string text = "What the log says of it, and what to do\n";
+        for (const std::string& log : said_) {
+            text += "  " + log + "\n";
+            const StatusAdvice* row = AdviceOn(log);
+            if (row != nullptr) text += Row("", row->meaning) + Row("", row->advice);
+        }
+        return text;
     }
 
     bool Concerns(const Finding& finding, const CheckedSection* section) const {
@@ -220,6 +267,8 @@ class Explainer {
     Findings ignored_;
     const LoadedDatabase database_;
     const SectionCheck rows_;
+    const ListeningSide side_;
+    std::vector<std::string> said_;
     std::string name_;
     const CheckedSection* section_ = nullptr;
 };

@@ -13,6 +13,7 @@ struct ExplainQuestion {
     std::vector<std::uint8_t> hardwareAddress;  // one to sixteen bytes
     std::uint8_t hardwareType = 1;
     std::optional<IpAddress> relay;  // the agent that hands the request on; none: the client asks by itself
+    std::string interface;           // by which it comes: a name or a local address; empty: any
 };
 
 struct ExplainedClient {
@@ -20,7 +21,8 @@ struct ExplainedClient {
     bool getsReply = false;  // in BOOTP and in DHCP
 };
 
-// From the registry and the bootptab of the instance. Throws std::runtime_error if bootptab can't be read.
+// From the registry and the bootptab of the instance. Throws std::runtime_error if bootptab can't be read, or
+// the service doesn't listen on the interface.
 ExplainedClient ExplainClient(const ExplainQuestion& question);
 
 }  // namespace quillonctl
