@@ -22,6 +22,7 @@ TEST(BootptabText, ChangesNothingButWhatItIsAskedTo) {
         {put, "[0a-0b]\nIP Address=1\nIP Address=1\n[0a-0b]\nIP Address=1\n",
          "[0a-0b]\nIP Address=10.0.0.2\nIP Address=1\n[0a-0b]\nIP Address=1\n"},
         {put, "[0a-0b]\r\n; c\r\n\r\n[x]\r\n", "[0a-0b]\r\nip address = 10.0.0.2\r\n; c\r\n\r\n[x]\r\n"},
+        {put, "[0a-0b]\nA=1\n[]\nIP Address=5\n", "[0a-0b]\nA=1\nip address=10.0.0.2\n[]\nIP Address=5\n"},
         {putNew, "[0a-0b]\nA=1\n; c\n", "[0a-0b]\nA=1\nHost Name=\" pc \"\n; c\n"},
         {putNew, "[0a-0b]\n  A          = 1\n  Gateway    = 2",
          "[0a-0b]\n  A          = 1\n  Gateway    = 2\n  Host Name  = \" pc \"\n"},

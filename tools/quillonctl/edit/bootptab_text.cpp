@@ -3,55 +3,22 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/linux/ini/ini_line.h"
 #include "quillonctl/text/text_pieces.h"
 
 namespace quillonctl {
 namespace {
 
-constexpr std::string_view Blanks = " \t\r";
-
-// Of an INI line: a form feed is no blank there.
-std::string_view IniTrimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(Blanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
-}
-
-// "[name]", up to the last bracket of the line.
-std::optional<std::string> HeadingName(std::string_view line) {
-    line = IniTrimmed(line);
-    const std::size_t end = line.rfind(']');
-    if (!line.starts_with('[') || end == std::string_view::npos) return std::nullopt;
-    const std::string_view name = IniTrimmed(line.substr(1, end - 1));
-    if (name.empty()) return std::nullopt;
-    return std::string(name);
-}
-
-std::string_view WithoutQuotes(std::string_view value) {
-    const bool isQuoted =
-        value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\'');
-    return isQuoted ? value.substr(1, value.size() - 2) : value;
-}
-
-std::optional<KeyLine> ParseKey(std::string_view line, std::size_t number) {
-    line = IniTrimmed(line);
-    const std::size_t equals = line.find('=');
-    if (line.starts_with(';') || line.starts_with('[') || equals == std::string_view::npos)
-        return std::nullopt;
-    const std::string_view name = IniTrimmed(line.substr(0, equals));
-    if (name.empty()) return std::nullopt;
-    return KeyLine{std::string(name), std::string(WithoutQuotes(IniTrimmed(line.substr(equals + 1)))),
-                   number};
-}
+constexpr std::string_view Blanks = " \t\r";  // as they stand around the parts of a line
 
 bool IsBlankLine(std::string_view line) {
-    return IniTrimmed(line).empty();
+    return TrimBlanks(line).empty();
 }
 
 }  // namespace
 
 bool IsClient(std::string_view section) {
-    return !section.starts_with("Template:") && !section.starts_with("File Aliases") &&
+    return !section.empty() && !section.starts_with("Template:") && !section.starts_with("File Aliases") &&
            !section.starts_with("Options");
 }
 
@@ -80,7 +47,7 @@ std::vector<SectionLines> BootptabText::Sections() const {
         const auto name = HeadingName(lines_[at].text);
         if (!name) continue;
         if (!sections.empty()) sections.back().end = at;
-        sections.push_back({*name, at, lines_.size()});
+        sections.push_back({std::string(*name), at, lines_.size()});
     }
     return sections;
 }
@@ -111,7 +78,8 @@ std::vector<OptionName> BootptabText::Options() const {
 std::vector<KeyLine> BootptabText::Keys(const SectionLines& section) const {
     std::vector<KeyLine> keys;
     for (std::size_t at = section.heading + 1; at < section.end; ++at)
-        if (auto key = ParseKey(lines_[at].text, at)) keys.push_back(std::move(*key));
+        if (const auto key = ParseKey(lines_[at].text))
+            keys.push_back({std::string(key->name), std::string(key->value), at});
     return keys;
 }
 
@@ -207,7 +175,7 @@ std::optional<std::size_t> BootptabText::RemoveSection(const SectionLines& secti
     std::size_t begin = section.heading;
     const std::size_t end = Body(section);
     const bool isAtEnd = end >= lines_.size() || IsBlankLine(lines_[end].text);
-    const bool hasComment = begin > 0 && IniTrimmed(lines_[begin - 1].text).starts_with(';');
+    const bool hasComment = begin > 0 && TrimBlanks(lines_[begin - 1].text).starts_with(';');
     // Of the blank lines on both sides one is enough.
     if (begin > 0 && isAtEnd && IsBlankLine(lines_[begin - 1].text)) --begin;
     const auto first = lines_.begin();

@@ -79,7 +79,8 @@ class BootptabText {
     std::vector<Line> lines_;
 };
 
-// Whether the section is that of a client: neither [Options] nor [File Aliases] nor a template.
+// Whether the section is that of a client: neither [Options] nor [File Aliases] nor a template, nor one
+// without a name, which nobody reads.
 bool IsClient(std::string_view section);
 
 }  // namespace quillonctl

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "platform/linux/ini/ini_line.h"
 #include "quillonctl/request_builder.h"
 
 namespace quillonctl {
@@ -136,7 +137,7 @@ unsigned LengthOfMask(std::uint32_t mask) {
 }
 
 std::string IniValue(std::string_view value) {
-    const bool hasOuterBlank = Trimmed(value).size() != value.size();
+    const bool hasOuterBlank = TrimBlanks(value).size() != value.size();
     const bool looksQuoted =
         value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\'');
     return hasOuterBlank || looksQuoted ? '"' + std::string(value) + '"' : std::string(value);
