@@ -15,7 +15,7 @@ LIMIT_SECONDS = 420
 
 # What the package depends on, and what the tests and the guide use in a machine.
 PACKAGES = ["libace-7.0.8", "libmnl0", "libsystemd0", "apt", "systemd", "python3-minimal", "libpython3-stdlib", "iproute2",
-            "nftables", "udhcpc"]
+            "nftables", "udhcpc", "dnsmasq-base"]
 
 # How apt reaches the registry.
 ACQUIRE = ["Acquire::http", "Acquire::https", "Acquire::Check-Valid-Until", "Acquire::Check-Date"]

@@ -14,6 +14,7 @@ namespace {
 
 using quillonctl::CheckDatabase;
 using quillonctl::CheckOutcome;
+using quillonctl::Severity;
 using testing::Contains;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
@@ -106,6 +107,9 @@ TEST_F(Check, FindsNothingInAGoodFile) {
         "[Template:lab]\nSubnet Mask=255.255.255.0\nLease Time=Infinite\nGateways=10.0.0.254\n";
     const std::string keys = "Template=lab\nHost Name=a\nDirected Reply=1\nRoot Path=/srv/root\n";
     EXPECT_THAT(FindingsOf(Run(lab + Client + keys)), testing::IsEmpty());
+    for (const char* file : {"bootptab.initial", "bootptab.sample"})
+        EXPECT_EQ(CheckDatabase(PACKAGING "/" + std::string(file)).findings.Count(Severity::Error), 0u)
+            << file;
 }
 
 TEST_F(Check, LooksAtTheRegistryAsALoadDoes) {
@@ -151,32 +155,29 @@ TEST_F(Check, CountsTheClientsBeyondTheCache) {
     EXPECT_FALSE(outcome.findings.Refuses()) << "the load stops before the stray section";
 }
 
+struct Plant {
+    int client;           // in whose place it stands
+    const char* section;  // MAC is the client's address
+    int line;             // within the section
+    const char* said;
+};
+constexpr Plant Plants[] = {
+    {100, "[MAC]\nTemplate=lab\nIP Address=10.20.6.400\n", 2, "error: IP Address: '10.20.6.400' is no"},
+    {200, "[MAC]\nTemplate=lab\nIP Address=10.20.200.1\nGateways=10.20.0.1, 10.20.0.2\n", 3,
+     "error: Gateways: a blank makes ' 10.20.0.2' no address"},
+    {300, "[00-a0-24-01-00-00]\nTemplate=lab\nIP Address=10.20.200.2\n", 0, "error: the client stands in"},
+    {400, "[MAC]\nTemplate=lab\nIP Address=10.20.0.1\n", 2, "error: the address 10.20.0.1 is that of line"},
+    {500, "[MAC]\nTemplate=lap\nIP Address=10.20.200.3\n", 1, "error: Template: there is no section"},
+    {600, "[MAC]\nTemplate=lab\nIP Address=10.20.200.4\nLease Time=1:30\n", 3, "has no two colons"},
+    {700, "[MAC]\nTemplate=lab\nIP Address=10.20.200.5\nBoot Fil=x\n", 3, "did you mean 'Boot File'?"},
+    {800, "[MAC]\nTemplate=lab\nIP Address=10.20.255.255\n", 2, "is the broadcast address of its subnet"},
+    {900, "[MAC]\nTemplate=lab\nIP Address=10.20.200.6\nGateways=10.21.0.1\n", 2, "lies outside the subnet"},
+    {1000, "[00-a0-24]\nTemplate=lab\nIP Address=10.20.200.7\n", 0, "warning: a hardware address of 3 bytes"},
+    {1100, "[Options2]\nSubnet Mask=1,ipaddress\n", 0, "warning: [Options2] only looks like"},
+};
+
 // What an operator of many clients overlooks: each is found in its line, and nothing is said of the others.
 TEST_F(Check, FindsThirteenMistakesAmongThreeThousandClients) {
-    struct Plant {
-        int client;           // in whose place it stands
-        const char* section;  // MAC is the client's address
-        int line;             // within the section
-        const char* said;
-    };
-    static constexpr Plant Plants[] = {
-        {100, "[MAC]\nTemplate=lab\nIP Address=10.20.6.400\n", 2, "error: IP Address: '10.20.6.400' is no"},
-        {200, "[MAC]\nTemplate=lab\nIP Address=10.20.200.1\nGateways=10.20.0.1, 10.20.0.2\n", 3,
-         "error: Gateways: a blank makes ' 10.20.0.2' no address"},
-        {300, "[00-a0-24-01-00-00]\nTemplate=lab\nIP Address=10.20.200.2\n", 0,
-         "error: the client stands in"},
-        {400, "[MAC]\nTemplate=lab\nIP Address=10.20.0.1\n", 2,
-         "error: the address 10.20.0.1 is that of line"},
-        {500, "[MAC]\nTemplate=lap\nIP Address=10.20.200.3\n", 1, "error: Template: there is no section"},
-        {600, "[MAC]\nTemplate=lab\nIP Address=10.20.200.4\nLease Time=1:30\n", 3, "has no two colons"},
-        {700, "[MAC]\nTemplate=lab\nIP Address=10.20.200.5\nBoot Fil=x\n", 3, "did you mean 'Boot File'?"},
-        {800, "[MAC]\nTemplate=lab\nIP Address=10.20.255.255\n", 2, "is the broadcast address of its subnet"},
-        {900, "[MAC]\nTemplate=lab\nIP Address=10.20.200.6\nGateways=10.21.0.1\n", 2,
-         "lies outside the subnet"},
-        {1000, "[00-a0-24]\nTemplate=lab\nIP Address=10.20.200.7\n", 0,
-         "warning: a hardware address of 3 bytes"},
-        {1100, "[Options2]\nSubnet Mask=1,ipaddress\n", 0, "warning: [Options2] only looks like"},
-    };
     const std::string head =
         "Log Servers=7,ipadressarray\nTime Servers=4, ipaddress\n[Template:lab]\nSubnet Mask=255.255.0.0\n"
         "Lease Time=12:00:00\n";

@@ -214,7 +214,7 @@ void AddAskCommand(CLI::App& app, std::function<int()>& run) {
         "Exit status: 0 a reply came, 1 none came in time, 2 wrong usage or a failure on this side.\n"
         "\n"
         "Examples:\n"
-        "  quillonctl ask 00-a0-c9-11-22-33 --interface eth0\n"
+        "  quillonctl ask 00-a0-c9-11-22-33 --interface eth0 --broadcast\n"
         "  quillonctl ask 00-a0-c9-11-22-33 --dhcp request --server 10.0.0.1 --parameter-list 1,3,6 --json\n"
         "  quillonctl ask 00-a0-c9-11-22-33 --server 10.0.0.1 --relay 10.0.7.1 --bind 10.0.7.1\n"
         "  quillonctl ask 00-a0-c9-11-22-33 --server 127.0.0.1 --port 2067 --timeout 1");

@@ -31,13 +31,6 @@ struct Load {
     SharedSections shared;
 };
 
-bool IsExempt(const char* name) {
-    for (const char* exempt : ExemptSections) {
-        if (std::strcmp(name, exempt) == 0) return true;
-    }
-    return false;
-}
-
 // Null for a section that makes no entry, which has then been reported.
 ClientEntry* BuildEntry(Load* load, char* section) {
     BYTE address[HardwareAddressSize] = {};
@@ -81,6 +74,13 @@ DWORD LoadSections(Load* load, NameList sections) {
 }
 
 }  // namespace
+
+bool IsExempt(const char* name) {
+    for (const char* exempt : ExemptSections) {
+        if (std::strcmp(name, exempt) == 0) return true;
+    }
+    return false;
+}
 
 bool IsSpecialSection(const char* name) {
     for (const char* prefix : SpecialSections) {

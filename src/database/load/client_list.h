@@ -11,6 +11,9 @@ extern std::atomic<bool> LoadsInterrupted;
 // Whether a section is no client's: its name begins, to the letter, with that of a special section.
 bool IsSpecialSection(const char* name);
 
+// Whether a section is one of the two sample clients, of which no machine has the address.
+bool IsExempt(const char* name);
+
 // Builds the list of the file's clients in file order, with their mutexes, and its index. All blocks are
 // `heap`'s; the mutexes are the caller's to close, also after a failure. `total` is raised by the size of
 // each block.
