@@ -4,10 +4,10 @@ import os
 import signal
 import subprocess
 
-from harness.case import main, program
+from harness.case import main, program, wait_for
 from harness.database import bootptab
 from harness.scene import MAC, Scene
-from harness.service import END_SECONDS, RELOADED, STARTED, TERMINATED, Service
+from harness.service import END_SECONDS, RELOADED, STARTED, TERMINATED, Home, Service
 
 RELOAD_FAILED = 0xC0000004
 
@@ -51,6 +51,16 @@ class Signals(Scene):
         self.assertEqual(self.service.process.wait(END_SECONDS), 0)
         self.assertIn("STOPPED", self.control("query", code=3))
         self.assertFalse(os.path.exists(self.service.path("control")))
+
+    def test_a_stop_interrupts_a_load(self):
+        home = Home(self, bootptab({f"02:00:{number:08x}": {"IP Address": "10.1.0.32"} for number in range(200_000)}),
+                    CacheSize=0)
+        process = self.network().start([program("quillon"), "-debug"], cwd=home.folder, env=home.environment(),
+                                       stderr=subprocess.DEVNULL)
+        wait_for(lambda: os.path.exists(home.path("control")), END_SECONDS, "the control socket")
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(END_SECONDS), 0)
+        self.assertEqual(home.event_numbers(), [TERMINATED])
 
     def test_a_hang_up_reloads_and_the_others_end_in_order(self):
         for kind, end in ((Service, signal.SIGINT), (DebugService, signal.SIGINT), (DebugService, signal.SIGTERM),
