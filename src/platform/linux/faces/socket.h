@@ -102,8 +102,16 @@ int GetHostName(char* name, int size);
 // belongs to the calling thread until its next call.
 servent* GetServiceByName(const char* name, const char* protocol);
 
-void AddToSet(SOCKET socket, FdSet* set);
-bool IsInSet(SOCKET socket, const FdSet* set);
+inline bool IsInSet(SOCKET socket, const FdSet* set) {
+    for (unsigned int i = 0; i < set->fd_count && i < sizeof set->fd_array / sizeof socket; ++i)
+        if (set->fd_array[i] == socket) return true;
+    return false;
+}
+
+inline void AddToSet(SOCKET socket, FdSet* set) {
+    const bool hasRoom = set->fd_count < sizeof set->fd_array / sizeof socket;
+    if (hasRoom && !IsInSet(socket, set)) set->fd_array[set->fd_count++] = socket;
+}
 
 }  // namespace winsock
 

@@ -225,13 +225,4 @@ servent* GetServiceByName(const char* name, const char* protocol) try {
     return nullptr;
 }
 
-void AddToSet(SOCKET handle, FdSet* set) {
-    if (set->fd_count < MostWatched && !IsInSet(handle, set)) set->fd_array[set->fd_count++] = handle;
-}
-
-bool IsInSet(SOCKET handle, const FdSet* set) {
-    const SOCKET* end = set->fd_array + std::min<std::size_t>(set->fd_count, MostWatched);
-    return std::find(set->fd_array, end, handle) != end;
-}
-
 }  // namespace winsock

@@ -1,7 +1,6 @@
 #include "platform/linux/net/winsock_session.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <new>
@@ -19,7 +18,6 @@ constexpr unsigned short MostSockets = 32767;
 constexpr unsigned short LongestDatagram = 65507;
 
 struct Session {
-    std::atomic<unsigned> starts{0};
     std::mutex mutex;
     std::vector<SOCKET> open;
 };
@@ -35,8 +33,9 @@ bool IsBelow(WORD version, WORD other) {
 
 }  // namespace
 
-bool IsWinsockStarted() {
-    if (TheSession().starts.load(std::memory_order_acquire) != 0) return true;
+constinit std::atomic<unsigned> winsockStarts{0};
+
+bool RefuseUnstarted() {
     WSASetLastError(WSANOTINITIALISED);
     return false;
 }
@@ -64,19 +63,19 @@ int WINAPI WSAStartup(WORD version, LPWSADATA data) {
     data->iMaxUdpDg = LongestDatagram;
     std::snprintf(data->szDescription, sizeof data->szDescription, "UDP over IPv4");
     std::snprintf(data->szSystemStatus, sizeof data->szSystemStatus, "Running");
-    TheSession().starts.fetch_add(1, std::memory_order_acq_rel);
+    winsockStarts.fetch_add(1, std::memory_order_acq_rel);
     return 0;
 }
 
 int WINAPI WSACleanup() {
     auto& session = TheSession();
-    unsigned starts = session.starts.load(std::memory_order_acquire);
+    unsigned starts = winsockStarts.load(std::memory_order_acquire);
     do {
         if (starts == 0) {
             WSASetLastError(WSANOTINITIALISED);
             return SOCKET_ERROR;
         }
-    } while (!session.starts.compare_exchange_weak(starts, starts - 1, std::memory_order_acq_rel));
+    } while (!winsockStarts.compare_exchange_weak(starts, starts - 1, std::memory_order_acq_rel));
     if (starts > 1) return 0;
 
     std::vector<SOCKET> open;

@@ -10,35 +10,10 @@
 
 static_assert(sizeof(HANDLE) == 8, "a handle value carries a place and a generation of 30 bits each");
 
-// One place of the table. The state is generation << 32 | open << 31 | pins; an open handle is one pin
-// itself. The handle's reference to the object goes when the handle is closed and no one pins the place any
-// more. A place is never freed, so that a lookup may try its luck on it at any time.
-//
-// Objects of which there are as many as clients live in their place: one line of the cache has all that it
-// takes to find and use one.
-struct alignas(64) HandleSlot {
-    std::atomic<std::uint64_t> state{0};
-    std::uint32_t index = 0;
-    bool isHome = false;  // the object lives here
-    union {
-        Object* object = nullptr;  // elsewhere; while there are pins
-        HandleSlot* nextFree;
-        alignas(8) std::byte home[ObjectHomeSize];
-    };
-
-    Object* Tenant() { return isHome ? reinterpret_cast<Object*>(home) : object; }
-    static HandleSlot* OfHome(void* home) {
-        return reinterpret_cast<HandleSlot*>(static_cast<std::byte*>(home) - offsetof(HandleSlot, home));
-    }
-};
-static_assert(sizeof(HandleSlot) == 64);
-
 namespace {
 
-constexpr std::uint64_t OpenMark = std::uint64_t{1} << 31;
+constexpr std::uint64_t OpenMark = HandleSlot::OpenMark;
 constexpr std::uint32_t Generations = std::uint32_t{1} << 30;
-constexpr std::size_t ChunkSlots = 4096;
-constexpr std::size_t MostChunks = 4096;
 
 // Values are multiples of 4, as on Windows, never 0, and never negative as the pseudo handles and predefined
 // keys are.
@@ -46,11 +21,9 @@ HANDLE HandleOf(std::uint32_t index, std::uint64_t generation) {
     return reinterpret_cast<HANDLE>(generation << 32 | (std::uint64_t{index} + 1) << 2);
 }
 
-std::size_t IndexOf(HANDLE handle) {
-    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle)) / 4 - std::size_t{1};
-}
-
 }  // namespace
+
+constinit HandlePlaces handlePlaces;
 
 class HandleTable {
   public:
@@ -62,45 +35,30 @@ class HandleTable {
         return OpenAt(slot, object.Detach());
     }
 
-    void Prefetch(HANDLE handle) const {
-        if (IndexOf(handle) < used_.load(std::memory_order_acquire))
-            __builtin_prefetch(SlotAt(IndexOf(handle)));
-    }
-
-    Ref<Object> LookUp(HANDLE handle) {
-        HandleSlot* slot = nullptr;
-        Object* object = Pin(handle, slot);
-        if (object != nullptr) return Ref<Object>::AdoptPin(object, slot);
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-
-    void Unpin(HandleSlot* slot) {
-        const std::uint64_t before = slot->state.fetch_sub(1, std::memory_order_acq_rel);
-        if (static_cast<std::uint32_t>(before) != 1) return;
+    void Leave(HandleSlot* slot) {
         Object* object = slot->Tenant();
         if (!slot->isHome) Free(slot);
         object->ReleaseReference();
     }
 
     HANDLE Duplicate(HANDLE handle) {
-        const Ref<Object> object = LookUp(handle);
+        const Ref<Object> object = LookUpAnyObject(handle);
         if (object && KeepsOpen(*object)) return Open(object);
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
 
     bool Close(HANDLE handle, std::optional<ObjectType> type) {
-        HandleSlot* slot = nullptr;
-        Object* object = Pin(handle, slot);
-        if (object != nullptr) {
+        HandleSlot* slot = PinHandle(handle);
+        if (slot != nullptr) {
+            Object* object = slot->Tenant();
             const bool closed = (!type || object->Type() == *type) &&
                                 (slot->state.fetch_and(~OpenMark, std::memory_order_acq_rel) & OpenMark) != 0;
             if (closed) {
                 DropHandle(*object);
-                Unpin(slot);
+                UnpinHandleSlot(slot);
             }
-            Unpin(slot);
+            UnpinHandleSlot(slot);
             if (closed) return true;
         }
         SetLastError(ERROR_INVALID_HANDLE);
@@ -130,23 +88,6 @@ class HandleTable {
     }
 
   private:
-    // Of a place that has been used, which is where its chunk is known.
-    HandleSlot* SlotAt(std::size_t index) const { return chunks_[index / ChunkSlots] + index % ChunkSlots; }
-
-    Object* Pin(HANDLE handle, HandleSlot*& slot) {
-        const auto value = reinterpret_cast<std::uintptr_t>(handle);
-        const std::uint64_t generation = value >> 32;
-        const std::size_t index = IndexOf(handle);
-        if (value % 4 != 0 || index >= used_.load(std::memory_order_acquire)) return nullptr;
-        slot = SlotAt(index);
-        std::uint64_t state = slot->state.load(std::memory_order_relaxed);
-        do {
-            if (state >> 32 != generation || (state & OpenMark) == 0) return nullptr;
-        } while (!slot->state.compare_exchange_weak(state, state + 1, std::memory_order_acquire,
-                                                    std::memory_order_relaxed));
-        return slot->Tenant();
-    }
-
     // One more handle, unless the last one has gone already.
     static bool KeepsOpen(Object& object) {
         std::uint32_t handles = object.handles_.load(std::memory_order_relaxed);
@@ -179,37 +120,35 @@ class HandleTable {
     }
 
     // The caller holds mutex_.
-    HandleSlot* TakeNew() {
-        const std::size_t index = used_.load(std::memory_order_relaxed);
-        if (index % ChunkSlots == 0 && !Grow(index / ChunkSlots)) return nullptr;
-        HandleSlot* slot = new (SlotAt(index)) HandleSlot;
+    static HandleSlot* TakeNew() {
+        const std::size_t index = handlePlaces.used.load(std::memory_order_relaxed);
+        if (index % HandlePlaces::ChunkSlots == 0 && !Grow(index / HandlePlaces::ChunkSlots)) return nullptr;
+        HandleSlot* slot = new (handlePlaces.At(index)) HandleSlot;
         slot->index = static_cast<std::uint32_t>(index);
         slot->state.store(std::uint64_t{1} << 32, std::memory_order_relaxed);
-        used_.store(index + 1, std::memory_order_release);
+        handlePlaces.used.store(index + 1, std::memory_order_release);
         return slot;
     }
 
-    bool Grow(std::size_t chunk) {
-        if (chunk == MostChunks) return false;
-        if (chunks_[chunk] == nullptr)
-            chunks_[chunk] = static_cast<HandleSlot*>(MapLeakRoots(ChunkSlots * sizeof(HandleSlot)));
-        return chunks_[chunk] != nullptr;
+    static bool Grow(std::size_t chunk) {
+        if (chunk == HandlePlaces::MostChunks) return false;
+        HandleSlot*& slots = handlePlaces.chunks[chunk];
+        if (slots == nullptr)
+            slots = static_cast<HandleSlot*>(MapLeakRoots(HandlePlaces::ChunkSlots * sizeof(HandleSlot)));
+        return slots != nullptr;
     }
 
-    // The table grows by a chunk at a time, and a chunk stays: what a lookup reads of it was written before
-    // used_ covered it, and never changes.
-    std::array<HandleSlot*, MostChunks> chunks_{};
-    std::atomic<std::size_t> used_{0};  // grows
-    std::mutex mutex_;                  // guards what follows, and growing
+    std::mutex mutex_;  // guards what follows, and growing
     HandleSlot* firstFree_ = nullptr;
     HandleSlot* lastFree_ = nullptr;
 };
 
 namespace {
 
-// Constant-initialised and trivially destroyed: threads that outlive main may still use it.
+// Constant-initialised and trivially destroyed, both: threads that outlive main may still use them.
 constinit HandleTable table;
-static_assert(std::is_trivially_destructible_v<HandleTable>);
+static_assert(std::is_trivially_destructible_v<HandleTable> &&
+              std::is_trivially_destructible_v<HandlePlaces>);
 
 }  // namespace
 
@@ -223,7 +162,7 @@ DWORD Object::Wait(DWORD) {
 }
 
 void PrefetchMutex(HANDLE mutex) {
-    table.Prefetch(mutex);
+    if (const HandleSlot* slot = handlePlaces.Of(mutex); slot != nullptr) __builtin_prefetch(slot);
 }
 
 void* AllocateInTable() {
@@ -237,23 +176,17 @@ void FreeInTable(void* home) {
     table.Free(HandleSlot::OfHome(home));
 }
 
-void UnpinHandleSlot(HandleSlot* slot) {
-    table.Unpin(slot);
+void LeaveHandleSlot(HandleSlot* slot) {
+    table.Leave(slot);
+}
+
+void RefuseHandle(HandleSlot* slot) {
+    if (slot != nullptr) UnpinHandleSlot(slot);
+    SetLastError(ERROR_INVALID_HANDLE);
 }
 
 HANDLE PublishObject(Ref<Object> object) {
     return object ? table.Publish(std::move(object)) : nullptr;
-}
-
-Ref<Object> LookUpAnyObject(HANDLE handle) {
-    return table.LookUp(handle);
-}
-
-Ref<Object> LookUpObjectOfType(HANDLE handle, ObjectType type) {
-    Ref<Object> object = LookUpAnyObject(handle);
-    if (!object || object->Type() == type) return object;
-    SetLastError(ERROR_INVALID_HANDLE);
-    return nullptr;
 }
 
 HANDLE DuplicateObjectHandle(HANDLE handle) {

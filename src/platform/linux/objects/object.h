@@ -6,6 +6,7 @@
 // any thread; a lookup takes no lock.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -32,7 +33,6 @@ enum class ObjectType : std::uint8_t {
 };
 
 class HandleTable;
-struct HandleSlot;
 
 // Where an object may live: on the heap, or in the table itself, next to what its first handle needs.
 enum class ObjectHome : bool { Heap, Table };
@@ -73,7 +73,76 @@ inline constexpr std::size_t ObjectHomeSize = 48;
 void* AllocateInTable();  // throws std::bad_alloc
 void FreeInTable(void* home);
 
-void UnpinHandleSlot(HandleSlot* slot);
+// One place of the table. The state is generation << 32 | open << 31 | pins; an open handle is one pin
+// itself. The handle's reference to the object goes when the handle is closed and no one pins the place any
+// more. A place is never freed, so that a lookup may try its luck on it at any time.
+//
+// Objects of which there are as many as clients live in their place: one line of the cache has all that it
+// takes to find and use one.
+struct alignas(64) HandleSlot {
+    static constexpr std::uint64_t OpenMark = std::uint64_t{1} << 31;
+
+    std::atomic<std::uint64_t> state{0};
+    std::uint32_t index = 0;
+    bool isHome = false;  // the object lives here
+    union {
+        Object* object = nullptr;  // elsewhere; while there are pins
+        HandleSlot* nextFree;
+        alignas(8) std::byte home[ObjectHomeSize];
+    };
+
+    Object* Tenant() { return isHome ? reinterpret_cast<Object*>(home) : object; }
+    static HandleSlot* OfHome(void* home) {
+        return reinterpret_cast<HandleSlot*>(static_cast<std::byte*>(home) - offsetof(HandleSlot, home));
+    }
+};
+static_assert(sizeof(HandleSlot) == 64);
+
+// All places. The table grows by a chunk at a time, and a chunk stays: what a lookup reads of it was written
+// before `used` covered it, and never changes.
+struct HandlePlaces {
+    static constexpr std::size_t ChunkSlots = 4096;
+    static constexpr std::size_t MostChunks = 4096;
+
+    std::atomic<std::size_t> used{0};  // grows
+    std::array<HandleSlot*, MostChunks> chunks{};
+
+    // Of a place that has been used, which is where its chunk is known.
+    HandleSlot* At(std::size_t index) const { return chunks[index / ChunkSlots] + index % ChunkSlots; }
+
+    // Null for a value that no handle has ever had.
+    HandleSlot* Of(HANDLE handle) const {
+        const auto value = reinterpret_cast<std::uintptr_t>(handle);
+        const std::size_t index = static_cast<std::uint32_t>(value) / 4 - std::size_t{1};
+        return value % 4 == 0 && index < used.load(std::memory_order_acquire) ? At(index) : nullptr;
+    }
+};
+extern HandlePlaces handlePlaces;
+
+// Whether the handle, which has had a place with that state, is open.
+inline bool IsOpenIn(std::uint64_t state, HANDLE handle) {
+    return state >> 32 == reinterpret_cast<std::uintptr_t>(handle) >> 32 &&
+           (state & HandleSlot::OpenMark) != 0;
+}
+
+// The place of an open handle, which stays as it is until it is unpinned; null for any other value.
+inline HandleSlot* PinHandle(HANDLE handle) {
+    HandleSlot* slot = handlePlaces.Of(handle);
+    if (slot == nullptr) return nullptr;
+    std::uint64_t state = slot->state.load(std::memory_order_relaxed);
+    do {
+        if (!IsOpenIn(state, handle)) return nullptr;
+    } while (!slot->state.compare_exchange_weak(state, state + 1, std::memory_order_acquire,
+                                                std::memory_order_relaxed));
+    return slot;
+}
+
+void LeaveHandleSlot(HandleSlot* slot);  // the last pin has gone
+
+inline void UnpinHandleSlot(HandleSlot* slot) {
+    const std::uint64_t before = slot->state.fetch_sub(1, std::memory_order_acq_rel);
+    if (static_cast<std::uint32_t>(before) == 1) LeaveHandleSlot(slot);
+}
 
 // A counted reference. One that came from a lookup holds the place of the handle instead of the count in the
 // object, which spares an atomic operation each way; a copy of it counts as usual.
@@ -127,13 +196,6 @@ class Ref {
         return std::exchange(object_, nullptr);
     }
 
-    // The same reference under a type that the caller has made sure of.
-    template <class U>
-    Ref<U> CastTo() && {
-        return Ref<U>::AdoptPin(static_cast<U*>(std::exchange(object_, nullptr)),
-                                std::exchange(pin_, nullptr));
-    }
-
   private:
     template <class U>
     friend class Ref;
@@ -158,14 +220,27 @@ Ref<T> MakeObject(Arguments&&... arguments) {
 // is full.
 HANDLE PublishObject(Ref<Object> object);
 
+// Unpins the place, if it isn't null, and sets ERROR_INVALID_HANDLE.
+void RefuseHandle(HandleSlot* slot);
+
 // The object of an open handle; null and ERROR_INVALID_HANDLE for any other value. The object stays while the
 // reference is held, whoever closes the handle meanwhile.
-Ref<Object> LookUpAnyObject(HANDLE handle);
-Ref<Object> LookUpObjectOfType(HANDLE handle, ObjectType type);
+inline Ref<Object> LookUpAnyObject(HANDLE handle) {
+    HandleSlot* slot = PinHandle(handle);
+    if (slot != nullptr) return Ref<Object>::AdoptPin(slot->Tenant(), slot);
+    RefuseHandle(slot);
+    return nullptr;
+}
 
+// The same for objects of one class.
 template <class T>
 Ref<T> LookUpObject(HANDLE handle) {
-    return LookUpObjectOfType(handle, T::OwnType).template CastTo<T>();
+    HandleSlot* slot = PinHandle(handle);
+    Object* object = slot != nullptr ? slot->Tenant() : nullptr;
+    if (object != nullptr && object->Type() == T::OwnType)
+        return Ref<T>::AdoptPin(static_cast<T*>(object), slot);
+    RefuseHandle(slot);
+    return nullptr;
 }
 
 // A second handle of the object that `handle` names; null and ERROR_INVALID_HANDLE, or

@@ -7,7 +7,6 @@
 #include <unordered_map>
 
 #include "platform/linux/faces/thread.h"
-#include "platform/linux/objects/freeze_point.h"
 #include "platform/linux/objects/futex.h"
 #include "platform/linux/objects/promise.h"
 #include "platform/linux/system/system_error.h"
@@ -64,21 +63,12 @@ ThreadRegistry& Registry() {
     return Undying<ThreadRegistry>();
 }
 
-constinit thread_local ThreadObject* current = nullptr;
-
-void EndOfThread(void* object) {
-    auto* thread = static_cast<ThreadObject*>(object);
-    thread->End();
-    current = nullptr;
-    thread->ReleaseReference();
-}
-
 // A key rather than a thread_local object: its destructor runs after those of all thread_local objects, which
 // may still use the layer, and not on the main thread when that leaves main while others work on.
-pthread_key_t EndKey() {
-    static const pthread_key_t key = [] {
+pthread_key_t EndKey(void (*endOfThread)(void*)) {
+    static const pthread_key_t key = [endOfThread] {
         pthread_key_t made{};
-        if (const int error = pthread_key_create(&made, EndOfThread); error != 0)
+        if (const int error = pthread_key_create(&made, endOfThread); error != 0)
             throw std::system_error(error, std::generic_category(), "pthread_key_create");
         return made;
     }();
@@ -87,17 +77,20 @@ pthread_key_t EndKey() {
 
 }  // namespace
 
-ThreadObject* ThreadObject::CurrentIfKnown() {
-    return current;
+constinit thread_local ThreadObject* ThreadObject::current_ = nullptr;
+
+void ThreadObject::EndOfThread(void* object) {
+    auto* thread = static_cast<ThreadObject*>(object);
+    thread->End();
+    current_ = nullptr;
+    thread->ReleaseReference();
 }
 
-ThreadObject& ThreadObject::Current() {
-    if (current == nullptr) {
-        Ref<ThreadObject> thread = Registry().Create();
-        if (!thread) throw std::bad_alloc();
-        Adopt(std::move(thread));
-    }
-    return *current;
+ThreadObject& ThreadObject::TakeUpCurrent() {
+    Ref<ThreadObject> thread = Registry().Create();
+    if (!thread) throw std::bad_alloc();
+    Adopt(std::move(thread));
+    return *current_;
 }
 
 Ref<ThreadObject> ThreadObject::Create() {
@@ -109,19 +102,19 @@ Ref<ThreadObject> ThreadObject::Find(DWORD id) {
 }
 
 Ref<ThreadObject> ThreadObject::FromHandle(HANDLE handle) {
-    if (handle == GetCurrentThread()) return Ref<ThreadObject>::Share(&Current());
+    if (IsPseudoHandle(handle)) return Ref<ThreadObject>::Share(&Current());
     return LookUpObject<ThreadObject>(handle);
 }
 
 void ThreadObject::Adopt(Ref<ThreadObject> thread) {
-    if (const int error = pthread_setspecific(EndKey(), thread.Get()); error != 0)
+    if (const int error = pthread_setspecific(EndKey(EndOfThread), thread.Get()); error != 0)
         throw std::system_error(error, std::generic_category(), "pthread_setspecific");
-    current = thread.Detach();
+    current_ = thread.Detach();
 }
 
 // Whoever sees the end finds the mutexes given up and the id gone.
 void ThreadObject::End() {
-    if (this == current) KeepPromise();
+    if (this == CurrentIfKnown()) KeepPromise();
     while (MutexObject* mutex = heldMutexes.First())
         mutex->Abandon();
     Registry().Forget(id_);
@@ -153,15 +146,7 @@ DWORD ThreadObject::Resume() {
     return count;
 }
 
-void ThreadObject::FreezeWhileSuspended() {
+void ThreadObject::Freeze() {
     while (const std::uint32_t count = suspendCount_.load())
         FutexWait(suspendCount_, count, Deadline(INFINITE));
-}
-
-void FreezeWhileSuspended() {
-    if (current != nullptr) current->FreezeWhileSuspended();
-}
-
-bool IsSuspended() {
-    return current != nullptr && current->IsSuspended();
 }

@@ -16,9 +16,9 @@ class ThreadObject final : public Object {
     static constexpr ObjectType OwnType = ObjectType::Thread;
 
     // The calling thread. One that the layer didn't create is taken up at its first call.
-    static ThreadObject& Current();
+    static ThreadObject& Current() { return current_ != nullptr ? *current_ : TakeUpCurrent(); }
     // Null if the layer has never heard of the calling thread.
-    static ThreadObject* CurrentIfKnown();
+    static ThreadObject* CurrentIfKnown() { return current_; }
 
     // A thread that doesn't run yet, with an id under which it is found; null and ERROR_NOT_ENOUGH_MEMORY.
     static Ref<ThreadObject> Create();
@@ -26,6 +26,9 @@ class ThreadObject final : public Object {
     static Ref<ThreadObject> Find(DWORD id);
     // The thread that a handle or GetCurrentThread() names; null and ERROR_INVALID_HANDLE.
     static Ref<ThreadObject> FromHandle(HANDLE handle);
+
+    // Whether it is what GetCurrentThread() returns.
+    static bool IsPseudoHandle(HANDLE handle) { return reinterpret_cast<LONG_PTR>(handle) == -2; }
 
     explicit ThreadObject(DWORD id) : Object(OwnType), id_(id) {}
 
@@ -43,12 +46,20 @@ class ThreadObject final : public Object {
     DWORD Suspend();
     DWORD Resume();
     bool IsSuspended() const { return suspendCount_.load() != 0; }
-    void FreezeWhileSuspended();
+    void FreezeWhileSuspended() {
+        if (IsSuspended()) Freeze();
+    }
 
     PostedMessages messages;
     IntrusiveList<MutexObject, &MutexObject::heldLinks> heldMutexes;  // the thread's own to touch
 
   private:
+    static ThreadObject& TakeUpCurrent();
+    static void EndOfThread(void* object);
+    void Freeze();
+
+    static constinit thread_local ThreadObject* current_;  // constinit, so that it is read without a call
+
     const DWORD id_;
     std::atomic<std::uint32_t> suspendCount_{0};
     SignalState ended_{true, false};

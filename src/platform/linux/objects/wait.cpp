@@ -1,6 +1,5 @@
 #include "platform/linux/faces/wait.h"
 
-#include "platform/linux/faces/thread.h"
 #include "platform/linux/objects/mutex_object.h"
 #include "platform/linux/objects/object.h"
 #include "platform/linux/objects/signal_state.h"
@@ -66,8 +65,8 @@ BOOL WINAPI ResetEvent(HANDLE handle) {
 }
 
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) try {
-    const Ref<Object> object = handle == GetCurrentThread() ? Ref<Object>(ThreadObject::FromHandle(handle))
-                                                            : LookUpAnyObject(handle);
+    if (ThreadObject::IsPseudoHandle(handle)) return ThreadObject::Current().Wait(milliseconds);
+    const Ref<Object> object = LookUpAnyObject(handle);
     return object ? object->Wait(milliseconds) : WAIT_FAILED;
 } catch (...) {
     SetLastError(CaughtError());
