@@ -50,6 +50,47 @@ TEST_F(HeapTest, RefusesWhatIsNoBlockOfItsAndASecondFree) {
     HeapDestroy(other);
 }
 
+// A thread keeps some of the blocks that it frees.
+TEST_F(HeapTest, AKeptBlockIsFreeToTheCaller) {
+    for (int round = 0; round < 3; ++round) {
+        unsigned char* block = Allocate(600);
+        EXPECT_TRUE(HeapFree(heap_, 0, block));
+        EXPECT_FALSE(HeapFree(heap_, 0, block));
+        std::array<unsigned char*, 9> blocks{};
+        for (unsigned char*& each : blocks) {
+            each = Allocate(594 + static_cast<SIZE_T>(round));  // of the same footprint
+            ASSERT_EQ(std::count(&blocks[0], &each, each), 0);
+        }
+        EXPECT_EQ(std::count(blocks.begin(), blocks.end(), block), 1);
+        const HANDLE other = HeapCreate(0, 0, 0);
+        EXPECT_FALSE(HeapFree(other, 0, blocks[0]));
+        for (unsigned char* each : blocks) {
+            LPVOID foreign = HeapAlloc(other, 0, 600);
+            EXPECT_FALSE(HeapFree(heap_, 0, foreign));
+            EXPECT_TRUE(HeapFree(other, 0, foreign));
+            EXPECT_TRUE(HeapFree(heap_, 0, each));
+        }
+        EXPECT_TRUE(HeapDestroy(other));
+        EXPECT_EQ(HeapAlloc(other, 0, 600), nullptr);
+        EXPECT_FALSE(HeapFree(other, 0, nullptr));
+    }
+}
+
+TEST_F(HeapTest, WhatAThreadHasKeptIsTheHeapsAgainWhenItEnds) {
+    std::vector<LPVOID> freed(6), again;
+    TestThread([&] {
+        for (LPVOID& block : freed)
+            block = Allocate(600);
+        for (LPVOID block : freed)
+            EXPECT_TRUE(HeapFree(heap_, 0, block));
+    }).Join();
+    while (again.size() < freed.size())
+        again.push_back(Allocate(600));
+    std::sort(freed.begin(), freed.end());
+    std::sort(again.begin(), again.end());
+    EXPECT_EQ(again, freed);
+}
+
 TEST_F(HeapTest, AnyThreadMayFree) {
     std::array<std::atomic<unsigned char*>, 64> shared{};
     TestThreads(4, [&](int number) {
@@ -77,6 +118,9 @@ TEST(HeapCreateTest, AMaximumBoundsTheBlocks) {
     EXPECT_GE(blocks.size(), 50u);
     EXPECT_TRUE(HeapFree(heap, 0, blocks.back()));
     EXPECT_NE(HeapAlloc(heap, 0, 1000), nullptr);
+    EXPECT_TRUE(HeapFree(heap, 0, blocks[0]));
+    EXPECT_TRUE(HeapFree(heap, 0, blocks[1]));
+    EXPECT_NE(HeapAlloc(heap, 0, 2000), nullptr) << "what is freed makes room for blocks of all sizes";
     HeapDestroy(heap);
 }
 

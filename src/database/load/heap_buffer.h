@@ -1,4 +1,5 @@
-// A zero-filled text block of a private heap that is freed when it goes out of scope.
+// A block of a private heap for texts that are read into it, freed when it goes out of scope. What is in it
+// at first is undefined.
 #pragma once
 
 #include "platform/windows_api.h"
@@ -9,9 +10,7 @@ struct HeapBuffer {
     DWORD size = 0;
 
     HeapBuffer(HANDLE ownerHeap, DWORD bytes)
-        : heap(ownerHeap),
-          text(static_cast<char*>(HeapAlloc(ownerHeap, HEAP_ZERO_MEMORY, bytes))),
-          size(bytes) {}
+        : heap(ownerHeap), text(static_cast<char*>(HeapAlloc(ownerHeap, 0, bytes))), size(bytes) {}
     ~HeapBuffer() { Release(); }
     HeapBuffer(const HeapBuffer&) = delete;
     HeapBuffer& operator=(const HeapBuffer&) = delete;
@@ -23,9 +22,9 @@ struct HeapBuffer {
         return block == nullptr || HeapFree(heap, 0, block) != FALSE;
     }
 
-    // Trades the block for a zero-filled one of another size. The old text is gone in any case.
+    // Trades the block for one of another size. The old text is gone in any case.
     bool Allocate(DWORD bytes) {
-        text = static_cast<char*>(HeapAlloc(heap, HEAP_ZERO_MEMORY, bytes));
+        text = static_cast<char*>(HeapAlloc(heap, 0, bytes));
         size = bytes;
         return text != nullptr;
     }

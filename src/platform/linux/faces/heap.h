@@ -11,7 +11,8 @@ inline constexpr DWORD HEAP_ZERO_MEMORY = 8;
 // 32-bit process couldn't reserve (2 GiB and above) fails with ERROR_NOT_ENOUGH_MEMORY.
 HANDLE WINAPI HeapCreate(DWORD options, SIZE_T initialSize, SIZE_T maximumSize);
 
-// Null when there is no memory; every block is zero-filled and aligned to 16 bytes.
+// Null when there is no memory. A block is aligned to 16 bytes, and zero-filled with HEAP_ZERO_MEMORY; what
+// is in it without that is undefined.
 LPVOID WINAPI HeapAlloc(HANDLE heap, DWORD flags, SIZE_T size);
 
 // May be called from another thread than the allocating one. A null block is freed already. One that isn't a
