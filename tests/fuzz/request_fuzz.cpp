@@ -163,11 +163,10 @@ bool BeginsAKnownAddress(const BootPacket& request) {
 
 }  // namespace
 
-extern "C" ssize_t __wrap_sendto(int, const void* data, size_t size, int, const sockaddr* to,
-                                 socklen_t toSize) {
-    expect(toSize == sizeof(sockaddr_in), "an address is given");
+extern "C" ssize_t __wrap__Z12SendDatagramiPKvmRK11sockaddr_in(int, const void* data, size_t size,
+                                                               const sockaddr_in& to) {
     const auto* bytes = static_cast<const std::uint8_t*>(data);
-    Captured.push_back({{bytes, bytes + size}, *reinterpret_cast<const sockaddr_in*>(to)});
+    Captured.push_back({{bytes, bytes + size}, to});
     if ((Settings & SendFails) == 0) return static_cast<ssize_t>(size);
     errno = EPERM;
     return -1;

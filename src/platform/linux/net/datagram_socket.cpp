@@ -3,11 +3,12 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <algorithm>
+#include <bit>
 #include <cerrno>
 
 #include "platform/arrivals.h"
 #include "platform/linux/net/bound_descriptors.h"
+#include "platform/linux/net/datagram_calls.h"
 #include "platform/linux/net/watch_set.h"
 #include "platform/linux/objects/promise.h"
 
@@ -103,16 +104,29 @@ int DatagramSocket::Fill(unsigned index) {
     const Stay stay(*this);
     if (!stay) return ENOTSOCK;
     const int descriptor = DescriptorAt(index);
-    return descriptor < 0 ? EAGAIN : ahead_[index].Fill(descriptor);
+    const int error = descriptor < 0 ? EAGAIN : ahead_[index].Fill(descriptor);
+    if (error == 0) filled_ |= 1u << index;
+    return error;
+}
+
+// The one of them whose turn comes first; there has to be one.
+unsigned DatagramSocket::InTurn(unsigned descriptors) const {
+    const unsigned later = descriptors >> turn_ << turn_;
+    return static_cast<unsigned>(std::countr_zero(later != 0 ? later : descriptors));
 }
 
 // The caller holds receiving_.
 int DatagramSocket::FindDatagram(unsigned& from) {
     const unsigned readable = readable_.load(std::memory_order_relaxed);
+    if (filled_ != 0) {
+        // Nothing that is only likely comes first, as under load.
+        from = InTurn(filled_ | readable);
+        if ((filled_ >> from & 1) != 0) return 0;
+    }
     for (const bool isLikely : {true, false}) {
         for (unsigned step = 0; step < Descriptors; ++step) {
             from = (turn_ + step) % Descriptors;
-            if (!ahead_[from].IsEmpty()) return 0;
+            if ((filled_ >> from & 1) != 0) return 0;
             if (((readable >> from & 1) != 0) != isLikely) continue;
             if (const int error = Fill(from); error != EAGAIN) return error;
         }
@@ -121,15 +135,16 @@ int DatagramSocket::FindDatagram(unsigned& from) {
 }
 
 int DatagramSocket::TryReceive(void* buffer, std::size_t size, sockaddr_in& from, std::size_t& length) {
-    const std::lock_guard<std::mutex> lock(receiving_);
+    const std::lock_guard lock(receiving_);
     if (IsClosed()) return ENOTSOCK;
     if (!hasPort_.load(std::memory_order_acquire)) return EINVAL;
 
     unsigned index = 0;
     if (const int error = FindDatagram(index); error != 0) return error;
     length = ahead_[index].Take(buffer, size, from);
-    turn_ = (index + 1) % Descriptors;
-    moreArrived = !std::ranges::all_of(ahead_, &ReadAhead::IsEmpty);
+    if (ahead_[index].IsEmpty()) filled_ &= ~(1u << index);
+    turn_ = index + 1 == Descriptors ? 0 : index + 1;
+    moreArrived = filled_ != 0;
     NoteReadAhead(moreArrived);
     return 0;
 }
@@ -157,9 +172,7 @@ int DatagramSocket::Send(const void* data, std::size_t size, const sockaddr_in& 
     if (!stay) return ENOTSOCK;
     const int descriptor = DescriptorAt(Own);
     for (int attempt = 0; !IsClosed(); ++attempt) {
-        const ssize_t sent = sendto(descriptor, data, size, MSG_DONTWAIT | MSG_NOSIGNAL,
-                                    reinterpret_cast<const sockaddr*>(&to), sizeof to);
-        if (sent >= 0) {
+        if (SendDatagram(descriptor, data, size, to) >= 0) {
             if (!hasPort_.load(std::memory_order_relaxed)) hasPort_.store(true, std::memory_order_release);
             return 0;
         }

@@ -17,6 +17,7 @@
 
 #include "platform/linux/net/read_ahead.h"
 #include "platform/linux/objects/object.h"
+#include "platform/linux/objects/short_lock.h"
 #include "platform/linux/system/descriptor.h"
 
 class DatagramSocket final : public Object {
@@ -74,6 +75,7 @@ class DatagramSocket final : public Object {
     void Leave();
     bool IsClosed() const;
     int FindDatagram(unsigned& from);
+    unsigned InTurn(unsigned descriptors) const;
     int Fill(unsigned index);
     bool WaitForRoom(int descriptor);
     void NoteReadAhead(bool isThere);
@@ -86,7 +88,8 @@ class DatagramSocket final : public Object {
     std::atomic<std::chrono::steady_clock::rep> noWaitBefore_{0};  // the steady clock's count
     std::mutex binding_;
     std::atomic<bool> hasReadAhead_{false};
-    std::mutex receiving_;  // guards what follows
+    ShortLock receiving_;  // guards what follows
     std::array<ReadAhead, Descriptors> ahead_;
+    unsigned filled_ = 0;  // those of `ahead_` that aren't empty, one bit each
     unsigned turn_ = 0;
 };

@@ -7,6 +7,8 @@
 
 #include "platform/arrivals.h"
 #include "platform/linux/memory/page_memory.h"
+#include "platform/linux/net/datagram_calls.h"
+#include "platform/linux/system/fetch_count.h"
 
 namespace {
 
@@ -61,9 +63,10 @@ int ReadAhead::Fill(int descriptor) {
     for (int attempt = 0; attempt < Attempts; ++attempt) {
         for (mmsghdr& message : messages_)
             message.msg_hdr.msg_namelen = sizeof(sockaddr_in);
-        const int received = recvmmsg(descriptor, messages_.data(), Depth, MSG_DONTWAIT, nullptr);
+        const int received = ReceiveDatagrams(descriptor, messages_.data(), Depth);
         if (received > 0) {
             count_ = static_cast<unsigned>(received);
+            fetch_ = ++fetchCount;
             ShowArrivals();
             return 0;
         }
@@ -84,6 +87,7 @@ std::size_t ReadAhead::Take(void* buffer, std::size_t size, sockaddr_in& from) {
     const unsigned first = next_++;
     const std::size_t length = messages_[first].msg_len;
     from = senders_[first];
+    fetchOfLastDatagram = fetch_;
     if (const std::size_t wanted = std::min(size, length); wanted != 0)
         std::memcpy(buffer, places_[first].iov_base, wanted);
     return length;

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 class ReadAhead {
   public:
@@ -34,6 +35,7 @@ class ReadAhead {
     std::byte* const storage_;
     unsigned next_ = 0;
     unsigned count_ = 0;
+    std::uint64_t fetch_ = 0;  // that brought what is there
     std::array<sockaddr_in, Depth> senders_;
     std::array<iovec, Depth> places_;
     std::array<mmsghdr, Depth> messages_;
