@@ -56,9 +56,9 @@ void ReadAlias(const char* bootFile, const char* otherwise, char* alias, DWORD s
     GetPrivateProfileStringA("File Aliases", bootFile, otherwise, alias, size, path);
 }
 
-bool ReplaceByAlias(BootPacket* packet, const char* path, SharedSections* shared) {
+bool ReplaceByAlias(BootPacket* packet, const char* path, SectionMemo* memo) {
     if (packet->file[0] == '\0') return true;
-    const std::string* known = shared != nullptr ? RecallAlias(shared, packet->file, path) : nullptr;
+    const std::string* known = memo != nullptr ? RecallAlias(memo, packet->file, path) : nullptr;
     if (known != nullptr) return StoreBootFile(packet, known->c_str());
     char alias[BootFileSize + 1];  // an alias of 128 characters shows that it is too long
     ReadAlias(packet->file, packet->file, alias, sizeof alias, path);

@@ -6,7 +6,7 @@
 #include "platform/windows_api.h"
 #include "request/boot_packet.h"
 
-struct SharedSections;
+struct SectionMemo;
 
 inline constexpr std::size_t BootFileSize = sizeof(BootPacket::file);
 
@@ -26,8 +26,8 @@ void CopyMediaText(const BootPacket* packet, char* text);
 void ReadAlias(const char* bootFile, const char* otherwise, char* alias, DWORD size, const char* path);
 
 // Replaces the name by the one that "File Aliases" has for it, if any. False if the alias doesn't fit.
-// `shared` may be null.
-bool ReplaceByAlias(BootPacket* packet, const char* path, SharedSections* shared);
+// `memo` may be null.
+bool ReplaceByAlias(BootPacket* packet, const char* path, SectionMemo* memo);
 
 // The length of the name in a field that need not have a NUL.
 std::size_t BootFileLength(const BootPacket* packet);

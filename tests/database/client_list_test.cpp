@@ -124,12 +124,12 @@ TEST_F(ClientListTest, ALoadKeepsNoMoreTextsThanItMay) {
     WriteBootptab("[Options]\nHost Name=12,string\n");
     SharedSections shared(heap);
     for (int at = 0; at < 6000; ++at)
-        RecallTemplate(&shared, ("Template:" + std::to_string(at)).c_str(), &shared.buffers.ofTemplate,
+        RecallTemplate(&shared.memo, ("Template:" + std::to_string(at)).c_str(), &shared.buffers.ofTemplate,
                        catalogue.data(), path.c_str());
-    EXPECT_LE(shared.templates.size(), 4096u);
+    EXPECT_LE(shared.memo.templates.size(), 4096u);
     for (int at = 0; at < 6000; ++at)
-        RecallAlias(&shared, std::to_string(at).c_str(), path.c_str());
-    EXPECT_LE(shared.templates.size() + shared.aliases.size(), 4096u);
+        RecallAlias(&shared.memo, std::to_string(at).c_str(), path.c_str());
+    EXPECT_LE(shared.memo.templates.size() + shared.memo.aliases.size(), 4096u);
 }
 
 // The file is edited where the load reports a section, and the load goes on a moment later.

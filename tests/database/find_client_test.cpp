@@ -1,5 +1,6 @@
 #include "database/lookup/find_client.h"
 
+#include <algorithm>
 #include <cstring>
 #include <thread>
 
@@ -203,6 +204,27 @@ TEST_F(FindClientTest, AMutexWhoseOwnerHasEndedIsTaken) {
         }).join();
         Datagram datagram(300, {0, 1});
         EXPECT_EQ(Find(&datagram), FindListedBootp);
+    }
+}
+
+// What a thread remembers of the sections that clients share is that of the file as it is.
+TEST_F(FindClientTest, ATransientEntryHasTheTemplateAndTheAliasOfTheMoment) {
+    Prepare("", 1);
+    std::string text = ExampleBootptab;
+    text.replace(text.find("[File Aliases]\n"), 15, "[File Aliases]\nboot=?.img\n") +=
+        "[Template:t]\nHost Name=?\nBoot File=boot\n[00-01]\nTemplate=t\n[00-02]\nTemplate=T\nHost "
+        "Name=own\n";
+    for (char letter = 'a'; letter <= 'z'; ++letter) {
+        std::string edited = text;
+        std::ranges::replace(edited, '?', letter);
+        WriteBootptab(edited);
+        for (const BYTE client : {1, 2, 1}) {
+            Datagram datagram(300, {0, client});
+            ASSERT_EQ(Find(&datagram), FindTransientBootp);
+            EXPECT_EQ(datagram.Packet()->file, letter + std::string(".img"));
+            const BYTE value = client == 1 ? static_cast<BYTE>(letter) : BYTE{'o'};
+            EXPECT_EQ(datagram.block[242], value);
+        }
     }
 }
 

@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <thread>
+
+#include "platform/linux/system/fetch_count.h"
 #include "platform/test_home.h"
 #include "platform/windows_api.h"
 
@@ -53,6 +57,51 @@ TEST_F(HeldIniFileTest, AnEditInItsMidstShowsSoon) {
     EXPECT_EQ(Value(), Missing);
     Edit(1003);
     EXPECT_EQ(Value(), "1003");  // what isn't there is looked for each time
+}
+
+// What is received is counted in fetches from the kernel, and so is a look.
+TEST_F(HeldIniFileTest, ADatagramIsServedByALookThatIsLaterThanItsComing) {
+    const auto served = [this] {
+        const HeldIniFile held{HeldIniFile::SinceLastDatagram{}};
+        return Value();
+    };
+    const auto receive = [] { fetchOfLastDatagram = ++fetchCount; };
+    Edit(1000);
+    receive();
+    EXPECT_EQ(served(), "1000");
+    Edit(1001);
+    EXPECT_EQ(served(), "1001") << "the datagram has been served";
+    fetchOfLastDatagram = fetchCount;
+    Edit(1002);
+    EXPECT_EQ(served(), "1001") << "came with the one before: a look has been taken since";
+    receive();
+    EXPECT_EQ(served(), "1002");
+    fetchOfLastDatagram = fetchCount;
+    Edit(1003);
+    std::thread([&] { EXPECT_EQ(served(), "1003") << "has received nothing"; }).join();
+    EXPECT_EQ(served(), "1003");
+    Edit(1004);
+    EXPECT_EQ(Value(), "1004");
+    receive();
+    {
+        const HeldIniFile held{HeldIniFile::SinceLastDatagram{}};
+        EXPECT_EQ(Value(), "1004");
+        Edit(1005);
+        usleep(SeveralTicks);
+        EXPECT_EQ(Value(), "1004") << "one look for all of a request";
+    }
+}
+
+TEST_F(HeldIniFileTest, TheNumberOfTheContentChangesWithIt) {
+    const HeldIniFile held;
+    Edit(1000);
+    const std::uint64_t first = held.ContentNumber(home.Path("x.ini").c_str());
+    EXPECT_NE(first, 0u);
+    EXPECT_EQ(held.ContentNumber(home.Path("x.ini").c_str()), first);
+    Edit(1001);
+    usleep(SeveralTicks);
+    EXPECT_NE(held.ContentNumber(home.Path("x.ini").c_str()), first);
+    EXPECT_EQ(held.ContentNumber(home.Path("y.ini").c_str()), 0u);
 }
 
 TEST_F(HeldIniFileTest, OneWithinAnotherEndsNothing) {

@@ -25,7 +25,7 @@ struct Build {
     BootPacket* packet;
     BYTE* cursor;
     BYTE* limit;
-    SharedSections* shared;
+    SectionMemo* memo;  // may be null
 };
 
 DWORD Accept(Build* build, const EncodedOption& encoded) {
@@ -79,9 +79,9 @@ struct SharedKeys {
 
 // Encodes the keys but for those in `overridden`, which may be null.
 template <class Keys>
-DWORD EncodeKeys(Build* build, Keys keys, const NameList* overridden) {
+DWORD EncodeKeys(Build* build, Keys keys, const NameSet* overridden) {
     while (keys.Next()) {
-        if (overridden != nullptr && HasName(*overridden, keys.name)) continue;
+        if (overridden != nullptr && overridden->Has(keys.name)) continue;
         char value[OptionValueSize];
         const OptionDefinition* definition = keys.Read(value);
         const DWORD result = Encode(build, definition, value);
@@ -99,11 +99,12 @@ DWORD EncodeTemplate(Build* build, const KeySection& client, HeapBuffer* buffer)
         GetPrivateProfileStringA(client.name, TemplateKey, "", name, OptionValueRead, build->path);
     if (length == 0) return DatabaseOk;
     if (length > LongestOptionValue) return EntryMalformed;
-    if (build->shared != nullptr) {
-        const auto* keys = RecallTemplate(build->shared, section, buffer, build->catalogue, build->path);
-        if (keys != nullptr) return EncodeKeys(build, SharedKeys{*keys}, &client.keys);
+    const NameSet overridden(client.keys);
+    if (build->memo != nullptr) {
+        const auto* keys = RecallTemplate(build->memo, section, buffer, build->catalogue, build->path);
+        if (keys != nullptr) return EncodeKeys(build, SharedKeys{*keys}, &overridden);
     }
-    return EncodeKeys(build, FileKeys{build, ReadKeySection(buffer, section, build->path)}, &client.keys);
+    return EncodeKeys(build, FileKeys{build, ReadKeySection(buffer, section, build->path)}, &overridden);
 }
 
 DWORD EncodeClient(Build* build, KeyBuffers* buffers) {
@@ -117,7 +118,7 @@ DWORD EncodeClient(Build* build, KeyBuffers* buffers) {
     if (result == DatabaseOk) result = EncodeKeys(build, FileKeys{build, client}, nullptr);
     if (result == DatabaseOk) result = MarkEnd(build);
     if (result != DatabaseOk) return result;
-    return ReplaceByAlias(build->packet, build->path, build->shared) ? DatabaseOk : EntryMalformed;
+    return ReplaceByAlias(build->packet, build->path, build->memo) ? DatabaseOk : EntryMalformed;
 }
 
 ClientEntry* AllocateEntryBlock(HANDLE heap, DWORD size, const BYTE* hardwareAddress, BYTE hlen) {
@@ -138,8 +139,11 @@ DWORD BuildClientEntry(DWORD terminateStrings, HANDLE heap, const char* path,
     packet->cookie = RfcCookie;
     packet->op = 0;
     packet->htype = 1;
-    Build build = {terminateStrings, path, catalogue, packet, Options(packet), limit, shared};
+    Build build = {terminateStrings, path, catalogue, packet, Options(packet), limit, nullptr};
+    if (shared != nullptr) build.memo = &shared->memo;
     if (shared != nullptr && shared->buffers.AreThere()) return EncodeClient(&build, &shared->buffers);
+    const HeldIniFile held;
+    if (shared == nullptr) build.memo = ThreadsMemo(held.ContentNumber(path), heap, catalogue);
     KeyBuffers buffers(heap);
     const DWORD result = EncodeClient(&build, &buffers);
     return buffers.Release() ? result : BlockNotReleased;

@@ -2,6 +2,9 @@
 // the last.
 #pragma once
 
+#include <array>
+#include <cstddef>
+
 #include "database/load/heap_buffer.h"
 #include "platform/windows_api.h"
 
@@ -14,14 +17,36 @@ struct NameList {
 // name.
 char* NextName(NameList* list);
 
-// Whether two names are the same in whatever case. The cases of a letter differ in one bit, so most pairs are
-// told apart by their first characters.
+// Whether two names are the same in whatever case. Most pairs differ in their first characters, and most
+// names that are the same are spelt alike.
 inline bool IsSameName(const char* left, const char* right) {
+    for (; *left == *right; ++left, ++right)
+        if (*left == '\0') return true;
+    // The cases of a letter differ in one bit.
     return ((*left ^ *right) & ~0x20) == 0 && _stricmp(left, right) == 0;
 }
 
 // Whether the list has the name, in whatever case.
 bool HasName(NameList list, const char* name);
+
+// The same for many names: the list's own are found once.
+class NameSet {
+  public:
+    explicit NameSet(NameList list) : rest_(list) {
+        while (count_ < names_.size() && (names_[count_] = NextName(&rest_)) != nullptr)
+            ++count_;
+    }
+    bool Has(const char* name) const {
+        for (std::size_t at = 0; at < count_; ++at)
+            if (IsSameName(names_[at], name)) return true;
+        return HasName(rest_, name);
+    }
+
+  private:
+    std::array<const char*, 32> names_;
+    std::size_t count_ = 0;
+    NameList rest_;  // for which there was no room
+};
 
 // Reads a list as GetPrivateProfileSectionNamesA does.
 using NameListReader = DWORD(char* buffer, DWORD size, const char* path);

@@ -1,5 +1,5 @@
-// What a load keeps from client to client: the sections that many of them share, and the buffers for their
-// keys.
+// What is kept from client to client: the sections that many of them share, and in a load the buffers for
+// their keys.
 #pragma once
 
 #include <string>
@@ -40,20 +40,36 @@ struct TextHash {
 template <class T>
 using SharedTexts = std::unordered_map<std::string, T, TextHash, std::equal_to<>>;
 
-struct SharedSections {
-    KeyBuffers buffers;
+// What has been read of one content of the file.
+struct SectionMemo {
+    std::size_t mostTexts;                          // then all is forgotten
     SharedTexts<std::vector<SharedKey>> templates;  // by the section's name
     SharedTexts<std::string> aliases;               // of each boot file; itself if it has none
     std::size_t textCount = 0;                      // what the tables hold
 
+    void Forget();
+};
+
+struct SharedSections {
+    // A boot file or a template of its own for each client must not make the load remember them all.
+    static constexpr std::size_t MostTexts = 4096;
+
+    KeyBuffers buffers;
+    SectionMemo memo = {MostTexts, {}, {}};
+
     explicit SharedSections(HANDLE heap) : buffers(heap) {}
 };
 
+// What the calling thread has kept of earlier clients outside the list, if it is of that content of the file
+// (see HeldIniFile) and of that catalogue; else it begins anew. Null if the content has no number. `heap` is
+// that of the catalogue.
+SectionMemo* ThreadsMemo(std::uint64_t content, HANDLE heap, const OptionDefinition* catalogue);
+
 // The keys of a template in file order, read now or by an earlier call; `buffer` has KeyListSize. Null if
-// there is no memory to keep them.
-const std::vector<SharedKey>* RecallTemplate(SharedSections* shared, const char* section, HeapBuffer* buffer,
+// there is no memory for them.
+const std::vector<SharedKey>* RecallTemplate(SectionMemo* memo, const char* section, HeapBuffer* buffer,
                                              const OptionDefinition* catalogue, const char* path);
 
 // What "File Aliases" has for the boot file, read now or by an earlier call with at most BootFileSize
-// characters. Null if there is no memory to keep it.
-const std::string* RecallAlias(SharedSections* shared, const char* bootFile, const char* path);
+// characters. Null if there is no memory for it.
+const std::string* RecallAlias(SectionMemo* memo, const char* bootFile, const char* path);

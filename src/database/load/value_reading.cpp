@@ -6,18 +6,24 @@
 
 namespace {
 
+// 10 and above for what is no digit.
+unsigned DigitAt(const char* text) {
+    return static_cast<unsigned char>(*text) - unsigned{'0'};
+}
+
 // Four decimal numbers as people write them; nothing for any other form that `inet_addr` may know.
 std::optional<IpAddress> ReadPlainAddress(const char* text) {
     IpAddress address;
-    for (BYTE& byte : address.bytes) {
-        if (&byte != address.bytes && *text++ != '.') return std::nullopt;
-        const char* const start = text;
-        unsigned number = 0;
-        while (*text >= '0' && *text <= '9' && text - start < 3)
-            number = number * 10 + static_cast<unsigned>(*text++ - '0');
-        const bool hasLeadingZero = *start == '0' && text - start > 1;
-        if (text == start || hasLeadingZero || number > 255) return std::nullopt;
-        byte = static_cast<BYTE>(number);
+    for (std::size_t at = 0; at < sizeof address.bytes; ++at) {
+        if (at != 0 && *text++ != '.') return std::nullopt;
+        unsigned number = DigitAt(text);
+        if (number > 9) return std::nullopt;
+        const bool isZero = number == 0;
+        int digits = 1;
+        for (++text; DigitAt(text) <= 9 && digits < 3; ++digits)
+            number = number * 10 + DigitAt(text++);
+        if ((isZero && digits > 1) || number > 255) return std::nullopt;
+        address.bytes[at] = static_cast<BYTE>(number);
     }
     if (*text != '\0') return std::nullopt;
     return address;

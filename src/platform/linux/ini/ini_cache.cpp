@@ -8,19 +8,31 @@
 
 #include "platform/linux/instance/home.h"
 #include "platform/linux/objects/promise.h"
+#include "platform/linux/system/fetch_count.h"
 #include "platform/linux/system/system_error.h"
 #include "platform/linux/system/undying.h"
 
 namespace {
 
 struct CachedIni {
-    CachedIni(std::string file, FileText text, const FileIdentity& is, bool settled)
-        : native(std::move(file)), identity(is), isSettled(settled), content(std::move(text)) {}
+    CachedIni(std::string file, FileText text, const FileIdentity& is, bool settled, LookTime looked)
+        : native(std::move(file)),
+          identity(is),
+          isSettled(settled),
+          lookedAt(looked),
+          content(std::move(text)) {}
+
+    void NoteLook(LookTime looked) {
+        LookTime last = lookedAt.load(std::memory_order_relaxed);
+        while (last < looked && !lookedAt.compare_exchange_weak(last, looked, std::memory_order_release)) {
+        }
+    }
 
     const std::string native;  // the path as the system takes it
     const FileIdentity identity;
     // False while another edit could give the file the same identity; then only its bytes tell.
     std::atomic<bool> isSettled;
+    std::atomic<LookTime> lookedAt;  // the fetches of datagrams before the last look
     const ParsedIni content;
 };
 
@@ -30,7 +42,7 @@ std::shared_ptr<const ParsedIni> ContentOf(const CachedRef& cached) {
     return {cached, &cached->content};
 }
 
-timespec Now() {
+timespec CoarseTime() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME_COARSE, &now);
     return now;
@@ -38,12 +50,15 @@ timespec Now() {
 
 class IniCache {
   public:
-    std::shared_ptr<const ParsedIni> Open(const char* path) {
+    std::shared_ptr<const ParsedIni> Open(const char* path, LookTime since) {
         CachedRef cached = Find(path);
         if (cached == nullptr) return Load(path, NativePath(path));
+        if (cached->lookedAt.load(std::memory_order_acquire) >= since) return ContentOf(cached);
+        const LookTime looked = fetchCount.load(std::memory_order_acquire);
         struct stat status {};
         const bool isThere = stat(cached->native.c_str(), &status) == 0;
         if (isThere && IsCurrent(cached, status) && cached->isSettled.load(std::memory_order_acquire)) {
+            cached->NoteLook(looked);
             return ContentOf(cached);
         }
         const std::string native = cached->native;
@@ -92,7 +107,8 @@ class IniCache {
         KeepPromise();
         const std::lock_guard loading(loadMutex_);
         // Taken ahead of the look at the file: what changes from here on changes later than this.
-        const timespec now = Now();
+        const timespec now = CoarseTime();
+        const LookTime looked = fetchCount.load(std::memory_order_acquire);
         struct stat status {};
         const Descriptor file = OpenForReading(native.c_str(), status);
         if (!file) {
@@ -107,6 +123,7 @@ class IniCache {
             const bool trusted = former->isSettled.load(std::memory_order_acquire);
             if (trusted || HasSameBytes(file.Get(), former->content.Text())) {
                 if (settled) former->isSettled.store(true, std::memory_order_release);
+                former->NoteLook(looked);
                 return ContentOf(former);
             }
             if (lseek(file.Get(), 0, SEEK_SET) != 0) return Fail(errno);
@@ -118,7 +135,7 @@ class IniCache {
             error != 0) {
             return Fail(error);
         }
-        const auto loaded = std::make_shared<CachedIni>(native, std::move(text), identity, settled);
+        const auto loaded = std::make_shared<CachedIni>(native, std::move(text), identity, settled, looked);
         Keep(path, loaded);
         return ContentOf(loaded);
     }
@@ -136,8 +153,8 @@ class IniCache {
 
 }  // namespace
 
-std::shared_ptr<const ParsedIni> OpenIni(const char* path) try {
-    return Undying<IniCache>().Open(path);
+std::shared_ptr<const ParsedIni> OpenIni(const char* path, LookTime since) try {
+    return Undying<IniCache>().Open(path, since);
 } catch (const std::bad_alloc&) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;

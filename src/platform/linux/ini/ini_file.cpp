@@ -66,15 +66,16 @@ DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR fallbac
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
-    const std::string_view missing = fallback != nullptr ? fallback : "";
+    const auto missing = [fallback] { return std::string_view(fallback != nullptr ? fallback : ""); };
     const IniReading reading(path != nullptr ? path : "");
     if (reading.Content() == nullptr) {
         if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) NoteMissedMemory();
-        return CopyValue(missing, buffer, size);
+        return CopyValue(missing(), buffer, size);
     }
     if (section != nullptr && key != nullptr) {
         const std::string_view wanted = TrimBlanks(key);
-        return CopyValue(reading.FindValue(TrimBlanks(section), wanted).value_or(missing), buffer, size);
+        const std::optional<std::string_view> value = reading.FindValue(TrimBlanks(section), wanted);
+        return CopyValue(value ? *value : missing(), buffer, size);
     }
     NameList list(buffer, size);
     const auto add = [&list](std::string_view name) { return list.Add(name); };
@@ -83,7 +84,7 @@ DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR fallbac
     } else {
         reading.ForEachKey(TrimBlanks(section), add);
     }
-    return list.IsEmpty() ? CopyValue(missing, buffer, size) : list.Finish();
+    return list.IsEmpty() ? CopyValue(missing(), buffer, size) : list.Finish();
 } catch (...) {
     const DWORD copied = CopyValue(fallback != nullptr ? fallback : "", buffer, size);
     SetLastError(CaughtError());

@@ -4,10 +4,6 @@
 
 namespace {
 
-bool IsBlank(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r') || c == '\x1A';
-}
-
 std::string_view WithoutQuotes(std::string_view value) {
     if (value.size() < 2 || value.front() != value.back()) return value;
     if (value.front() != '"' && value.front() != '\'') return value;
@@ -15,14 +11,6 @@ std::string_view WithoutQuotes(std::string_view value) {
 }
 
 }  // namespace
-
-std::string_view TrimBlanks(std::string_view text) {
-    while (!text.empty() && IsBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && IsBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
 
 std::string_view TakeLine(std::string_view& rest) {
     const void* end = std::memchr(rest.data(), '\n', rest.size());
@@ -34,7 +22,7 @@ std::string_view TakeLine(std::string_view& rest) {
 }
 
 std::optional<std::string_view> HeadingName(std::string_view line) {
-    while (!line.empty() && IsBlank(line.front()))
+    while (!line.empty() && IsIniBlank(line.front()))
         line.remove_prefix(1);
     if (!line.starts_with('[')) return std::nullopt;
     const std::size_t end = line.rfind(']');
@@ -44,7 +32,8 @@ std::optional<std::string_view> HeadingName(std::string_view line) {
 
 std::optional<IniKey> ParseKey(std::string_view line) {
     line = TrimBlanks(line);
-    if (line.empty() || line.front() == ';' || HeadingName(line)) return std::nullopt;
+    if (line.empty() || line.front() == ';') return std::nullopt;
+    if (line.front() == '[' && HeadingName(line)) return std::nullopt;
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) return std::nullopt;
     const std::string_view name = TrimBlanks(line.substr(0, equals));

@@ -4,9 +4,19 @@
 #include <optional>
 #include <string_view>
 
-// Without blanks at both ends. All white space counts as blank, and so does 0x1A, the end of a file in old
-// times.
-std::string_view TrimBlanks(std::string_view text);
+// All white space, and 0x1A, the end of a file in old times.
+constexpr bool IsIniBlank(char c) {
+    return static_cast<unsigned char>(c) <= ' ' && (c == ' ' || (c >= '\t' && c <= '\r') || c == '\x1A');
+}
+
+// Without blanks at both ends.
+constexpr std::string_view TrimBlanks(std::string_view text) {
+    while (!text.empty() && IsIniBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && IsIniBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
 
 // Takes the first line off `rest`, without its line feed; the last line needs none. `rest` isn't empty.
 std::string_view TakeLine(std::string_view& rest);

@@ -1,5 +1,6 @@
 #include "platform/linux/ini/parsed_ini.h"
 
+#include <atomic>
 #include <limits>
 #include <utility>
 
@@ -56,6 +57,11 @@ std::optional<std::string_view> SectionKeys::FindValue(std::string_view name) co
 ParsedIni::ParsedIni(FileText bytes) : text_(IniText(std::move(bytes))) {
     FindSections();
     IndexSections();
+}
+
+std::uint64_t ParsedIni::NextNumber() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
 }
 
 std::string_view ParsedIni::Name(const Section& section) const {

@@ -60,6 +60,9 @@ class ParsedIni {
     // is faster. Throws std::bad_alloc.
     bool ListKeys(std::string_view section, std::vector<IniKey>& keys) const;
 
+    // No other content of any file has had the same.
+    std::uint64_t Number() const { return number_; }
+
     // What is left of the file's bytes; the same, unless it was in UTF-16 or had NULs or lone returns in it.
     std::string_view Text() const { return text_.View(); }
 
@@ -85,6 +88,9 @@ class ParsedIni {
     Body FindBody(std::string_view section) const;
     std::shared_ptr<const SectionKeys> KeysOf(const Body& body) const;
 
+    static std::uint64_t NextNumber();
+
+    const std::uint64_t number_ = NextNumber();
     FileText text_;
     std::vector<Section> sections_;
     NameIndex index_;
