@@ -30,11 +30,12 @@ struct RequestInHand {
     RequestTrace trace;
     bool broadcast = false;
     bool relayed = false;
-    char arpMacText[ArpMacTextSize] = {};
+    char arpMacText[ArpMacTextSize];
     char betterInterface[128];
 
     explicit RequestInHand(const RequestContext& given) : context(given), generation(given.blockOwner) {
         trace.opcode = packet()->op;
+        arpMacText[0] = '\0';
     }
     const ServerParameters& parameters() const { return generation.record(); }
     BootPacket* packet() const { return context.packet; }
@@ -78,16 +79,17 @@ void ReadRequest(RequestInHand* request) {
     trace.yiaddr = packet->yiaddr;
     trace.siaddr = packet->siaddr;
     trace.cookie = packet->cookie;
+    if (request->parameters().LogHandle == nullptr) return;  // no one will read the texts
     std::memcpy(trace.serverName, packet->sname, sizeof packet->sname);
-    if (request->parameters().LogHandle == nullptr) return;  // no one will read the times
     _strtime(trace.time);
     _strdate(trace.date);
 }
 
 // A client may name its server by a prefix of the host name, or by the host name and more after it.
-bool IsThisServer(const char* serverName) {
-    const std::size_t compared = std::min(std::strlen(serverName), std::strlen(HostName));
-    return *serverName == '\0' || _strnicmp(serverName, HostName, compared) == 0;
+bool IsThisServer(const BootPacket& packet) {
+    if (packet.sname[0] == '\0') return true;
+    const std::size_t named = strnlen(packet.sname, sizeof packet.sname);
+    return _strnicmp(packet.sname, HostName, std::min(named, std::strlen(HostName))) == 0;
 }
 
 bool IsRelayAnswered(const RequestInHand& request) {
@@ -162,7 +164,7 @@ Decision DecideAndReply(RequestInHand* request) {
         return Decision::Done;
     }
     ReadRequest(request);
-    if (!IsThisServer(trace.serverName)) {
+    if (!IsThisServer(*request->packet())) {
         trace.findStatus = "Not this server";
         return Decision::Done;
     }

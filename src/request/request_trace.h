@@ -25,14 +25,17 @@ struct RequestTrace {
     IpAddress cookie = {};
     IpAddress localAddress = {};
     const char* arpMacText = "";  // the entry's own media address
-    char serverName[sizeof BootPacket::sname + 1] = {};
-    char date[9] = {};
-    char time[9] = {};
+    char serverName[sizeof BootPacket::sname + 1];
+    char date[9];
+    char time[9];
 
     // Once the request has come as far as a reply.
     bool replied = false;
     IpAddress foundAddress = {};
     IpAddress gateway = {};
+
+    // The texts are empty to begin with, and that of the server's name ends wherever it is filled to.
+    RequestTrace() { serverName[0] = serverName[sizeof serverName - 1] = date[0] = time[0] = '\0'; }
 };
 
 // Formats the block; fields that the trace doesn't hold are those of the packet now. Control characters in

@@ -4,10 +4,8 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
-#include <functional>
 #include <new>
 #include <numeric>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -18,8 +16,33 @@ const BYTE* AddressBytes(const ClientEntry* entry) {
     return reinterpret_cast<const BYTE*>(&entry->packet) + offsetof(BootPacket, chaddr);
 }
 
-std::uint64_t HashOf(const BYTE* address, DWORD length) {
-    return std::hash<std::string_view>{}({reinterpret_cast<const char*>(address), length});
+// Up to sixteen bytes of an address, in two words.
+struct AddressWords {
+    std::uint64_t first, second;
+
+    bool operator==(const AddressWords&) const = default;
+};
+
+// Of sixteen bytes that are there the first `length`, followed by zeros.
+AddressWords WordsOf(const BYTE* address, DWORD length) {
+    static constexpr auto Masks = [] {
+        std::array<BYTE, 2 * HardwareAddressSize> masks{};
+        std::fill_n(masks.begin(), HardwareAddressSize, BYTE{0xFF});
+        return masks;
+    }();
+    const BYTE* const mask = Masks.data() + HardwareAddressSize - length;
+    AddressWords words;
+    AddressWords wanted;
+    std::memcpy(&words, address, sizeof words);
+    std::memcpy(&wanted, mask, sizeof wanted);
+    return {words.first & wanted.first, words.second & wanted.second};
+}
+
+// Makers number their devices, so the last bytes have to reach all bits.
+std::uint64_t HashOf(const AddressWords& words) {
+    std::uint64_t hash = words.first * 0x9E3779B97F4A7C15u ^ words.second * 0xC2B2AE3D27D4EB4Fu;
+    hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93u;
+    return hash ^ hash >> 32;
 }
 
 DWORD TagOf(std::uint64_t hash) {
@@ -64,7 +87,7 @@ struct Insertion {
 // While a table is built its slots name ordinals.
 Insertion Insert(const PrefixTable& table, const std::vector<Address>& addresses, DWORD ordinal) {
     const BYTE* address = addresses[ordinal].data();
-    const std::uint64_t hash = HashOf(address, table.keyLength);
+    const std::uint64_t hash = HashOf(WordsOf(address, table.keyLength));
     for (DWORD at = FirstSlot(hash, table.slotCount);; at = SlotAfter(at, table.slotCount)) {
         PrefixSlot& slot = table.slots[at];
         if (slot.placePlus1 == 0) {
@@ -197,7 +220,7 @@ void Prefetch(const void* start, std::size_t bytes) {
 
 // The slot of the first client that has the first `table.keyLength` bytes in common with `address`.
 const IndexedClient* FindByPrefix(const ClientIndex* index, const PrefixTable& table, const BYTE* address) {
-    const std::uint64_t hash = HashOf(address, table.keyLength);
+    const std::uint64_t hash = HashOf(WordsOf(address, table.keyLength));
     for (DWORD at = FirstSlot(hash, table.slotCount); table.slots[at].placePlus1 != 0;
          at = SlotAfter(at, table.slotCount)) {
         if (table.slots[at].tag != TagOf(hash)) continue;
@@ -218,15 +241,36 @@ const IndexedClient* FindByHash(const ClientIndex* index, std::uint64_t hash, Pr
     return nullptr;
 }
 
-const IndexedClient* FindByAddress(const ClientIndex* index, const BYTE* address) {
-    return FindByHash(index, HashOf(address, index->keyLength), [=](const IndexedClient& client) {
-        return HasAddress(client.entry, address, static_cast<BYTE>(index->keyLength));
+// The first client with the first `length` bytes of the address, which are all of the table's key at least
+// and sixteen at most. No two clients of the table have the same key, so there is no other.
+const IndexedClient* FindByAddress(const ClientIndex* index, const BYTE* address, DWORD length) {
+    const AddressWords words = WordsOf(address, length);
+    return FindByHash(index, HashOf(WordsOf(address, index->keyLength)), [&](const IndexedClient& client) {
+        return WordsOf(AddressBytes(client.entry), length) == words;
     });
+}
+
+// For a length below that of the table's key. Clients that share a key of their table share all the bytes up
+// to `length`: the first one speaks for them.
+const IndexedClient* FindByShortAddress(const ClientIndex* index, const BYTE* address, BYTE length) {
+    if (length == 0) return &index->head;
+    const IndexedClient* client = FindByPrefix(index, index->tables[index->tableOfLength[length]], address);
+    return client != nullptr && HasAddress(client->entry, address, length) ? client : nullptr;
+}
+
+// Beyond sixteen bytes twins differ.
+const IndexedClient* FindByLongAddress(const ClientIndex* index, const BYTE* address, BYTE length) {
+    const IndexedClient* client = FindByAddress(index, address, HardwareAddressSize);
+    while (client != nullptr && !HasAddress(client->entry, address, length))
+        client = client->nextTwin != 0 ? &index->twins[client->nextTwin - 1] : nullptr;
+    return client;
 }
 
 }  // namespace
 
 bool HasAddress(const ClientEntry* entry, const BYTE* address, BYTE length) {
+    if (length <= HardwareAddressSize)
+        return WordsOf(AddressBytes(entry), length) == WordsOf(address, length);
     return std::memcmp(AddressBytes(entry), address, length) == 0;
 }
 
@@ -240,31 +284,20 @@ ClientIndex* BuildClientIndex(HANDLE heap, ClientEntry* listHead) try {
 }
 
 const IndexedClient* FindIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length) {
-    if (length == 0) return &index->head;
-    if (length < index->keyLength) {
-        // Clients that share the key share all the bytes up to `length`: the first one speaks for them.
-        const IndexedClient* client =
-            FindByPrefix(index, index->tables[index->tableOfLength[length]], address);
-        return client != nullptr && HasAddress(client->entry, address, length) ? client : nullptr;
-    }
-    const IndexedClient* client = FindByAddress(index, address);
-    while (client != nullptr && !HasAddress(client->entry, address, length)) {
-        // Beyond sixteen bytes twins differ; up to there they all differ from the address if one does.
-        client = length > HardwareAddressSize && client->nextTwin != 0 ? &index->twins[client->nextTwin - 1]
-                                                                       : nullptr;
-    }
-    return client;
+    if (length < index->keyLength) return FindByShortAddress(index, address, length);
+    return length <= HardwareAddressSize ? FindByAddress(index, address, length)
+                                         : FindByLongAddress(index, address, length);
 }
 
 void PrefetchIndexSlot(const ClientIndex* index, const BYTE* address) {
-    const std::uint64_t hash = HashOf(address, index->keyLength);
+    const std::uint64_t hash = HashOf(WordsOf(address, index->keyLength));
     constexpr std::size_t UsualProbe = 3;  // slots, with four of five in use
     Prefetch(&index->slots[FirstSlot(hash, index->slotCount)], UsualProbe * sizeof(IndexedClient));
 }
 
 const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length) {
     if (length < index->keyLength) return nullptr;
-    return FindByHash(index, HashOf(address, index->keyLength), [](const IndexedClient& client) {
+    return FindByHash(index, HashOf(WordsOf(address, index->keyLength)), [](const IndexedClient& client) {
         Prefetch(client.entry, sizeof(ClientEntry));
         return true;
     });

@@ -48,7 +48,7 @@ struct ClientIndex {
 ClientIndex* BuildClientIndex(HANDLE heap, ClientEntry* listHead);
 
 // The first entry whose bytes from `chaddr` on are the `length` bytes of `address`; null if there is none.
-// Lengths above 16 reach into the fields after `chaddr`.
+// Lengths above 16 reach into the fields after `chaddr`. `address` has 16 bytes at least.
 const IndexedClient* FindIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length);
 
 // For a caller who fetches ahead what a lookup will read. Each looks at what the one before has started to
@@ -58,7 +58,8 @@ void PrefetchIndexSlot(const ClientIndex* index, const BYTE* address);
 // none, or for a length below that of the list's addresses.
 const IndexedClient* GuessIndexedClient(const ClientIndex* index, const BYTE* address, BYTE length);
 
-// Whether an entry's bytes from `chaddr` on begin with those. They lie within the block for every length.
+// Whether an entry's bytes from `chaddr` on begin with those. They lie within the block for every length;
+// `address` has 16 bytes at least.
 bool HasAddress(const ClientEntry* entry, const BYTE* address, BYTE length);
 
 // Marks a loaded list as no longer the live one: a lookup that gets ClientListMutex from now on sends its

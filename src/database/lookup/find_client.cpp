@@ -16,22 +16,22 @@ namespace {
 
 constexpr std::size_t AddressOffset = offsetof(BootPacket, chaddr);
 
-// The bytes that a request is looked up by. Beyond the packet's fixed part and its end they are zeros.
+// The bytes that a request is looked up by: sixteen, or as many as `length` says. Beyond the packet's fixed
+// part and its end they are zeros.
 struct ClientKey {
-    BYTE bytes[256];
+    const BYTE* bytes;
     BYTE length;
 };
 
-ClientKey KeyOf(const BootPacket* packet, const BYTE* end) {
-    ClientKey key;
-    key.length = packet->hlen;
+// A key that doesn't lie in the fixed part of the packet as it is takes up `room`.
+ClientKey KeyOf(const BootPacket* packet, const BYTE* end, BYTE (&room)[256]) {
     const auto* start = reinterpret_cast<const BYTE*>(packet);
+    if (packet->hlen <= HardwareAddressSize) return {start + AddressOffset, packet->hlen};
     const std::ptrdiff_t readable = std::max<std::ptrdiff_t>(end - start, sizeof(BootPacket)) - AddressOffset;
-    const auto wanted = std::max<std::ptrdiff_t>(packet->hlen, HardwareAddressSize);
-    const auto present = static_cast<std::size_t>(std::min(readable, wanted));
-    std::memcpy(key.bytes, start + AddressOffset, present);
-    std::memset(key.bytes + present, 0, static_cast<std::size_t>(wanted) - present);
-    return key;
+    const auto present = static_cast<std::size_t>(std::min<std::ptrdiff_t>(readable, packet->hlen));
+    std::memcpy(room, start + AddressOffset, present);
+    std::memset(room + present, 0, packet->hlen - present);
+    return {room, packet->hlen};
 }
 
 struct Lookup {
@@ -94,27 +94,31 @@ void CopyFixedFields(const ClientEntry* entry, const Lookup& request) {
     packet->siaddr = request.serverAddress;
 }
 
+// Of the file that a request names; empty if there is none.
+void ReadAliasOfWanted(const BootPacket& request, char (&alias)[BootFileSize + 1], const char* path) {
+    char wanted[BootFileSize + 1];
+    const std::size_t length = BootFileLength(&request);
+    std::memcpy(wanted, request.file, length);
+    wanted[length] = '\0';
+    ReadAlias(wanted, "", alias, sizeof alias, path);
+}
+
 // Turns the request into the reply that the entry makes of it. The calling thread holds the guard of a listed
 // entry.
 int AnswerFromEntry(ClientEntry* entry, bool listed, const Lookup& request) {
     BootPacket* packet = request.packet;
     if (entry->packet.htype != packet->htype) return FindOtherHardwareType;
 
-    char wantedFile[BootFileSize + 1];
-    const std::size_t wantedLength = BootFileLength(packet);
-    std::memcpy(wantedFile, packet->file, wantedLength);
-    wantedFile[wantedLength] = '\0';
-
     char alias[BootFileSize + 1];  // an alias of 128 characters shows that it is too long
-    const bool wantsAlias = wantedLength != 0 && (entry->packet.op & FileAlias) != 0;
+    const bool wantsAlias = packet->file[0] != '\0' && (entry->packet.op & FileAlias) != 0;
     if (wantsAlias) {
-        const HeldIniFile held;
-        ReadAlias(wantedFile, "", alias, sizeof alias, request.path);
+        const HeldIniFile held{HeldIniFile::SinceLastDatagram{}};
+        ReadAliasOfWanted(*packet, alias, request.path);
         if (held.HasMissedMemory()) return FindRefused;
         if (std::strlen(alias) >= BootFileSize) return FindMalformed;
     }
 
-    CountHit(entry, request.expireHits);
+    if (listed) CountHit(entry, request.expireHits);
     CopyFixedFields(entry, request);
     if ((packet->op & ArpMac) != 0) CopyMediaText(&entry->packet, request.arpMacText);
 
@@ -152,9 +156,10 @@ int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* tot
                IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText) {
     BYTE* block = reinterpret_cast<BYTE*>(packet);
     const Lookup request = {path, packet, block + (end - block), serverAddress, expireHits, arpMacText};
+    BYTE keyRoom[256];
     WalkingLock hold;
     ClientEntry* entry = nullptr;
-    switch (SearchList(listHead, listMutex, KeyOf(packet, end), &hold, &entry)) {
+    switch (SearchList(listHead, listMutex, KeyOf(packet, end, keyRoom), &hold, &entry)) {
         case Search::Found:
             return AnswerFromEntry(entry, true, request);
         case Search::MutexFailed:
@@ -165,6 +170,7 @@ int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* tot
             break;
     }
 
+    const HeldIniFile held{HeldIniFile::SinceLastDatagram{}};
     DWORD status = DatabaseOk;
     entry = AllocateClientEntry(terminateStrings, heap, path, total, &status, catalogue, packet->chaddr,
                                 packet->hlen);

@@ -26,7 +26,8 @@ enum FindStatus : int {
 //   end            the first byte after the packet. Bytes after it count as zero, and none is written
 //   serverAddress  the local address of the receiving socket
 //   listMutex      ClientListMutex, which the calling thread doesn't hold
-//   arpMacText     a cleared buffer of 100 bytes for the media address of an entry with the flag ArpMac
+//   arpMacText     an empty text in a buffer of 100 bytes, for the media address of an entry with the flag
+//   ArpMac
 int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,
                const OptionDefinition* catalogue, BootPacket* packet, const BYTE* end,
                IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText);

@@ -35,10 +35,28 @@ struct OptionView {
 };
 
 // The option at `position`, which lies within the list.
-OptionView ReadOption(const OptionList& list, const BYTE* position);
+inline OptionView ReadOption(const OptionList& list, const BYTE* position) {
+    const auto room = static_cast<std::size_t>(list.end - position);
+    const BYTE tag = *position;
+    if (tag == TagEnd) return {OptionForm::End, position, list.end, 0, list.end};
+    if (tag == TagPad && list.pads == PadRule::Pads)
+        return {OptionForm::Pad, position, position + 1, 0, position + 1};
+    if (room < 2) return {OptionForm::NoLength, position, list.end, 0, list.end};
+    const std::size_t length = position[1];
+    if (length > room - 2) return {OptionForm::CutValue, position, position + 2, room - 2, list.end};
+    return {OptionForm::Whole, position, position + 2, length, position + 2 + length};
+}
 
 // The first option with that tag in front of the end mark, in whatever form it is there.
-std::optional<OptionView> FindOption(const OptionList& list, BYTE tag);
+inline std::optional<OptionView> FindOption(const OptionList& list, BYTE tag) {
+    for (const BYTE* position = list.begin; position < list.end;) {
+        const OptionView option = ReadOption(list, position);
+        if (option.form == OptionForm::End) return std::nullopt;
+        if (*option.start == tag) return option;
+        position = option.next;
+    }
+    return std::nullopt;
+}
 
 // Copies `count` bytes from the place of the option's value, whatever its length byte says. What lies after
 // the end of the list reads as zero.

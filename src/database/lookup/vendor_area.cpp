@@ -133,8 +133,7 @@ bool ComposeDhcpReply(BootPacket* packet, BYTE* end, const ClientEntry* entry, I
     const OptionList request = {options, end};
     const auto message = FindOption(request, TagMessageType);
     if (!message) return false;
-    BYTE type = 0;
-    CopyOptionValue(request, *message, &type, 1);
+    const BYTE type = message->value < end ? *message->value : BYTE{0};
     switch (static_cast<MessageType>(type)) {
         case MessageType::Discover:
             return WriteWholeTemplate(options, end, entry, MessageType::Offer, serverAddress);
