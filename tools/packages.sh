@@ -8,9 +8,8 @@ BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libace-dev libsystemd-de
 # What packages are tried with: the tools that build and check one, and a Debian to install it in.
 PACKAGE_PACKAGES=(dpkg-dev lintian mmdebstrap iproute2)
 
-# What else the tests use: the clients that ask, the checker of units, and the compiler for Windows.
-TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" locales udhcpc isc-dhcp-client bootpc systemd nftables
-               g++-mingw-w64-x86-64-posix)
+# What else the tests use: the clients that ask, and the checker of units.
+TEST_PACKAGES=(iproute2 locales udhcpc isc-dhcp-client bootpc systemd nftables)
 
 # Another apt-get may be at work: for how long its locks are waited for.
 LOCK_SECONDS=300

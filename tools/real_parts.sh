@@ -2,6 +2,11 @@
 # What `tools/test real` runs, in this order. A part is a line "NAME: PACKAGE... -- COMMAND":
 #   - the packages are installed before it;
 #   - the command is run from the top folder, without standard input: a script of ours, or `run_label LABEL` for the tests
-#     of the release build that have this label and the label "real", which keeps them out of the other runs;
+#     of the release build that have this label and the label "real", which keeps them out of the other runs; run_LABEL is a
+#     function of tools/test that prepares something first;
 #   - it ends with 0 if it has passed, and with 77 if it couldn't run here and has said why.
-REAL_PARTS=()
+REAL_PARTS=(
+    "the package: dpkg-dev lintian mmdebstrap iproute2 systemd udhcpc -- run_packaging"
+    "other servers: iproute2 -- run_peers"
+    "compilation for Windows: g++-mingw-w64-x86-64-posix -- run_label windows"
+)
