@@ -6,7 +6,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libace-dev libsystemd-de
                 nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev python3)
 
 # What packages are tried with: the tools that build and check one, and a Debian to install it in.
-PACKAGE_PACKAGES=(dpkg-dev lintian mmdebstrap iproute2)
+PACKAGE_PACKAGES=(dpkg-dev file lintian mmdebstrap iproute2)
 
 # What else the tests use: the clients that ask, and the checker of units.
 TEST_PACKAGES=(iproute2 locales udhcpc isc-dhcp-client bootpc systemd nftables)
