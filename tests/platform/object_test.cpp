@@ -7,8 +7,10 @@
 #include <atomic>
 #include <csignal>
 #include <deque>
+#include <mutex>
 #include <set>
 
+#include "platform/linux/objects/short_lock.h"
 #include "platform/linux/system/system_error.h"
 #include "platform/test_thread.h"
 
@@ -246,6 +248,24 @@ TEST(ObjectTest, SignalsDontShortenAWait) {
     sigaction(SIGUSR1, &before, nullptr);
     CloseHandle(mutex);
     CloseHandle(event);
+}
+
+TEST(ShortLockTest, LetsInOneAtATimeAndForgetsNobody) {
+    ShortLock lock;
+    int entered = 0;
+    {
+        std::deque<TestThread> threads;
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&] {
+                for (int round = 0; round < 5000; ++round) {
+                    const std::lock_guard hold(lock);
+                    const int before = entered;
+                    if (round % 100 == 0) Sleep(0);
+                    entered = before + 1;
+                }
+            });
+    }
+    EXPECT_EQ(entered, 20000);
 }
 
 TEST(SystemErrorTest, OneNumberMeansDifferentThingsToFilesAndSockets) {
