@@ -10,7 +10,7 @@ struct SharedSections;
 
 // One zero-filled block of the record's heap. Once an entry is in a list only `hits` and `stamp` are written,
 // by a thread that holds the mutex in front of the entry: ClientListMutex for the head, else that of the
-// entry before it.
+// entry before it. `lastAnswer` is apart: see last_answer.h.
 struct ClientEntry {
     ClientEntry* next;
     HANDLE mutex;  // guards the entry after this one; null in an entry that is in no list
@@ -18,6 +18,7 @@ struct ClientEntry {
     SYSTEMTIME stamp;       // local time of making, or of the hit that reached ExpireHits
     LONG templateCapacity;  // bytes from the image's options to the end of the block
     ClientIndex* index;     // in the head of a loaded list; null elsewhere
+    std::uint64_t lastAnswer;
     // The prebuilt reply. `op` holds the client's flag bits, `chaddr` its key, and after the cookie stand
     // the encoded options, the end mark, and zeros to the end of the block.
     BootPacket packet;

@@ -11,6 +11,7 @@
 #include "diagnostics/event_report.h"
 #include "request/address_list.h"
 #include "request/interfaces.h"
+#include "request/outcome_count.h"
 #include "request/pool_state.h"
 #include "request/reply_delivery.h"
 #include "request/request_trace.h"
@@ -28,6 +29,7 @@ struct RequestInHand {
     RequestContext context;
     const PinnedGeneration generation;
     RequestTrace trace;
+    RequestOutcome outcome;
     bool broadcast = false;
     bool relayed = false;
     char arpMacText[ArpMacTextSize];
@@ -49,19 +51,23 @@ struct StatusRow {
     const char* findStatus;
     DWORD event;  // 0: none
     int stringCount;
+    Refusal refusal = Refusal::Undefined;  // of a status without a reply
 };
+
+constexpr StatusRow Refused(Refusal refusal, DWORD event = 0, int stringCount = NoString) {
+    return {nullptr, TextOf(refusal), event, stringCount, refusal};
+}
 
 constexpr StatusRow StatusTable[] = {
     {"DHCP", "Found in database file", 0, NoString},
     {"DHCP", "Found in cache", 0, NoString},
     {"BOOTP", "Found in database file", 0, NoString},
     {"BOOTP", "Found in cache", 0, NoString},
-    {nullptr, "Hardware address not found in database.", 0, NoString},
-    {nullptr, "Hardware type mismatch. Check the event log.", EVENT_HARDWARE_TYPE_MISMATCH, OneString},
-    {nullptr, "Packet dropped", 0, NoString},
-    {nullptr, "Error in client's database configuration. Check the event log.", EVENT_MALFORMED_ENTRY,
-     OneString},
-    {nullptr, "Undefined error. Check the event log.", EVENT_SYSTEM_ERROR, SystemString},
+    Refused(Refusal::UnknownClient),
+    Refused(Refusal::HardwareType, EVENT_HARDWARE_TYPE_MISMATCH, OneString),
+    Refused(Refusal::Dropped),
+    Refused(Refusal::Malformed, EVENT_MALFORMED_ENTRY, OneString),
+    Refused(Refusal::Undefined, EVENT_SYSTEM_ERROR, SystemString),
 };
 constexpr int UndefinedStatus = 8;
 constexpr int LastStatusWithReply = 3;
@@ -104,7 +110,7 @@ int LookUpClient(RequestInHand* request) {
     return FindClient(parameters.TerminateStrings, parameters.ClientHeap, parameters.DatabasePath, &unread,
                       parameters.ClientList, parameters.OptionCatalogue, packet,
                       reinterpret_cast<BYTE*>(packet) + request->context.length, request->trace.localAddress,
-                      ClientListMutex, parameters.ExpireHits, request->arpMacText);
+                      ClientListMutex, parameters.ExpireHits, request->arpMacText, &request->outcome.listed);
 }
 
 void ReportFinding(const RequestInHand& request, const StatusRow& row, DWORD error) {
@@ -121,7 +127,10 @@ bool NoteFinding(RequestInHand* request, int status) {
     if (row.packetType != nullptr) request->trace.packetType = row.packetType;
     request->trace.findStatus = row.findStatus;
     if (row.event != 0) ReportFinding(*request, row, error);
-    return status >= 0 && status <= LastStatusWithReply;
+    request->outcome.status = status;
+    if (status >= 0 && status <= LastStatusWithReply) return true;
+    request->outcome.refusal = row.refusal;
+    return false;
 }
 
 // On a host with several interfaces the one on the client's subnet answers.
@@ -134,6 +143,7 @@ bool IsLeftToAnotherInterface(RequestInHand* request) {
     std::snprintf(request->betterInterface, sizeof request->betterInterface,
                   "Local interface %s is more suitable for this query. Skipping reply.", better);
     request->trace.replyStatus = request->betterInterface;
+    request->outcome.refusal = Refusal::OtherInterface;
     return true;
 }
 
@@ -154,31 +164,30 @@ void SendFoundReply(RequestInHand* request) {
     packet->siaddr = LocalAddresses[request->context.interfaceIndex].load();
     const Delivery delivery = {&request->context,  &request->parameters(), packet->siaddr,
                                request->broadcast, request->relayed,       request->arpMacText};
-    trace.replyStatus = ReplyStatusText(DeliverReply(delivery));
+    request->outcome.delivery = DeliverReply(delivery);
+    trace.replyStatus = ReplyStatusText(request->outcome.delivery);
+}
+
+Decision Refuse(RequestInHand* request, Refusal refusal) {
+    request->trace.findStatus = TextOf(refusal);
+    request->outcome.refusal = refusal;
+    return Decision::Done;
 }
 
 Decision DecideAndReply(RequestInHand* request) {
-    RequestTrace& trace = request->trace;
-    if (trace.opcode != BootRequestOpcode) {
-        trace.findStatus = "Invalid opcode";
-        return Decision::Done;
-    }
+    if (request->trace.opcode != BootRequestOpcode) return Refuse(request, Refusal::Opcode);
     ReadRequest(request);
-    if (!IsThisServer(*request->packet())) {
-        trace.findStatus = "Not this server";
-        return Decision::Done;
-    }
-    if (!IsRelayAnswered(*request)) {
-        trace.findStatus = "Relay agent not listed";
-        return Decision::Done;
-    }
+    if (!IsThisServer(*request->packet())) return Refuse(request, Refusal::ServerName);
+    if (!IsRelayAnswered(*request)) return Refuse(request, Refusal::RelayAgent);
     const int status = LookUpClient(request);
     if (status == FindListRetired) return Decision::Retired;
     if (!NoteFinding(request, status)) return Decision::Done;
-    if (request->packet()->yiaddr == IpAddress{})
-        trace.replyStatus = "No address defined. Reply skipped.";
-    else if (!IsLeftToAnotherInterface(request))
+    if (request->packet()->yiaddr == IpAddress{}) {
+        request->outcome.refusal = Refusal::NoAddress;
+        request->trace.replyStatus = TextOf(Refusal::NoAddress);
+    } else if (!IsLeftToAnotherInterface(request)) {
         SendFoundReply(request);
+    }
     return Decision::Done;
 }
 
@@ -198,7 +207,9 @@ void ProcessBootRequest(const RequestContext* context) {
         RequestInHand request(*context);
         if (!request.generation) break;  // none is left while the service ends
         decision = DecideAndReply(&request);
-        if (decision == Decision::Done) WriteTrace(&request);
+        if (decision != Decision::Done) continue;
+        CountOutcome(request.outcome, request.context, request.trace.localAddress);
+        WriteTrace(&request);
     }
     RequestContext finished = *context;
     ReleaseRequest(&finished);

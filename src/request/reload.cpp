@@ -4,9 +4,11 @@
 
 #include <cstring>
 
+#include "database/last_answer.h"
 #include "database/load/client_list.h"
 #include "database/lookup/client_index.h"
 #include "diagnostics/event_report.h"
+#include "diagnostics/service_counters.h"
 #include "request/address_list.h"
 #include "request/pool_state.h"
 #include "service/generation.h"
@@ -72,11 +74,17 @@ void ReloadParameters(RequestContext* context) {
     Generation* const generation = LoadGeneration();
     if (generation == nullptr) {
         Answer(*context, ReloadRefused);
-        if (!LoadsInterrupted) LogEvent(EVENT_RELOAD_FAILED);  // a stop is no failure
+        if (!LoadsInterrupted) {  // a stop is no failure
+            LogEvent(EVENT_RELOAD_FAILED);
+            CountReload(false);
+        }
     } else {
         Answer(*context, ReloadAcknowledged);
         LogEvent(EVENT_RELOADED);
-        ReleaseGeneration(Swap(generation));
+        Generation* const former = Swap(generation);
+        CarryLastAnswers(RecordOf(former).ClientList, LiveParameters.ClientList);
+        CountReload(true);
+        ReleaseGeneration(former);
     }
     ReleaseRequest(context);
 }

@@ -12,6 +12,11 @@
 
 namespace {
 
+// The first three of the routes that are told of.
+static_assert(static_cast<int>(Route::Relay) == static_cast<int>(ReplyRoute::Relay) &&
+              static_cast<int>(Route::Broadcast) == static_cast<int>(ReplyRoute::Broadcast) &&
+              static_cast<int>(Route::Directed) == static_cast<int>(ReplyRoute::Directed));
+
 constexpr IpAddress LimitedBroadcast = {{255, 255, 255, 255}};
 
 void SetAddress(sockaddr_in* destination, IpAddress address) {
@@ -96,6 +101,7 @@ DeliveryOutcome DeliverReply(const Delivery& delivery) {
     CancelBroadcast(delivery.parameters->ForceBroadcast != 0, &packet->op, &outcome.broadcast);
 
     Route route = ChooseRoute(delivery.relayed, outcome.broadcast, packet->op);
+    outcome.route = static_cast<ReplyRoute>(route);
     int arpResult = 0;
     if (route == Route::Directed) {
         outcome.arpTried = true;
@@ -103,6 +109,7 @@ DeliveryOutcome DeliverReply(const Delivery& delivery) {
         if (arpResult == ArpAddFailed) {
             outcome.broadcast = true;
             route = Route::Broadcast;
+            outcome.route = ReplyRoute::BroadcastNoEntry;
         }
     }
 
@@ -114,6 +121,7 @@ DeliveryOutcome DeliverReply(const Delivery& delivery) {
     if (outcome.firstSent) {
         if (arpResult == ArpAddCreated) PostArpExpiry(delivery.localAddress, packet->yiaddr);
     } else if (!outcome.broadcast) {
+        outcome.route = ReplyRoute::BroadcastNotSent;
         SetAddress(&destination, LimitedBroadcast);
         outcome.secondSent = SendReply(context.socket, packet, context.length, destination) != 0;
     }

@@ -1,6 +1,7 @@
 // The last stretch of a request: which way its finished reply goes, and sending it.
 #pragma once
 
+#include "diagnostics/outcome.h"
 #include "request/request_context.h"
 
 struct ServerParameters;
@@ -22,11 +23,12 @@ Route ChooseRoute(bool relayed, bool broadcast, std::uint8_t flags);
 void CancelBroadcast(bool forceBroadcast, std::uint8_t* flags, bool* broadcast);
 
 // What became of the sends. The status text follows `broadcast`, not the address.
-struct DeliveryOutcome {
+struct alignas(8) DeliveryOutcome {
     bool broadcast = false;
     bool arpTried = false;  // a directed delivery was begun
     bool firstSent = false;
-    bool secondSent = false;  // a broadcast in place of a directed send that failed
+    bool secondSent = false;                   // a broadcast in place of a directed send that failed
+    ReplyRoute route = ReplyRoute::Broadcast;  // of the last send
 };
 const char* ReplyStatusText(const DeliveryOutcome& outcome);
 

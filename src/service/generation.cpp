@@ -11,6 +11,7 @@
 struct Generation {
     ServerParameters record;
     std::atomic<unsigned> users;
+    DWORD number;
 };
 
 namespace {
@@ -20,6 +21,7 @@ namespace {
 std::mutex GenerationLock;
 std::atomic<Generation*> CurrentGeneration;
 unsigned GenerationsAlive;
+DWORD GenerationsMade;
 std::condition_variable GenerationReleased;
 
 }  // namespace
@@ -32,6 +34,7 @@ Generation* MakeGeneration(ServerParameters* record) {
     generation->users = 1;
     const std::lock_guard lock(GenerationLock);
     ++GenerationsAlive;
+    generation->number = ++GenerationsMade;
     return generation;
 }
 
@@ -68,6 +71,10 @@ void ReleaseGeneration(Generation* generation) {
 
 const ServerParameters& RecordOf(const Generation* generation) {
     return generation->record;
+}
+
+DWORD NumberOf(const Generation* generation) {
+    return generation->number;
 }
 
 bool WaitForGenerations(DWORD milliseconds) {

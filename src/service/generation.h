@@ -27,6 +27,7 @@ Generation* PinCurrentGeneration();  // null when none is installed
 Generation* PinAsListener();         // for the owner of the listening role, who alone installs: needs no lock
 void ReleaseGeneration(Generation* generation);
 const ServerParameters& RecordOf(const Generation* generation);
+DWORD NumberOf(const Generation* generation);  // how many there have been, with it
 
 // Waits until every generation has been released; false if some are still in use after `milliseconds`.
 bool WaitForGenerations(DWORD milliseconds);

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "database/database_result.h"
+#include "database/last_answer.h"
 #include "database/load/shared_sections.h"
 #include "database/lookup/client_index.h"
 #include "database_fixture.h"
@@ -48,14 +49,21 @@ TEST_F(ClientListTest, Sections) {
         DWORD cacheSize, result;
         Names listed, reported;
         DWORD cacheLeft;
+        DWORD beyondCache = 0;
     } cases[] = {
         {"", 5, DatabaseCorrupt, {}, {}, 5},
         {"[00-01]\n", 5, DatabaseCorrupt, {}, {"00-01"}, 5},
-        {one + exempt + two + three, 2, DatabaseOk, {"00-01", Exempt, "00-02"}, {}, 0},
-        {Client(other) + one + exempt, 1, DatabaseOk, {other, "00-01"}, {}, 0},
+        {one + exempt + two + three + "[Template:a]\n" + one,
+         2,
+         DatabaseOk,
+         {"00-01", Exempt, "00-02"},
+         {},
+         0,
+         2},
+        {Client(other) + one + exempt, 1, DatabaseOk, {other, "00-01"}, {}, 0, 1},
         {one + two, 0, DatabaseOk, {"00-01", "00-02"}, {}, 0xFFFFFFFF},
         {exempt + two, 0xFFFFFFFF, DatabaseOk, {Exempt, "00-02"}, {}, 0xFFFFFFFF},
-        {one + stray + two, 1, DatabaseOk, {"00-01"}, {}, 0},
+        {one + stray + two, 1, DatabaseOk, {"00-01"}, {}, 0, 2},
         {one + stray + two, 3, DatabaseCorrupt, {"00-01"}, {}, 2},
         {stray + two, 1, DatabaseCorrupt, {}, {}, 1},
         {"[options]\na=1,byte\n" + two, 1, DatabaseCorrupt, {}, {}, 1},
@@ -75,8 +83,40 @@ TEST_F(ClientListTest, Sections) {
         EXPECT_EQ(reported, expected.reported);
         EXPECT_EQ(cacheLeft, expected.cacheLeft);
         EXPECT_EQ(total, 332 * (expected.listed.size() + expected.reported.size())) << "the blocks of both";
+        if (expected.result == DatabaseOk) {
+            const LoadCounts& counts = list->index->counts;
+            EXPECT_EQ(counts.listed, expected.listed.size());
+            EXPECT_EQ(counts.malformed, expected.reported.size());
+            EXPECT_EQ(counts.beyondCache, expected.beyondCache);
+            EXPECT_EQ(counts.cacheBytes, total);
+        }
         Discard();
     }
+}
+
+TEST_F(ClientListTest, LastAnswersAreCarriedToTheNextList) {
+    const auto load = [&](const std::string& clients) {
+        WriteBootptab("[Options]\nHost Name=12,string\n" + clients);
+        EXPECT_EQ(Load(), DatabaseOk);
+        return list;
+    };
+    ClientEntry* const former = load(Client("00-01") + Client("00-02") + Client("00-03") + Client("00-04"));
+    NoteLastAnswer(former, 0x123456789A, 2, 3);
+    NoteLastAnswer(former->next, 7, 1, 1);
+    NoteLastAnswer(former->next->next, 8, 1, 1);
+    ClientEntry* const next = load(Client("00-03") + Client("00-01") + Client("00-05") + Client("00-04"));
+    NoteLastAnswer(next, 9, 4, 2);
+    CarryLastAnswers(former, next);
+    CarryLastAnswers(nullptr, next);
+    std::vector<std::tuple<std::int64_t, int, int>> answers;
+    for (const ClientEntry* entry = next; entry != nullptr; entry = entry->next) {
+        const LastAnswer answer = LastAnswerOf(entry);
+        answers.emplace_back(answer.time, answer.kind, answer.route);
+    }
+    const decltype(answers) due = {{9, 4, 2}, {0x123456789A, 2, 3}, {0, 0, 0}, {0, 0, 0}};
+    EXPECT_EQ(answers, due) << "the newer one stays, an other client's is nobody's";
+    for (const ClientEntry* entry = former; entry != nullptr; entry = entry->next)
+        CloseHandle(entry->mutex);
 }
 
 // A load reads templates and aliases once, and keeps fewer than these; each is asked for twice. Every entry

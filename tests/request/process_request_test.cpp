@@ -6,9 +6,13 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <ctime>
 #include <fstream>
 #include <thread>
 
+#include "database/last_answer.h"
+#include "diagnostics/recent_clients.h"
+#include "diagnostics/service_counters.h"
 #include "operation_watch.h"
 #include "request/address_list.h"
 #include "request/daemon_pool.h"
@@ -40,6 +44,31 @@ class WholeRequest : public ServedHome {
                    ? "(none)"
                    : log.substr(at + label.size() + 3, log.find("\r\n", at) - at - label.size() - 3);
     }
+
+    // What one refusal counts as, and where it is noted.
+    template <class Action>
+    static void ExpectCounted(RequestKind kind, Refusal refusal, Action action) {
+        const auto noted = [&] {
+            std::vector<SeenClient> seen(RecentClients::Places);
+            seen.resize(UnansweredClients.Copy(0, seen.data(), seen.size()));
+            return seen;
+        };
+        const auto count = [](const std::vector<SeenClient>& all) {
+            std::uint64_t sum = 0;
+            for (const SeenClient& seen : all)
+                sum += seen.count;
+            return sum;
+        };
+        const ServiceCounts before = ReadServiceCounts();
+        const std::uint64_t notedBefore = count(noted());
+        action();
+        const ServiceCounts after = ReadServiceCounts();
+        for (std::size_t i = 0; i < Refusals; ++i)
+            EXPECT_EQ(after.refusals[i] - before.refusals[i], i == static_cast<std::size_t>(refusal)) << i;
+        for (std::size_t i = 0; i < RequestKinds; ++i)
+            EXPECT_EQ(after.requests[i] - before.requests[i], i == static_cast<std::size_t>(kind)) << i;
+        EXPECT_EQ(count(noted()) - notedBefore, refusal != Refusal::Opcode);
+    }
 };
 
 TEST_F(WholeRequest, ABootpClientGetsItsEntry) {
@@ -66,18 +95,25 @@ TEST_F(WholeRequest, ABootpClientGetsItsEntry) {
 }
 
 TEST_F(WholeRequest, EachWayToNoReplyHasItsStatus) {
-    const std::tuple<std::size_t, std::uint8_t, const char*> cases[] = {
-        {0, 2, "Invalid opcode"},
-        {44, 'b', "Not this server"},
-        {33, 0x57, "Hardware address not found in database."},
-        {240, 53, "Packet dropped"},
-        {1, 6, "Hardware type mismatch. Check the event log."}};
-    for (const auto& [offset, value, findStatus] : cases) {
-        SCOPED_TRACE(findStatus);
+    const struct {
+        std::size_t offset;
+        std::uint8_t value;
+        const char* findStatus;
+        Refusal refusal;
+        RequestKind kind = RequestKind::Bootp;
+    } cases[] = {
+        {0, 2, "Invalid opcode", Refusal::Opcode, RequestKind::NoRequest},
+        {44, 'b', "Not this server", Refusal::ServerName},
+        {33, 0x57, "Hardware address not found in database.", Refusal::UnknownClient},
+        {240, 53, "Packet dropped", Refusal::Dropped, RequestKind::OtherDhcp},
+        {1, 6, "Hardware type mismatch. Check the event log.", Refusal::HardwareType},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.findStatus);
         Bytes request = Request();
-        request[offset] = value;
-        EXPECT_TRUE(Ask(request).empty());
-        EXPECT_EQ(Traced("Find status"), findStatus);
+        request[test.offset] = test.value;
+        ExpectCounted(test.kind, test.refusal, [&] { EXPECT_TRUE(Ask(request).empty()); });
+        EXPECT_EQ(Traced("Find status"), test.findStatus);
         EXPECT_EQ(Traced("Reply status"), "No reply sent");
         EXPECT_EQ(Traced("Packet type"), "Not available");
     }
@@ -89,15 +125,86 @@ TEST_F(WholeRequest, EachWayToNoReplyHasItsStatus) {
                "[Options]\nLease=51,time\nMedia=-11,string\n[00-a0-24-12-34-56]\nMedia=02-00\n"
                "[00-a0-24-12-34-57]\nLease=1:30\n");
     Install();
-    EXPECT_TRUE(Ask(Request()).empty());
+    ExpectCounted(RequestKind::Bootp, Refusal::NoAddress, [&] { EXPECT_TRUE(Ask(Request()).empty()); });
     EXPECT_EQ(Traced("Reply status"), "No address defined. Reply skipped.");
     EXPECT_EQ(Traced("Hardware address"), "00-a0-24-12-34-56 MAC used for arp entry: 02-00");
     Bytes malformed = Request();
     malformed[33] = 0x57;
-    EXPECT_TRUE(Ask(malformed).empty());
+    ExpectCounted(RequestKind::Bootp, Refusal::Malformed, [&] { EXPECT_TRUE(Ask(malformed).empty()); });
     EXPECT_EQ(Traced("Find status"), "Error in client's database configuration. Check the event log.");
     EXPECT_EQ(home.EventNumbers().back(), "0xC000001C");
     EXPECT_THAT(home.Read("events.log"), HasSubstr("hardware address 00-a0-24-12-34-57 is malformed"));
+}
+
+// Kind and route of each reply, in the counters and in the entry, and what a client that got none leaves.
+TEST_F(WholeRequest, WhatBecameOfARequestIsKept) {
+    home.WriteRegistry({"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"CacheSize\"=dword:1"});
+    home.Write("bootptab",
+               "[Options]\nIP=-2,ipaddress\n[00-a0-24-12-34-56]\nIP=127.0.0.1\n"
+               "[00-a0-24-12-34-57]\nIP=127.0.0.1\n");
+    Install();
+    using Kind = RequestKind;
+    const struct {
+        Bytes options;
+        std::uint8_t relay, flags;
+        Kind request;
+        ReplyKind reply;
+        ReplyRoute route;
+    } rows[] = {
+        {{}, 0, 0, Kind::Bootp, ReplyKind::Bootp, ReplyRoute::Directed},
+        {{53, 1, 1}, 127, 0, Kind::Discover, ReplyKind::Offer, ReplyRoute::Relay},
+        {{53, 1, 3}, 127, 0, Kind::Request, ReplyKind::Ack, ReplyRoute::Relay},
+        {{50, 4, 9, 9, 9, 9, 53, 1, 3}, 127, 0, Kind::Request, ReplyKind::Nak, ReplyRoute::Relay},
+        {{0, 53, 1, 4}, 127, 0, Kind::Decline, ReplyKind::Decline, ReplyRoute::Relay},
+        {{53, 1, 7}, 127, 0x80, Kind::Release, ReplyKind::Release, ReplyRoute::Relay},
+    };
+    for (const auto& row : rows)
+        for (const std::uint8_t last : {0x56, 0x57}) {
+            SCOPED_TRACE(testing::Message() << static_cast<int>(row.reply) << " to " << int{last});
+            Bytes request = Request();
+            request[33] = last;
+            request[10] = row.flags;
+            if (row.relay != 0) std::copy_n(Loopback.bytes, 4, request.begin() + 24);
+            std::copy(row.options.begin(), row.options.end(), request.begin() + 240);
+            const ServiceCounts before = ReadServiceCounts();
+            Ask(request);
+            const ServiceCounts after = ReadServiceCounts();
+            const auto kind = static_cast<std::size_t>(row.reply), way = static_cast<std::size_t>(row.route);
+            EXPECT_EQ(after.replies[kind][way] - before.replies[kind][way], 1u);
+            const auto asked = static_cast<std::size_t>(row.request);
+            EXPECT_EQ(after.requests[asked] - before.requests[asked], 1u);
+            const LastAnswer answer = LastAnswerOf(LiveParameters.ClientList);
+            const std::uint8_t address[HardwareAddressSize] = {0x00, 0xA0, 0x24, 0x12, 0x34, last};
+            const auto fromFile = ClientsReadFromFile.Find(address, 6);
+            ASSERT_EQ(fromFile.has_value(), last == 0x57) << "it is beyond the cache";
+            EXPECT_EQ(fromFile ? fromFile->kind : answer.kind, kind);
+            EXPECT_EQ(fromFile ? fromFile->outcome : answer.route, way);
+            EXPECT_NEAR(static_cast<double>(fromFile ? fromFile->last : answer.time),
+                        static_cast<double>(std::time(nullptr)), 5);
+        }
+    RequestContext reload = Context(Bytes(11));
+    const std::int64_t time = LastAnswerOf(LiveParameters.ClientList).time;
+    ReloadParameters(&reload);
+    EXPECT_EQ(LastAnswerOf(LiveParameters.ClientList).time, time) << "a reload keeps it";
+
+    // No broadcast leaves by this socket.
+    Bytes broadcast = Request();
+    broadcast[10] = 0x80;
+    const std::uint64_t failedSends = ReadServiceCounts().failedSends;
+    ExpectCounted(Kind::Bootp, Refusal::NotSent, [&] { Ask(broadcast); });
+    EXPECT_EQ(ReadServiceCounts().failedSends - failedSends, 1u);
+
+    Bytes stranger = Request();
+    stranger[33] = 0x99;
+    std::copy_n(Loopback.bytes, 4, stranger.begin() + 24);
+    stranger[240] = 53, stranger[241] = 1, stranger[242] = 8;
+    Ask(stranger);
+    const auto seen = UnansweredClients.Find({0x00, 0xA0, 0x24, 0x12, 0x34, 0x99}, 6);
+    ASSERT_TRUE(seen);
+    EXPECT_EQ(static_cast<Kind>(seen->kind), Kind::Inform);
+    EXPECT_EQ(static_cast<Refusal>(seen->outcome), Refusal::UnknownClient);
+    EXPECT_EQ(seen->peer, Loopback);
+    EXPECT_EQ(seen->local, Loopback);
 }
 
 TEST_F(WholeRequest, AServerMayBeNamedByAPrefixEitherWay) {
@@ -113,7 +220,7 @@ TEST_F(WholeRequest, TheBetterInterfaceAnswers) {
     LocalAddresses[0] = IpAddress{{192, 0, 2, 1}};
     LocalAddresses[1] = Loopback;
     BoundCount = 2;
-    EXPECT_TRUE(Ask(Request()).empty());
+    ExpectCounted(RequestKind::Bootp, Refusal::OtherInterface, [&] { EXPECT_TRUE(Ask(Request()).empty()); });
     EXPECT_EQ(Traced("Reply status"),
               "Local interface 127.0.0.1 is more suitable for this query. Skipping reply.");
     EXPECT_EQ(Traced("Packet received on local address"), "192.0.2.1");

@@ -100,7 +100,9 @@ class DeliveryOnLoopback : public testing::Test {
     void TearDown() override { WSACleanup(); }
     std::string Deliver(bool broadcast, bool relayed, const char* arpMac = "") {
         const Delivery delivery = {&context, &parameters, Loopback, broadcast, relayed, arpMac};
-        return ReplyStatusText(DeliverReply(delivery));
+        const DeliveryOutcome outcome = DeliverReply(delivery);
+        route = outcome.route;
+        return ReplyStatusText(outcome);
     }
     // The first byte of a datagram that arrived, or -1.
     int ReceivedOpcode() {
@@ -112,6 +114,7 @@ class DeliveryOnLoopback : public testing::Test {
     TemporaryHome home;
     SOCKET server = 0;
     PlainSocket client{"127.0.0.1"};
+    ReplyRoute route = {};  // of the last delivery
     std::uint8_t block[600] = {};
     RequestContext context = {};
     ServerParameters parameters = {};
@@ -123,6 +126,7 @@ TEST_F(DeliveryOnLoopback, ADirectedReplyPrimesArpAndGoesOutAsAReply) {
     EXPECT_EQ(Deliver(false, false), "*Default: DD;succeeded   *Status: Reply successfully sent");
     EXPECT_THAT(HelperArguments, ElementsAre("127.0.0.1", "127.0.0.1", "00-a0-24-12-34-56", "6", "agent"));
     EXPECT_EQ(ReceivedOpcode(), BootReplyOpcode);
+    EXPECT_EQ(route, ReplyRoute::Directed);
     Deliver(false, false, "00-11-22-33-44-55");
     EXPECT_EQ(HelperArguments[2], "00-11-22-33-44-55");
 }
@@ -151,6 +155,7 @@ TEST_F(DeliveryOnLoopback, AFailedHelperIsReportedAndTheReplyIsBroadcast) {
     // either.
     EXPECT_EQ(Deliver(false, false),
               "*Default: Broadcast;failed   *Tried: Nothing else   *Status: No reply sent");
+    EXPECT_EQ(route, ReplyRoute::BroadcastNoEntry);
     EXPECT_THAT(home.EventNumbers(), ElementsAre("0xC0000022", "0xC0000019"));
     EXPECT_THAT(
         home.Read("events.log"),
@@ -162,6 +167,7 @@ TEST_F(DeliveryOnLoopback, AFailedDirectedSendIsTriedAsABroadcast) {
     context.packet->yiaddr = {{255, 255, 255, 255}};  // refused without leave to broadcast
     EXPECT_EQ(Deliver(false, false),
               "*Default: DD;failed   *Tried: Broadcast;failed   *Status: No reply sent");
+    EXPECT_EQ(route, ReplyRoute::BroadcastNotSent);
     EXPECT_THAT(home.EventNumbers(), ElementsAre("0xC0000019", "0xC0000019"));
 }
 
@@ -169,6 +175,7 @@ TEST_F(DeliveryOnLoopback, ARelayedReplyNeedsNoHelper) {
     context.packet->giaddr = Loopback;
     EXPECT_EQ(Deliver(true, true), "*Default: Broadcast;succeeded   *Status: Reply successfully sent")
         << "reported after the flag, although it went to the relay agent";
+    EXPECT_EQ(route, ReplyRoute::Relay);
     EXPECT_THAT(HelperArguments, ElementsAre());
     EXPECT_EQ(ReceivedOpcode(), -1) << "port 67, not the client's";
     context.packet->op = NoBroadcast;

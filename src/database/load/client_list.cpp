@@ -29,6 +29,7 @@ struct Load {
     const OptionDefinition* catalogue;
     int (*report)(const char* sectionName);
     SharedSections shared;
+    LoadCounts counts = {};
 };
 
 // Null for a section that makes no entry, which has then been reported.
@@ -43,6 +44,7 @@ ClientEntry* BuildEntry(Load* load, char* section) {
         return entry;
     }
     load->report(section);
+    ++load->counts.malformed;
     if (entry != nullptr) HeapFree(load->heap, 0, entry);
     return nullptr;
 }
@@ -56,7 +58,16 @@ bool AppendEntry(Load* load, ClientEntry* entry) {
     GetLocalTime(&entry->stamp);
     *load->tail = entry;
     load->tail = &entry->next;
+    ++load->counts.listed;
     return true;
+}
+
+// Those that lie beyond the cache, and are read when they ask.
+DWORD CountClients(NameList sections) {
+    DWORD count = 0;
+    while (const char* section = NextName(&sections))
+        if (!IsSpecialSection(section)) ++count;
+    return count;
 }
 
 DWORD LoadSections(Load* load, NameList sections) {
@@ -68,8 +79,9 @@ DWORD LoadSections(Load* load, NameList sections) {
         if (entry == nullptr) continue;
         if (!AppendEntry(load, entry)) return MutexNotCreated;
         if (*load->cacheSize == Unlimited || IsExempt(section)) continue;
-        if (--*load->cacheSize == 0) return DatabaseOk;
+        if (--*load->cacheSize == 0) break;
     }
+    load->counts.beyondCache = CountClients(sections);
     return DatabaseOk;
 }
 
@@ -98,6 +110,7 @@ DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, 
     DWORD result = ReadWholeNameList(&names, GetPrivateProfileSectionNamesA, path);
     if (result != DatabaseOk) return result;
 
+    const DWORD bytesBefore = *total;
     Load load = {terminateStrings,    heap, path, total, listHead, cacheSize, catalogue, report,
                  SharedSections(heap)};
     result = LoadSections(&load, {names.text, names.text + names.size});
@@ -107,6 +120,10 @@ DWORD LoadClientDatabase(DWORD terminateStrings, HANDLE heap, const char* path, 
     if (held.HasMissedMemory()) return OutOfMemory;
     if (*listHead == nullptr && result != LoadAborted) return DatabaseCorrupt;
     if (result != DatabaseOk) return result;
-    (*listHead)->index = BuildClientIndex(heap, *listHead);
-    return (*listHead)->index != nullptr ? DatabaseOk : OutOfMemory;
+    ClientIndex* const index = BuildClientIndex(heap, *listHead);
+    (*listHead)->index = index;
+    if (index == nullptr) return OutOfMemory;
+    index->counts = load.counts;
+    index->counts.cacheBytes = *total - bytesBefore;
+    return DatabaseOk;
 }

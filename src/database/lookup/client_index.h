@@ -29,6 +29,14 @@ struct PrefixTable {
     DWORD keyLength;
 };
 
+// What a load made of the client sections of its file.
+struct LoadCounts {
+    DWORD listed;       // entries in the list
+    DWORD beyondCache;  // sections after those for which there was room
+    DWORD malformed;    // sections that make no entry
+    DWORD cacheBytes;   // by which the load raised its total
+};
+
 // Lengths that part the list's addresses in the same way share an open-addressing table, whose key is the
 // shortest of them: a fleet of like addresses needs two or three. The table for the longest keys holds the
 // clients themselves, so that a usual lookup goes from one slot straight to the entry.
@@ -41,6 +49,7 @@ struct ClientIndex {
     IndexedClient* twins;                         // the others
     BYTE tableOfLength[HardwareAddressSize + 1];  // for the lengths below keyLength
     PrefixTable tables[HardwareAddressSize];
+    LoadCounts counts;  // the load's own; the index doesn't look at them
 };
 
 // Indexes the list that begins with `listHead`, in time linear in its length. Null if there is no memory. The

@@ -153,7 +153,8 @@ void AnticipateClients(const ClientEntry* listHead, const Arrival* requests, std
 
 int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,
                const OptionDefinition* catalogue, BootPacket* packet, const BYTE* end,
-               IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText) {
+               IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText,
+               ClientEntry** listed) {
     BYTE* block = reinterpret_cast<BYTE*>(packet);
     const Lookup request = {path, packet, block + (end - block), serverAddress, expireHits, arpMacText};
     BYTE keyRoom[256];
@@ -161,6 +162,7 @@ int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* tot
     ClientEntry* entry = nullptr;
     switch (SearchList(listHead, listMutex, KeyOf(packet, end, keyRoom), &hold, &entry)) {
         case Search::Found:
+            if (listed != nullptr) *listed = entry;
             return AnswerFromEntry(entry, true, request);
         case Search::MutexFailed:
             return FindMutexFailed;

@@ -28,9 +28,11 @@ enum FindStatus : int {
 //   listMutex      ClientListMutex, which the calling thread doesn't hold
 //   arpMacText     an empty text in a buffer of 100 bytes, for the media address of an entry with the flag
 //   ArpMac
+//   listed         null, or set to the entry if it is in the list; left alone if there is none
 int FindClient(DWORD terminateStrings, HANDLE heap, const char* path, DWORD* total, ClientEntry* listHead,
                const OptionDefinition* catalogue, BootPacket* packet, const BYTE* end,
-               IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText);
+               IpAddress serverAddress, HANDLE listMutex, DWORD expireHits, char* arpMacText,
+               ClientEntry** listed = nullptr);
 
 // Starts to fetch from memory what FindClient will read for those requests, which may be anything. With many
 // clients nothing of it is in a cache, and to fetch it for several requests takes hardly longer than for one.
