@@ -16,7 +16,8 @@ JOBS = 2
 COMPILER = "x86_64-w64-mingw32-g++-posix"
 OPTIONS = ["-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Werror"]
 
-WINDOWS_HALVES = ["arrivals.cpp", "event_copy.cpp", "held_ini_file.cpp", "prefetch.cpp"]
+WINDOWS_HALVES = ["arrivals.cpp", "event_copy.cpp", "held_ini_file.cpp", "prefetch.cpp", "receive_drops.cpp",
+                  "service_report.cpp"]
 LOGIC = ["arp", "database", "database/load", "database/lookup", "diagnostics", "request", "service", "service/host"]
 LIBRARY = "class_a/standard"
 LIBRARY_PARTS = [".", "detail", "windows"]

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <cstring>
 #include <thread>
 
 #include "platform/linux/instance/control_socket.h"
@@ -165,6 +166,94 @@ TEST_F(ControlSocketTest, WhatIsNotAnAbandonedSocketIsNeverRemoved) {
     ControlServer server;
     EXPECT_EQ(server.Open(Control()), ERROR_SERVICE_ALREADY_RUNNING);
     EXPECT_TRUE(std::filesystem::is_socket(Control()));
+}
+
+// Pages of a report: their number, and how often there is another edition in the midst.
+int Pages;
+int Changes;
+std::uint32_t Edition;
+
+char LetterOf(std::uint64_t page) {
+    return static_cast<char>('a' + (page + 7 * Edition) % 26);
+}
+
+bool MakePage(const ReportQuestion& question, ReportPage* page) {
+    if (question.report != ServiceReport::Clients) return false;
+    if (question.from == 1 && Changes > 0) {
+        --Changes;
+        ++Edition;
+    }
+    std::memset(page->text, LetterOf(question.from), page->room);
+    page->length = page->room;
+    page->edition = Edition;
+    page->next = question.from + 1 < static_cast<std::uint64_t>(Pages) ? question.from + 1 : 0;
+    return true;
+}
+
+TEST_F(ControlSocketTest, AReportComesInPages) {
+    ControlServer server;
+    ASSERT_EQ(server.Open(Control()), 0u);
+    std::jthread serving([&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            std::vector<pollfd> waited;
+            server.AppendTo(waited);
+            ::poll(waited.data(), waited.size(), 10);
+            server.Serve([](DWORD) { return ControlReply(); });
+        }
+    });
+    DWORD error = 0;
+    const auto ask = [&](ServiceReport report, const std::string& about = "") {
+        return AskReport(Control(), report, about, error);
+    };
+    EXPECT_FALSE(ask(ServiceReport::Clients));
+    EXPECT_EQ(error, ERROR_SERVICE_CANNOT_ACCEPT_CTRL) << "no one makes reports";
+    SetReportProvider(MakePage);
+    EXPECT_FALSE(ask(ServiceReport::Counters));
+    EXPECT_EQ(error, ERROR_INVALID_PARAMETER);
+    EXPECT_FALSE(ask(ServiceReport::Clients, std::string(48, 'x')));
+    EXPECT_EQ(error, ERROR_INVALID_PARAMETER) << "too long";
+    for (const auto& [pages, changes] : {std::pair{1, 0}, {5, 0}, {5, 3}}) {
+        Pages = pages;
+        Changes = changes;
+        const auto report = ask(ServiceReport::Clients);
+        ASSERT_TRUE(report) << error;
+        std::string due;
+        for (int page = 0; page < pages; ++page)
+            due.append(ReportPageSize, LetterOf(static_cast<std::uint64_t>(page)));
+        EXPECT_TRUE(*report == due) << pages << " pages, begun anew " << changes << " times";
+    }
+    if (::geteuid() == 0) {
+        ::chmod(home_.Path().c_str(), 0755);
+        ::chmod(Control().c_str(), 0666);
+        EXPECT_EQ(AsNobody([&] {
+                      ask(ServiceReport::Clients);
+                      return static_cast<int>(error);
+                  }),
+                  static_cast<int>(ERROR_ACCESS_DENIED));
+    }
+    SetReportProvider(nullptr);
+}
+
+// A reply of another length than it should have is none.
+TEST_F(ControlSocketTest, ATooLongReplyIsRefused) {
+    const Descriptor listener(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const auto address = LocalSocketAddress(Control()).value();
+    ASSERT_EQ(::bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener.Get(), 2), 0);
+    for (const std::size_t more : {0u, 1u}) {
+        std::jthread service([&] {
+            const Descriptor client(::accept4(listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+            ControlRequest request;
+            ::recv(client.Get(), &request, sizeof request, 0);
+            const ControlReply reply;
+            std::string bytes(reinterpret_cast<const char*>(&reply), sizeof reply);
+            bytes.append(more, 'x');
+            ::send(client.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        });
+        DWORD error = 0;
+        EXPECT_EQ(AskService(Control(), ControlQuery, error).has_value(), more == 0);
+        EXPECT_EQ(error == 0, more == 0);
+    }
 }
 
 TEST_F(ControlSocketTest, WithoutADescriptorLeftItServesOneByOneAndRests) {

@@ -13,6 +13,7 @@
 #include "platform/linux/instance/service_names.h"
 #include "platform/linux/net/bound_descriptors.h"
 #include "platform/linux/net/datagram_socket.h"
+#include "platform/receive_drops.h"
 #include "platform/test_home.h"
 #include "platform/winsock_fixture.h"
 
@@ -297,6 +298,23 @@ TEST_F(SocketTest, ServiceNameOfTheHomeComesFirst) {
         ASSERT_NE(systems, nullptr);
         EXPECT_EQ(systems->s_port, port);
     }
+}
+
+// What finds no room in the receive buffer is counted.
+TEST_F(SocketTest, CountsWhatTheSystemDrops) {
+    const std::vector<SOCKET> sockets = Open(2);
+    std::uint64_t drops = 0;
+    ASSERT_TRUE(AddReceiveDrops(sockets[0], &drops));
+    EXPECT_EQ(drops, 0u);
+    constexpr std::size_t Sent = 30000;  // more than the largest buffer holds
+    for (std::size_t i = 0; i < Sent; ++i)
+        ASSERT_EQ(SendTo(sockets[1], "datagram"), 0);
+    const std::size_t received = DrainAll(sockets[0]).size();
+    ASSERT_LT(received, Sent);
+    ASSERT_TRUE(AddReceiveDrops(sockets[0], &drops));
+    EXPECT_EQ(drops, Sent - received);
+    closesocket(sockets[0]);
+    EXPECT_FALSE(AddReceiveDrops(sockets[0], &drops));
 }
 
 }  // namespace

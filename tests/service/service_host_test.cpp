@@ -119,6 +119,69 @@ TEST_F(ServiceHost, ALackOfDescriptorsIsReported) {
     EXPECT_EQ(AwaitEnd(), 0);
 }
 
+// More clients than a page holds, one beyond the cache, and one that can't be used.
+TEST_F(ServiceHost, TellsWhatItSaw) {
+    constexpr int Clients = 2000;
+    WriteHome({"\"CacheSize\"=dword:000007d0", "\"UseClientSrcPort\"=dword:1"});
+    std::string database =
+        "[Options]\nIP Address=-2,ipaddress\nLease=51,time\n[02-00-00-00-00-ff]\nLease=1\n";
+    for (int i = 0; i <= Clients; ++i)
+        database += "[02-00-00-00-" + std::to_string(10 + i / 90) + "-" + std::to_string(10 + i % 90) +
+                    "]\nIP Address=127.0.0.1\n";
+    home.Write("bootptab", database);
+    const auto run = [](std::vector<std::string> words, int status = 0) {
+        const CommandResult result = RunQuillonctl(words);
+        EXPECT_EQ(result.status, status) << result.errors;
+        return result.output + result.errors;
+    };
+    EXPECT_THAT(run({"stats"}, 3), HasSubstr("(error 1062)"));
+    StartUp();
+    AwaitRunning();
+    AwaitAnswers();
+    EXPECT_THAT(run({"reload"}),
+                AllOf(HasSubstr("error 0xC000001C Quillon: The database entry for hardware address "
+                                "02-00-00-00-00-ff is malformed."),
+                      HasSubstr("\n2000 of 2001 clients in the cache; see CacheSize\n")));
+    EXPECT_THAT(run({"reload", "--json"}),
+                HasSubstr(R"("clients":{"inCache":2000,"beyondCache":1,"malformed":1}})"));
+
+    const std::string cached = "02-00-00-00-10-11", beyond = "02-00-00-00-32-30",
+                      unknown = "02-00-00-00-00-01";
+    run({"ask", cached, "--server", "127.0.0.1", "--dhcp", "discover"});
+    run({"ask", beyond, "--server", "127.0.0.1"});
+    run({"ask", unknown, "--server", "127.0.0.1", "--dhcp", "inform", "--timeout", "0.2"}, 1);
+    run({"reload"});
+
+    const std::string stats = run({"stats", "--json"});
+    for (const char* part :
+         {R"("clients":{"inCache":2000,"beyondCache":1,"malformed":1,"cacheBytes":664332})",
+          R"("DISCOVER":1,)", R"("OFFER":{"relay":0,"broadcast":0,"directed":1,)",
+          R"("BOOTP":{"relay":0,"broadcast":0,"directed":1,)", R"("unknownClient":1,)", R"("refused":0})",
+          R"("kernelDrops":0,)"})
+        EXPECT_THAT(stats, HasSubstr(part));
+    EXPECT_THAT(run({"stats"}), AllOf(HasSubstr("  OFFER       1: directed 1\n"),
+                                      HasSubstr("  1           Hardware address not found in database.\n")));
+    EXPECT_EQ(Count(run({"stats", "--watch", "--count", "2", "--interval", "0.01", "--json"}), "\n"), 2u);
+
+    const std::string answered = run({"clients", "--since", "5m", "--json"});
+    EXPECT_EQ(Count(answered, "hardwareAddress"), 2u);
+    EXPECT_THAT(answered, AllOf(HasSubstr(cached), HasSubstr(beyond), HasSubstr(R"("reply":"OFFER")")));
+    EXPECT_EQ(Count(run({"clients", "--silent"}), "127.0.0.1"), Clients - 1u);
+    EXPECT_THAT(
+        run({"clients", "--unknown"}),
+        testing::ContainsRegex(unknown + " .*  1      INFORM   -      127.0.0.1  Hardware address not"));
+    EXPECT_EQ(run({"clients", "--unknown", "--since", "0s", "--json"}), "[]\n");
+    run({"clients", "--since", "soon"}, 2);
+
+    EXPECT_THAT(run({"explain", cached}), HasSubstr(": OFFER, directed\n"));
+    EXPECT_THAT(run({"explain", beyond}), HasSubstr(": BOOTP, directed\n"));
+    EXPECT_THAT(run({"explain", unknown}, 1), HasSubstr(": INFORM at 127.0.0.1: Hardware address not found"));
+    EXPECT_THAT(run({"explain", "02-00-00-00-10-12"}), HasSubstr("nothing         as far as"));
+    Do("stop");
+    EXPECT_EQ(AwaitEnd(), 0);
+    EXPECT_THAT(run({"explain", cached}), HasSubstr("service         it doesn't run"));
+}
+
 TEST_F(ServiceHost, GoesThroughItsStates) {
     StartAndAwaitAnswers();
     const struct {

@@ -3,10 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "platform/linux/events/system_text.h"
 #include "platform/linux/instance/control_client.h"
 #include "platform/linux/instance/home.h"
 #include "quillonctl/complaint.h"
+#include "quillonctl/control_failure.h"
 #include "quillonctl/json_writer.h"
 
 namespace quillonctl {
@@ -75,21 +75,6 @@ std::string StatusJson(const SERVICE_STATUS& status, DWORD error) {
     return json.Text() + "\n";
 }
 
-int StatusOf(DWORD error) {
-    switch (error) {
-        case ERROR_SUCCESS:
-            return ExitDone;
-        case ERROR_INVALID_SERVICE_CONTROL:
-        case ERROR_SERVICE_CANNOT_ACCEPT_CTRL:
-            return ExitRefused;
-        case ERROR_SERVICE_NOT_ACTIVE:
-        case ERROR_SERVICE_REQUEST_TIMEOUT:
-            return ExitNoService;
-        default:
-            return ExitFailed;
-    }
-}
-
 int Control(const Verb& verb, const ControlArguments& arguments) {
     const std::string path = PathOf(HomePlace::ControlSocket);
     const std::chrono::milliseconds patience(static_cast<long>(arguments.timeout * 1000));
@@ -101,12 +86,10 @@ int Control(const Verb& verb, const ControlArguments& arguments) {
         reply.emplace().status.dwCurrentState = SERVICE_STOPPED;
     }
     const bool isAnswered = reply && (error == ERROR_SUCCESS || error == ERROR_SERVICE_NOT_ACTIVE);
-    if (arguments.json && reply) return Output(StatusJson(reply->status, error), StatusOf(error));
+    if (arguments.json && reply) return Output(StatusJson(reply->status, error), ControlStatus(error));
     if (isAnswered && (error == ERROR_SUCCESS || verb.control == ControlQuery))
-        return Output(StatusText(reply->status), StatusOf(error));
-    return Complain(std::string(verb.name) + " by " + path + ": " + SystemText(error) + " (error " +
-                        std::to_string(error) + ")",
-                    StatusOf(error));
+        return Output(StatusText(reply->status), ControlStatus(error));
+    return ComplainOfControl(verb.name, error);
 }
 
 }  // namespace

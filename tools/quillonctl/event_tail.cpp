@@ -23,25 +23,27 @@ void Keep(std::vector<std::string>& lines, std::string line) {
     if (lines.size() > MostLines) lines.erase(lines.begin());
 }
 
-std::vector<std::string> LinesOfFile(off_t offset) {
+std::vector<std::string> LinesOfFile(off_t offset, const std::string& number) {
     std::vector<std::string> lines;
     const std::string path = PathOf(HomePlace::EventLog);
     std::error_code failure;
     if (!std::filesystem::is_regular_file(path, failure)) return lines;  // a pipe would hold us up
     std::ifstream log(path, std::ios::binary);
     log.seekg(offset);
+    const std::string part = number.empty() ? "" : " " + number + " ";
     for (std::string line; std::getline(log, line);)
-        Keep(lines, line);
+        if (line.find(part) != std::string::npos) Keep(lines, line);
     return lines;
 }
 
-std::vector<std::string> LinesOfJournal(std::chrono::microseconds time) {
+std::vector<std::string> LinesOfJournal(std::chrono::microseconds time, const std::string& number) {
     std::vector<std::string> lines;
     char since[40];
     std::snprintf(since, sizeof since, "@%lld.%06lld", static_cast<long long>(time.count() / 1000000),
                   static_cast<long long>(time.count() % 1000000));
     // Without a journal, or without leave to read it, this says nothing.
-    const std::string command = JournalCommand() + " --since=" + since + " 2>/dev/null";
+    const std::string match = number.empty() ? "" : " EVENT_NUMBER=" + number;
+    const std::string command = JournalCommand() + " --since=" + since + match + " 2>/dev/null";
     std::FILE* journal = ::popen(command.c_str(), "r");
     if (journal == nullptr) return lines;
     std::string line;
@@ -68,8 +70,8 @@ EventTail::EventTail()
     if (HasOwnHome() && ::stat(PathOf(HomePlace::EventLog).c_str(), &found) == 0) offset_ = found.st_size;
 }
 
-std::vector<std::string> EventTail::Lines() const {
-    return HasOwnHome() ? LinesOfFile(offset_) : LinesOfJournal(time_);
+std::vector<std::string> EventTail::Lines(const std::string& number) const {
+    return HasOwnHome() ? LinesOfFile(offset_, number) : LinesOfJournal(time_, number);
 }
 
 std::string EventTail::Hint() {

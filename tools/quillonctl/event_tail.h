@@ -15,7 +15,8 @@ class EventTail {
     EventTail();
 
     // The lines since, the last few if there are many; none if this user can't read them.
-    std::vector<std::string> Lines() const;
+    // With a number, as in 0xC000001C, only those of that event.
+    std::vector<std::string> Lines(const std::string& number = {}) const;
 
     // How to see them by hand.
     static std::string Hint();

@@ -15,6 +15,8 @@
 #include "quillonctl/explain/explain_command.h"
 #include "quillonctl/import/import_command.h"
 #include "quillonctl/reload_command.h"
+#include "quillonctl/report/clients_command.h"
+#include "quillonctl/report/stats_command.h"
 #include "quillonctl/unit_command.h"
 
 namespace {
@@ -25,6 +27,8 @@ void AddCommands(CLI::App& app, std::function<int()>& run) {
     quillonctl::AddExplainCommand(app, run);
     quillonctl::AddReloadCommand(app, run);
     quillonctl::AddControlCommands(app, run);
+    quillonctl::AddStatsCommand(app, run);
+    quillonctl::AddClientsCommand(app, run);
     quillonctl::AddEditCommands(app, run);
     quillonctl::AddImportCommand(app, run);
     quillonctl::AddUnitCommand(app, run);

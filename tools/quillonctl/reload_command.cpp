@@ -1,5 +1,6 @@
 #include "quillonctl/reload_command.h"
 
+#include <algorithm>
 #include <CLI/CLI.hpp>
 #include <cstring>
 #include <memory>
@@ -11,6 +12,7 @@
 #include "quillonctl/exchange.h"
 #include "quillonctl/json_writer.h"
 #include "quillonctl/local_addresses.h"
+#include "quillonctl/reload_effect.h"
 #include "quillonctl/request_builder.h"
 #include "quillonctl/service_port.h"
 
@@ -31,6 +33,9 @@ struct ReloadArguments {
     bool json = false;
     bool checksFirst = false;
 };
+
+// A section of bootptab that the load couldn't use.
+constexpr char MalformedEntry[] = "0xC000001C";
 
 struct Outcome {
     ExchangeResult result = ExchangeResult::NoListener;
@@ -85,26 +90,49 @@ Outcome AskFirstThatListens(const ReloadArguments& arguments) {
     return outcome;
 }
 
-std::string OutcomeText(const Outcome& outcome, const std::vector<std::string>& events) {
-    const bool isColoured = MayHaveColour(STDOUT_FILENO);
-    if (outcome.isAcknowledged)
-        return Painted("Reload acknowledged", Colour::Green, isColoured) + " by " + outcome.from + "\n";
-    std::string text = Painted("Reload refused", Colour::Red, isColoured) + " by " + outcome.from +
-                       "; the service goes on with what it had\n";
-    for (const std::string& event : events)
-        text += "  " + event + "\n";
-    if (events.empty()) text += "For the reason " + EventTail::Hint() + "\n";
+// What an acknowledged load didn't take in, although it could be used as a whole.
+std::string EffectText(const Counters& counters, std::size_t eventsShown) {
+    std::string text;
+    const std::int64_t malformed = counters.Value("clients.malformed");
+    if (malformed > static_cast<std::int64_t>(eventsShown))
+        text += std::to_string(malformed) + " malformed entries in all; see quillonctl check\n";
+    const std::int64_t listed = counters.Value("clients.inCache");
+    if (const std::int64_t beyond = counters.Value("clients.beyondCache"); beyond != 0)
+        text += std::to_string(listed) + " of " + std::to_string(listed + beyond) +
+                " clients in the cache; see CacheSize\n";
     return text;
 }
 
-std::string OutcomeJson(const Outcome& outcome, const std::vector<std::string>& events) {
+std::string OutcomeText(const Outcome& outcome, const std::vector<std::string>& events,
+                        const std::optional<Counters>& effect) {
+    const bool isColoured = MayHaveColour(STDOUT_FILENO);
+    std::string text = outcome.isAcknowledged
+                           ? Painted("Reload acknowledged", Colour::Green, isColoured) + " by " + outcome.from
+                           : Painted("Reload refused", Colour::Red, isColoured) + " by " + outcome.from +
+                                 "; the service goes on with what it had";
+    text += "\n";
+    for (const std::string& event : events)
+        text += "  " + event + "\n";
+    if (events.empty() && !outcome.isAcknowledged) text += "For the reason " + EventTail::Hint() + "\n";
+    return effect ? text + EffectText(*effect, events.size()) : text;
+}
+
+std::string OutcomeJson(const Outcome& outcome, const std::vector<std::string>& events,
+                        const std::optional<Counters>& effect) {
     JsonWriter json;
     json.BeginObject().Key("answer").String(outcome.isAcknowledged ? "ACK" : "NACK");
     json.Key("from").String(outcome.from);
     json.Key("events").BeginArray();
     for (const std::string& event : events)
         json.String(event);
-    json.End().End();
+    json.End();
+    if (effect) {
+        json.Key("clients").BeginObject();
+        for (const char* name : {"inCache", "beyondCache", "malformed"})
+            json.Key(name).Number(effect->Value(std::string("clients.") + name));
+        json.End();
+    }
+    json.End();
     return json.Text() + "\n";
 }
 
@@ -117,10 +145,19 @@ bool PassesCheck() {
     return outcome.isRead && outcome.findings.Count(Severity::Error) == 0;
 }
 
+// Whether it is the service of this home that is asked.
+bool IsOwnService(const ReloadArguments& arguments) {
+    if (arguments.port.value_or(ServicePort()) != ServicePort()) return false;
+    const auto addresses = LocalServiceAddresses();
+    return arguments.address.empty() ||
+           std::ranges::find(addresses, *ParseAddress(arguments.address)) != addresses.end();
+}
+
 int Reload(const ReloadArguments& arguments) {
     if (arguments.checksFirst && !PassesCheck())
         return Complain("the files have errors, so the service isn't asked to read them", ExitRefused);
     const EventTail tail;
+    const auto effect = IsOwnService(arguments) ? std::optional<ReloadEffect>(std::in_place) : std::nullopt;
     const Outcome outcome = AskFirstThatListens(arguments);
     switch (outcome.result) {
         case ExchangeResult::Failed:
@@ -132,9 +169,11 @@ int Reload(const ReloadArguments& arguments) {
         case ExchangeResult::Replied:
             break;
     }
-    const auto events = outcome.isAcknowledged ? std::vector<std::string>() : tail.Lines();
-    return Output(arguments.json ? OutcomeJson(outcome, events) : OutcomeText(outcome, events),
-                  outcome.isAcknowledged ? ExitDone : ExitRefused);
+    const auto counters = effect && outcome.isAcknowledged ? effect->Await() : std::nullopt;
+    const auto events = outcome.isAcknowledged ? tail.Lines(MalformedEntry) : tail.Lines();
+    return Output(
+        arguments.json ? OutcomeJson(outcome, events, counters) : OutcomeText(outcome, events, counters),
+        outcome.isAcknowledged ? ExitDone : ExitRefused);
 }
 
 }  // namespace
@@ -168,7 +207,9 @@ void AddReloadCommand(CLI::App& app, std::function<int()>& run) {
         ->capture_default_str();
     command->add_flag("--json", arguments->json, "show the answer as JSON");
     command->footer(
-        "A refusal is shown with the events that give its reason, if this user may read them.\n"
+        "A refusal is shown with the events that give its reason, an acknowledgement with the sections that "
+        "the\n"
+        "load couldn't use and the clients that lie beyond CacheSize, if this user may read and ask that.\n"
         "\n"
         "Exit status: 0 acknowledged, 1 refused, 2 wrong usage or a failure on this side, 3 no answer.\n"
         "\n"

@@ -12,6 +12,7 @@
 #include "request/interfaces.h"
 #include "request/pool_state.h"
 #include "service/generation.h"
+#include "service/host/service_report.h"
 #include "service/host/service_status.h"
 #include "service/parameter_load.h"
 
@@ -106,6 +107,8 @@ void CloseIfMade(HANDLE handle) {
 }  // namespace
 
 bool BringUpService(AddressWatch* watch) {
+    NoteServiceStart();
+    SetReportProvider(MakeReportPage);
     ServiceSpecificCode = Start(watch);
     if (ServiceSpecificCode == 0 && !LoadsInterrupted) return true;
     if (ServiceSpecificCode == 0) ServiceExitCode = NO_ERROR;  // stopped while it was starting

@@ -51,9 +51,9 @@ void AddExplainCommand(CLI::App& app, std::function<int()>& run) {
         ->check(CLI::Range(0, 255))
         ->type_name("NUMBER");
     command->footer(
-        "Everything comes from registry and bootptab as they are now; a service that runs may have loaded "
-        "them\n"
-        "earlier.\n"
+        "What the client gets comes from registry and bootptab as they are now; a service that runs may "
+        "have\n"
+        "loaded them earlier. What has been seen of the client comes from the service, if it runs.\n"
         "\n"
         "Exit status: 0 the client gets a reply, 1 it gets none, 2 wrong usage or a failure.\n"
         "\n"

@@ -10,6 +10,7 @@
 #include "quillonctl/check/loaded_database.h"
 #include "quillonctl/check/registry_check.h"
 #include "quillonctl/check/section_check.h"
+#include "quillonctl/explain/last_seen.h"
 #include "quillonctl/explain/listening_side.h"
 #include "quillonctl/explain/status_advice.h"
 #include "quillonctl/message_decoder.h"
@@ -87,7 +88,7 @@ class Explainer {
         explained.getsReply = bootp.hasReply && dhcp.hasReply;
         explained.text += Reply("BOOTP", bootp) + Reply("DHCP DISCOVER", dhcp);
         if (bootp.hasReply) explained.text += Way(bootp.flags);
-        explained.text += FindingsAbout(findings) + Advice();
+        explained.text += Seen() + FindingsAbout(findings) + Advice();
         return explained;
     }
 
@@ -234,6 +235,13 @@ class Explainer {
         }
         return text + Row("", record_.ForceBroadcast != 0 ? "ForceBroadcast is set"
                                                           : "the flag is the client's wish for a broadcast");
+    }
+
+    std::string Seen() const {
+        std::string text = "Seen by the service\n";
+        for (const auto& [about, what] : LastSeen(name_))
+            text += Row(about, what);
+        return text;
     }
 
     // What the guide says of each status that the log would show.

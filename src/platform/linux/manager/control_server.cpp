@@ -7,11 +7,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <new>
 
 #include "platform/linux/instance/control_socket.h"
 #include "platform/linux/instance/home.h"
+#include "platform/linux/manager/report_server.h"
 #include "platform/linux/system/system_error.h"
 
 namespace {
@@ -32,10 +34,25 @@ bool MayControl(const Descriptor& connection) {
     return peer.uid == 0 || peer.uid == ::geteuid();
 }
 
-void Send(const Descriptor& connection, const ControlReply& reply) {
+void Send(const Descriptor& connection, const void* reply, std::size_t size) {
     // A client that doesn't take its answer goes without.
-    static_cast<void>(::send(connection.Get(), &reply, sizeof reply, MSG_DONTWAIT | MSG_NOSIGNAL));
+    static_cast<void>(::send(connection.Get(), reply, size, MSG_DONTWAIT | MSG_NOSIGNAL));
 }
+
+// A message that a client has sent, as far as it isn't longer than any request.
+struct ClientMessage {
+    char bytes[sizeof(ReportRequest)];
+    ssize_t length;
+
+    template <class Request>
+    bool Is(Request* request) const {
+        if (length != static_cast<ssize_t>(sizeof *request)) return false;
+        const std::uint32_t mark = request->mark;
+        std::memcpy(request, bytes, sizeof *request);
+        return request->mark == mark;
+    }
+};
+static_assert(sizeof(ControlRequest) < sizeof(ReportRequest));
 
 // Whether somebody answers at the address, or what is there isn't a socket and not ours to remove.
 DWORD Occupation(const sockaddr_un& address) {
@@ -145,13 +162,23 @@ void ControlServer::TakeInClients(const Handler& handler) {
 // True if there is nothing more to do for the client: it has its answer, or it has gone, or it talks
 // nonsense. Who may not control is refused when it asks, not before: the kernel drops an answer that is
 // followed by the end of a connection in which a request waits unread.
-bool ControlServer::ServeClient(const Client& client, const Handler& handler) {
-    ControlRequest request;
-    const ssize_t received =
-        ::recv(client.connection.Get(), &request, sizeof request, MSG_DONTWAIT | MSG_TRUNC);
-    if (received < 0) return errno != EAGAIN && errno != EINTR;
-    if (received == sizeof request && request.mark == ControlMark)
-        Send(client.connection, MayControl(client.connection) ? handler(request.control)
-                                                              : ControlReply{.error = ERROR_ACCESS_DENIED});
+bool ControlServer::ServeClient(const Client& client, const Handler& handler) try {
+    ClientMessage message;
+    message.length =
+        ::recv(client.connection.Get(), message.bytes, sizeof message.bytes, MSG_DONTWAIT | MSG_TRUNC);
+    if (message.length < 0) return errno != EAGAIN && errno != EINTR;
+    ControlRequest control;
+    ReportRequest report;
+    if (message.Is(&control)) {
+        const ControlReply reply = MayControl(client.connection) ? handler(control.control)
+                                                                 : ControlReply{.error = ERROR_ACCESS_DENIED};
+        Send(client.connection, &reply, sizeof reply);
+    } else if (message.Is(&report)) {
+        const std::string reply =
+            MayControl(client.connection) ? ReportPageFor(report) : ReportRefusal(ERROR_ACCESS_DENIED);
+        Send(client.connection, reply.data(), reply.size());
+    }
     return true;
+} catch (const std::bad_alloc&) {
+    return true;  // as one for whom there is no memory
 }

@@ -1,5 +1,6 @@
 #include "platform/linux/net/datagram_socket.h"
 
+#include <linux/sock_diag.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -184,4 +185,18 @@ int DatagramSocket::Send(const void* data, std::size_t size, const sockaddr_in& 
         }
     }
     return ENOTSOCK;
+}
+
+int DatagramSocket::AddReceiveDrops(std::uint64_t& drops) {
+    const Stay stay(*this);
+    if (!stay) return ENOTSOCK;
+    for (unsigned index = 0; index < Descriptors; ++index) {
+        const int descriptor = DescriptorAt(index);
+        if (descriptor < 0) continue;
+        std::uint32_t facts[SK_MEMINFO_VARS] = {};
+        socklen_t size = sizeof facts;
+        if (getsockopt(descriptor, SOL_SOCKET, SO_MEMINFO, facts, &size) != 0) return errno;
+        drops += facts[SK_MEMINFO_DROPS];
+    }
+    return 0;
 }

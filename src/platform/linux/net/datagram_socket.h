@@ -43,6 +43,9 @@ class DatagramSocket final : public Object {
     // blocked holds up no thread that has others to serve.
     int Send(const void* data, std::size_t size, const sockaddr_in& to);
 
+    // Adds the datagrams that the kernel has dropped since the descriptors were opened.
+    int AddReceiveDrops(std::uint64_t& drops);
+
     // Which descriptors a wait has found readable, one bit each: they are asked first.
     void NoteReadable(unsigned descriptors) { readable_.store(descriptors, std::memory_order_relaxed); }
 

@@ -1,0 +1,13 @@
+// "quillonctl stats": what the running service has counted.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <functional>
+
+namespace quillonctl {
+
+// Adds the command to `app`. When it has been parsed, `run` is what carries it out; it returns the exit
+// status.
+void AddStatsCommand(CLI::App& app, std::function<int()>& run);
+
+}  // namespace quillonctl
