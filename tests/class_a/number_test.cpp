@@ -134,7 +134,7 @@ TEST(Number, KeepsItsSignApart) {
         }
     }
     for (const std::string text :
-         {"+18446744073709551615", "-9223372036854775809", "", "  ", "+", "--5", "5x"}) {
+         {"+18446744073709551615", "-9223372036854775809", "", "  ", "+", "--5", "5x", "\b5", "\x1F-5"}) {
         const Number number(text, 10);
         EXPECT_FALSE(number.isValid()) << text;
         for (const std::function<void()>& ask : {std::function<void()>([&] { (void)number.value(); }),

@@ -68,7 +68,7 @@ TEST(OptionEncoding, WorkedBytes) {
                  {OptionType::MultiByte, "1,,2", {1}},
                  {OptionType::Byte, ",1", {}},
                  {OptionType::Time, "1:00:00,0:00:30", {0, 0, 0x0E, 0x10, 0, 0, 0, 0x1E}},
-                 {OptionType::Time, "infinite", {255, 255, 255, 255}},
+                 {OptionType::Time, "infinite , 0:0:1", {255, 255, 255, 255, 0, 0, 0, 1}},
                  {OptionType::Time, "100:99:99", {0, 5, 0x95, 0xD7}},
                  {OptionType::Time, " 0:00:30 , 0 : 1 : 2\t", {0, 0, 0, 30, 0, 0, 0, 62}},
                  {OptionType::String, "pc17", {'p', 'c', '1', '7'}},

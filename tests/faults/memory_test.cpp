@@ -7,6 +7,7 @@
 
 #include "faults/failing_allocations.h"
 #include "platform/linux/instance/control_client.h"
+#include "platform/linux/instance/control_socket.h"
 #include "platform/linux/manager/control_server.h"
 #include "request/reload.h"
 #include "request/served_home.h"
@@ -33,38 +34,46 @@ class WithoutMemory : public ServedHome {
     }
     // Another content each time, or it would be known already.
     void WriteDatabase(long mark) const {
-        std::string text = "[Options]\nIP=-2,ipaddress\nFile=-1,string\n[00-a0-24-12-34-55]\nIP=127.0.0.1\n";
+        std::string text =
+            "[Options]\nIP=-2,ipaddress\nFile=-1,string\nAlias=-7,bool\n[Template:t]\nFile=a1\n"
+            "[00-a0-24-12-34-55]\nTemplate=t\nIP=127.0.0.1\n";
         text += ";" + std::to_string(mark) + "\n[00-a0-24-12-34-56]\n";
         for (int i = 0; i < 300; ++i)
             text += "Unknown " + std::to_string(i) + "=1\n";
-        text += "IP=127.0.0.1\nFile=a250\n[File Aliases]\n";
+        text += "IP=127.0.0.1\nFile=a250\nAlias=1\n[File Aliases]\n";
         for (int i = 0; i < 300; ++i)
             text += "a" + std::to_string(i) + "=alias" + std::to_string(i) + "\n";
         home.Write("bootptab", text);
     }
     // The boot file of the reply to a request without this allocation; empty without a reply.
-    std::string BootFile(long failing = 0) {
+    std::string BootFile(long failing = 0, const char* wanted = "") {
         const RequestContext context = Context(Request());
+        std::strcpy(context.packet->file, wanted);
         {
             const FailingAllocation failure(failing);
             ProcessBootRequest(&context);
         }
         const Bytes reply = Received();
-        return reply.empty() ? "" : reinterpret_cast<const BootPacket*>(reply.data())->file;
+        if (reply.empty()) return "";
+        const std::string file = reinterpret_cast<const BootPacket*>(reply.data())->file;
+        return file.empty() ? "(none)" : file;
     }
 };
 
 TEST_F(WithoutMemory, ARequestIsAnsweredOrNot) {
     Open();
-    const long allocations = FailEachAllocation([&](long nth) {
-        WriteDatabase(nth);
-        const std::string file = BootFile(nth);
-        const bool failed = FailingAllocation::HasFailed();
-        EXPECT_TRUE(file.empty() || file == "alias250" || file == "a250") << nth << file;
-        EXPECT_EQ(BootFile(), "alias250") << nth;
-        return failed;
-    });
-    EXPECT_GT(allocations, 5);
+    for (const char* wanted : {"", "a7"}) {
+        const std::string alias = *wanted == '\0' ? "alias250" : "alias7";
+        const long allocations = FailEachAllocation([&](long nth) {
+            WriteDatabase(nth);
+            const std::string file = BootFile(nth, wanted);
+            const bool failed = FailingAllocation::HasFailed();
+            EXPECT_TRUE(file.empty() || file == alias) << nth << file;
+            EXPECT_EQ(BootFile(0, wanted), alias) << nth;
+            return failed;
+        });
+        EXPECT_GT(allocations, 5);
+    }
 }
 
 TEST_F(WithoutMemory, ALoadFailsWithItsResult) {
@@ -179,6 +188,18 @@ TEST_F(WithoutMemory, AControlIsAnsweredOrDropped) {
         EXPECT_TRUE(ask()) << nth;
         return failed;
     });
+    // A client that says nothing is kept if there is memory for it.
+    const auto address = LocalSocketAddress(home.Path("control"));
+    std::vector<Descriptor> silent;
+    for (int i = 0; i < 60; ++i) {
+        silent.emplace_back((::socket)(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(
+            (::connect)(silent.back().Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address),
+            0);
+        const FailingAllocation failure(1);
+        control.Serve([](DWORD) { return ControlReply{}; });
+    }
+    EXPECT_TRUE(ask());
 }
 
 // Operations that return their error, 0 for success; those that a start, a load and a request don't reach.

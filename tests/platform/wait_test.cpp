@@ -1,6 +1,8 @@
 #include <atomic>
 #include <chrono>
 
+#include "platform/linux/objects/mutex_line.h"
+#include "platform/linux/objects/mutex_object.h"
 #include "platform/test_thread.h"
 
 namespace {
@@ -104,6 +106,47 @@ TEST_F(MutexTest, IsNotLostWhenAWaiterGivesUpAtItsRelease) {
     stop = true;
     waiters.Join();
     EXPECT_EQ(AskElsewhere(30000), WAIT_OBJECT_0);
+}
+
+// Both have decided, and wait for the lock under which the line changes. Whichever gets it first, the mutex
+// goes on to who waits for it next.
+TEST_F(MutexTest, MayBeReleasedWhileTheOnlyWaiterGivesUp) {
+    const Ref<MutexObject> object = LookUpObject<MutexObject>(mutex_);
+    MutexLine& line = MutexLine::Of(*object);
+    const auto awaitWaiter = [&] {
+        for (bool waits = false; !waits; Sleep(1)) {
+            const std::lock_guard lock(line.lock);
+            waits = line.FirstOf(*object) != nullptr;
+        }
+    };
+    const auto ask = [&](DWORD milliseconds) {
+        const DWORD answer = WaitForSingleObject(mutex_, milliseconds);
+        if (answer == WAIT_OBJECT_0) ReleaseMutex(mutex_);
+        return answer;
+    };
+    for (const DWORD release : {10u, 100u}) {
+        ASSERT_EQ(WaitForSingleObject(mutex_, 0), WAIT_OBJECT_0);
+        TestThread waiter([&] { ask(50); });
+        awaitWaiter();
+        std::atomic<bool> isHeld{false};
+        TestThread holder([&] {
+            const std::lock_guard lock(line.lock);
+            isHeld = true;
+            Sleep(200);
+        });
+        while (!isHeld)
+            Sleep(1);
+        Sleep(release);
+        EXPECT_TRUE(ReleaseMutex(mutex_));
+        waiter.Join();
+        ASSERT_EQ(WaitForSingleObject(mutex_, 0), WAIT_OBJECT_0);
+        DWORD answer = 0;
+        TestThread next([&] { answer = ask(5000); });
+        awaitWaiter();
+        EXPECT_TRUE(ReleaseMutex(mutex_));
+        next.Join();
+        EXPECT_EQ(answer, WAIT_OBJECT_0) << release;
+    }
 }
 
 TEST(EventTest, StaysSetOrLetsOnePass) {

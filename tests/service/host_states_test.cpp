@@ -45,6 +45,17 @@ class HostStates : public testing::Test {
         while (!isRunning())
             Sleep(5);
     }
+    // To the service.
+    void SendByte() const {
+        const SOCKET from = socket(AF_INET, SOCK_DGRAM, 0);
+        sockaddr_in to = {};
+        to.sin_family = AF_INET;
+        to.sin_port =
+            htons(static_cast<WORD>(std::stoi(home.Read("services").substr(6))));  // behind "bootp "
+        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(sendto(from, "", 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to), 1);
+        closesocket(from);
+    }
 
     const WatchScope scope;
     TemporaryHome home;
@@ -59,6 +70,15 @@ TEST_F(HostStates, EachControlInEachState) {
         {"\"HelperDLL\"=\"" HELPER_PATH "\"", "\"LocalAddrs\"=\"127.0.0.1\"", "\"EnableLogging\"=dword:1"});
     home.WriteDatabase();
     home.WriteFreePort();
+    // Where the listener is when it reads a datagram.
+    std::atomic<bool> isHeld{false};
+    const HANDLE reads = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE mayGoOn = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    Watched.onHeapAlloc = [&] {
+        if (!isHeld) return;
+        SetEvent(reads);
+        WaitForSingleObject(mayGoOn, INFINITE);
+    };
     std::thread host([] { ServiceMain(0, nullptr); });
     AwaitStart();
     EXPECT_THAT(Taken(), ElementsAre(Status{SERVICE_START_PENDING, 0, 0}, Status{SERVICE_START_PENDING, 0, 0},
@@ -67,6 +87,11 @@ TEST_F(HostStates, EachControlInEachState) {
     const Status paused = {SERVICE_PAUSED, 0, All};
     const Status stopped = {SERVICE_STOPPED, 0, All};
     EXPECT_THAT(After(SERVICE_CONTROL_CONTINUE), ElementsAre(running));
+    isHeld = true;
+    SendByte();
+    WaitForSingleObject(reads, INFINITE);
+    EXPECT_THAT(After(SERVICE_CONTROL_PAUSE), ElementsAre(running));
+    SetEvent(mayGoOn);
     EXPECT_THAT(After(SERVICE_CONTROL_PAUSE), ElementsAre(paused));
     for (const DWORD control : {SERVICE_CONTROL_PAUSE, SERVICE_CONTROL_INTERROGATE})
         EXPECT_THAT(After(control), ElementsAre(paused));

@@ -73,6 +73,15 @@ TEST(InstallCrash, TheNextInstallFinishesWhatAKillHasLeft) {
         ASSERT_EQ(FilesOf(home), whole);
     }
     EXPECT_GT(change, 30);
+    // What an operator has set stays.
+    std::string registry = home.Read("registry.reg");
+    registry.replace(registry.find("\"CacheSize\"=dword:000003e8"), 26, "\"CacheSize\"=dword:00000007");
+    registry.erase(registry.find("\"ExpireHits\""),
+                   registry.find("\"DaemonSensitivity\"") - registry.find("\"ExpireHits\""));
+    home.Write("registry.reg", registry);
+    EXPECT_EQ(Install(INT_MAX), 0);
+    EXPECT_NE(home.Read("registry.reg").find("\"CacheSize\"=dword:00000007"), std::string::npos);
+    EXPECT_NE(home.Read("registry.reg").find("\"ExpireHits\""), std::string::npos);
 }
 
 }  // namespace

@@ -314,10 +314,11 @@ TEST(RegistryParameters, AnOptionalValueThatCannotBeUsedIsReported) {
         }
     }
     const TemporaryHome home;
-    home.WriteRegistry({"\"DatabasePath\"=\"" + longest + "\""});
+    home.WriteRegistry({"\"DatabasePath\"=\"" + longest + "\"", "\"StaticArpTimeout\"=dword:ffffffff"});
     const ReadRecord read;
     EXPECT_EQ(read.result, RegistryReadOk);
     EXPECT_EQ(read.record.DatabasePath, longest);
+    EXPECT_EQ(read.record.StaticArpTimeout, 4294967000u) << "what its 32 bits of milliseconds can hold";
 }
 
 }  // namespace
