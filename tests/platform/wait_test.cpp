@@ -124,15 +124,15 @@ TEST_F(MutexTest, MayBeReleasedWhileTheOnlyWaiterGivesUp) {
         if (answer == WAIT_OBJECT_0) ReleaseMutex(mutex_);
         return answer;
     };
-    for (const DWORD release : {10u, 100u}) {
+    for (const DWORD release : {10u, 400u}) {
         ASSERT_EQ(WaitForSingleObject(mutex_, 0), WAIT_OBJECT_0);
-        TestThread waiter([&] { ask(50); });
+        TestThread waiter([&] { ask(200); });
         awaitWaiter();
         std::atomic<bool> isHeld{false};
         TestThread holder([&] {
             const std::lock_guard lock(line.lock);
             isHeld = true;
-            Sleep(200);
+            Sleep(600);
         });
         while (!isHeld)
             Sleep(1);
