@@ -180,8 +180,9 @@ Received TakeDatagram(Daemon* daemon, RequestContext* context) {
 
 void HandleDatagram(RequestContext* context) {
     if (IsReloadRequest(context->packet) && MayReload(RecordOf(context->blockOwner), context->from)) {
-        ReloadParameters(context);
+        Generation* const former = ReloadParameters(context);
         ReleaseMutex(ListenerMutex);
+        LeaveFormerGeneration(former);
     } else {
         ServeDatagram(context);
     }

@@ -70,8 +70,9 @@ bool MayReload(const ServerParameters& record, const sockaddr_in& sender) {
     return IsListed(record.ReloadSources, address);
 }
 
-void ReloadParameters(RequestContext* context) {
+Generation* ReloadParameters(RequestContext* context) {
     Generation* const generation = LoadGeneration();
+    Generation* former = nullptr;
     if (generation == nullptr) {
         Answer(*context, ReloadRefused);
         if (!LoadsInterrupted) {  // a stop is no failure
@@ -81,10 +82,16 @@ void ReloadParameters(RequestContext* context) {
     } else {
         Answer(*context, ReloadAcknowledged);
         LogEvent(EVENT_RELOADED);
-        Generation* const former = Swap(generation);
-        CarryLastAnswers(RecordOf(former).ClientList, LiveParameters.ClientList);
+        former = Swap(generation);
         CountReload(true);
-        ReleaseGeneration(former);
     }
     ReleaseRequest(context);
+    return former;
+}
+
+void LeaveFormerGeneration(Generation* former) {
+    if (former == nullptr) return;
+    const PinnedGeneration current(nullptr);
+    if (current) CarryLastAnswers(RecordOf(former).ClientList, current.record().ClientList);
+    ReleaseGeneration(former);
 }

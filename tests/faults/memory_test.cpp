@@ -100,7 +100,7 @@ TEST_F(WithoutMemory, AReloadIsRefusedAndTheServiceServesOn) {
     const auto reload = [&](long nth) {
         RequestContext context = Context(Bytes(11));
         const FailingAllocation failure(nth);
-        ReloadParameters(&context);
+        LeaveFormerGeneration(ReloadParameters(&context));
         return FailingAllocation::HasFailed();
     };
     long refused = 0;

@@ -184,7 +184,7 @@ TEST_F(WholeRequest, WhatBecameOfARequestIsKept) {
         }
     RequestContext reload = Context(Bytes(11));
     const std::int64_t time = LastAnswerOf(LiveParameters.ClientList).time;
-    ReloadParameters(&reload);
+    LeaveFormerGeneration(ReloadParameters(&reload));
     EXPECT_EQ(LastAnswerOf(LiveParameters.ClientList).time, time) << "a reload keeps it";
 
     // No broadcast leaves by this socket.
@@ -270,7 +270,7 @@ TEST_F(WholeRequest, ARequestOfTheOldGenerationLooksInTheNewList) {
         ProcessBootRequest(&context);
     });
     AwaitSleep(waiting);
-    ReloadParameters(&reload);
+    LeaveFormerGeneration(ReloadParameters(&reload));
     EXPECT_EQ(ReceivedText(), std::string("RELOAD ACK", 11));
     ReleaseMutex(ClientListMutex);
     request.join();
@@ -347,7 +347,7 @@ TEST_F(WholeRequest, AReloadIsAnsweredBeforeItsEvent) {
             if (number == 0xC0000004 || number == 3) answer = ReceivedText();
         };
         RequestContext reload = Context(Bytes(11));
-        ReloadParameters(&reload);
+        LeaveFormerGeneration(ReloadParameters(&reload));
         return answer;
     };
     EXPECT_EQ(answerAtEvent(), std::string("RELOAD ACK", 11));
