@@ -89,6 +89,26 @@ TEST_F(LazyReleaseTest, WhateverHoldsTheOwnerUpPassesTheMutexOn) {
     CloseHandle(file);
 }
 
+TEST_F(LazyReleaseTest, TakingTheMutexAgainIsEnoughWhenTheWaiterHasGone) {
+    bool hasGone = false;
+    for (int tries = 0; !hasGone && tries < 20; ++tries) {
+        TakeLazyTurn(mutex_);
+        WaitForSingleObject(mutex_, INFINITE);
+        std::thread waiter([&] {
+            hasGone = WaitForSingleObject(mutex_, 100) == WAIT_TIMEOUT;
+            if (!hasGone) ReleaseMutex(mutex_);
+        });
+        std::this_thread::sleep_for(milliseconds(5));
+        ReleaseMutexLazily(mutex_, false);
+        waiter.join();
+    }
+    ASSERT_TRUE(hasGone);
+    EXPECT_EQ(WaitForSingleObject(mutex_, 0), WAIT_OBJECT_0);
+    ExpectHoldUp();
+    EXPECT_TRUE(ReleaseMutex(mutex_));
+    EXPECT_FALSE(ReleaseMutex(mutex_)) << "it was taken once";
+}
+
 TEST_F(LazyReleaseTest, AThreadThatEndsPassesTheMutexOn) {
     std::optional<Successor> successor;
     std::thread([&] {

@@ -36,8 +36,25 @@ DWORD OutcomeOf(Attempt attempt) {
 
 }  // namespace
 
+// Nearly always the mutex is free, has no line and no marks: then a look comes down to this.
+bool MutexObject::TakeAtOnce(ThreadObject& thread) {
+    Word seen = word_.load(std::memory_order_relaxed);
+    if (seen != 0 || thread.IsSuspended()) return false;
+    if (!word_.compare_exchange_strong(seen, mutex_word::OwnedBy(thread.Id()))) return false;
+    if (promise.mutex == this) promise = {};  // as every look keeps it
+    thread.heldMutexes.Append(*this);
+    if (!thread.IsSuspended()) return true;
+    thread.heldMutexes.Remove(*this);
+    GiveBack(0);
+    return false;
+}
+
 DWORD MutexObject::Wait(DWORD milliseconds) {
     ThreadObject& thread = ThreadObject::Current();
+    return TakeAtOnce(thread) ? WAIT_OBJECT_0 : WaitForIt(thread, milliseconds);
+}
+
+DWORD MutexObject::WaitForIt(ThreadObject& thread, DWORD milliseconds) {
     std::optional<Deadline> deadline;
     for (;;) {
         FreezeWhileSuspended();

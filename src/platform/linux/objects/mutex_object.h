@@ -45,6 +45,8 @@ class MutexObject final : public Object {
     void Abandon();
 
   private:
+    bool TakeAtOnce(ThreadObject& thread);
+    DWORD WaitForIt(ThreadObject& thread, DWORD milliseconds);
     mutex_word::Attempt TakeOrLook(ThreadObject& thread, bool woken);
     mutex_word::Attempt TakeContended(ThreadObject& thread, const Deadline& deadline);
     bool LineUp(MutexWaiter& waiter);
