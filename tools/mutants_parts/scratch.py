@@ -47,12 +47,13 @@ class Scratch:
 
     @contextlib.contextmanager
     def with_fault(self, fault):
-        changed = {hunk.file for hunk in fault.hunks}
+        paths = {hunk.file: self.tree / hunk.file for hunk in fault.hunks}
+        former = {name: path.read_text(encoding="utf-8") for name, path in paths.items()}
         try:
             for hunk in fault.hunks:
-                path = self.tree / hunk.file
+                path = paths[hunk.file]
                 path.write_text(hunk.applied_to(path.read_text(encoding="utf-8")), encoding="utf-8")
             yield
         finally:
-            for name in changed:
-                shutil.copy(self._top / name, self.tree / name)
+            for name, text in former.items():
+                paths[name].write_text(text, encoding="utf-8")
