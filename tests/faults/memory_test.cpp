@@ -36,7 +36,7 @@ class WithoutMemory : public ServedHome {
     void WriteDatabase(long mark) const {
         std::string text =
             "[Options]\nIP=-2,ipaddress\nFile=-1,string\nAlias=-7,bool\n[Template:t]\nFile=a1\n"
-            "[00-a0-24-12-34-55]\nTemplate=t\nIP=127.0.0.1\n";
+            "[00-a0-24-12-34-55]\nTemplate=t\nIP=127.0.0.1\nAlias=1\n";
         text += ";" + std::to_string(mark) + "\n[00-a0-24-12-34-56]\n";
         for (int i = 0; i < 300; ++i)
             text += "Unknown " + std::to_string(i) + "=1\n";
@@ -46,8 +46,9 @@ class WithoutMemory : public ServedHome {
         home.Write("bootptab", text);
     }
     // The boot file of the reply to a request without this allocation; empty without a reply.
-    std::string BootFile(long failing = 0, const char* wanted = "") {
+    std::string BootFile(long failing = 0, const char* wanted = "", std::uint8_t lastByte = 0x56) {
         const RequestContext context = Context(Request());
+        context.packet->chaddr[5] = lastByte;
         std::strcpy(context.packet->file, wanted);
         {
             const FailingAllocation failure(failing);
@@ -62,14 +63,15 @@ class WithoutMemory : public ServedHome {
 
 TEST_F(WithoutMemory, ARequestIsAnsweredOrNot) {
     Open();
-    for (const char* wanted : {"", "a7"}) {
-        const std::string alias = *wanted == '\0' ? "alias250" : "alias7";
+    const std::tuple<std::uint8_t, const char*, std::string> rows[] = {
+        {0x56, "", "alias250"}, {0x56, "a7", "alias7"}, {0x55, "a7", "alias7"}};
+    for (const auto& [lastByte, wanted, alias] : rows) {
         const long allocations = FailEachAllocation([&](long nth) {
             WriteDatabase(nth);
-            const std::string file = BootFile(nth, wanted);
+            const std::string file = BootFile(nth, wanted, lastByte);
             const bool failed = FailingAllocation::HasFailed();
             EXPECT_TRUE(file.empty() || file == alias) << nth << file;
-            EXPECT_EQ(BootFile(0, wanted), alias) << nth;
+            EXPECT_EQ(BootFile(0, wanted, lastByte), alias) << nth;
             return failed;
         });
         EXPECT_GT(allocations, 5);
