@@ -160,8 +160,7 @@ class RegistryCheck {
         for (const NumberParameter& row : NumberParameters())
             known.emplace_back(row.name);
         for (const auto& [name, value] : key_.values) {
-            const auto isThis = [&](const std::string& one) { return FoldedName(one) == name; };
-            if (!name.empty() && std::ranges::none_of(known, isThis))
+            if (!name.empty() && std::ranges::find(known, name, FoldedName) == known.end())
                 Warn(value, "no parameter has this name" + DidYouMean(value.value.name, known));
         }
     }

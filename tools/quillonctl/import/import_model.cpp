@@ -53,10 +53,10 @@ void Import::Add(ImportedHost host) {
 std::vector<Dropped> Import::AllDropped() const {
     std::vector<Dropped> sorted = dropped_;
     std::ranges::stable_sort(sorted, {}, &Dropped::line);
-    const auto twins = std::ranges::unique(sorted, [](const Dropped& one, const Dropped& other) {
+    const auto isTwin = [](const Dropped& one, const Dropped& other) {
         return one.line == other.line && one.text == other.text;
-    });
-    sorted.erase(twins.begin(), twins.end());
+    };
+    sorted.erase(std::unique(sorted.begin(), sorted.end(), isTwin), sorted.end());
     return sorted;
 }
 

@@ -84,7 +84,7 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
         if (parent.kind == JsonKind::Array) return &parent.items.emplace_back(std::move(node));
         // The parser has read beyond a number before it hands it over.
         node.line = nameLine_;
-        return &parent.members.emplace_back(name_, std::move(node)).second;
+        return &parent.members.emplace_back(JsonMember{name_, std::move(node)}).node;
     }
 
     bool Add(JsonNode node) {
@@ -160,7 +160,7 @@ std::string PlainJson(std::string_view text) {
 
 const JsonNode* JsonNode::Find(std::string_view name) const {
     for (auto member = members.rbegin(); member != members.rend(); ++member)
-        if (member->first == name) return &member->second;
+        if (member->name == name) return &member->node;
     return nullptr;
 }
 

@@ -5,19 +5,20 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace quillonctl {
 
 enum class JsonKind : std::uint8_t { Null, Flag, Number, Text, Array, Object };
 
+struct JsonMember;
+
 struct JsonNode {
     JsonKind kind = JsonKind::Null;
     int line = 0;
     std::string text;  // of a text; a number or a flag as it is written
     std::vector<JsonNode> items;
-    std::vector<std::pair<std::string, JsonNode>> members;
+    std::vector<JsonMember> members;
 
     bool IsTrue() const { return kind == JsonKind::Flag && text == "true"; }
     // Null if this is no object or has no such member; the last one of several.
@@ -26,6 +27,11 @@ struct JsonNode {
     std::string TextOf(std::string_view name) const;
     // The items of a member that is an array; none otherwise.
     const std::vector<JsonNode>& ItemsOf(std::string_view name) const;
+};
+
+struct JsonMember {
+    std::string name;
+    JsonNode node;
 };
 
 struct JsonFault {
