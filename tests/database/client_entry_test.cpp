@@ -1,5 +1,6 @@
 #include "database/client_entry.h"
 
+#include "database/boot_file.h"
 #include "database/database_result.h"
 #include "database_fixture.h"
 #include "platform/successor.h"
@@ -153,6 +154,11 @@ TEST_F(ClientEntryTest, AliasesReplaceTheBootFileAndSpareTheMediaText) {
             EXPECT_EQ(std::string(entry->packet.file + 120, 8), "02-00-00");
         }
     }
+    // And where there is no memory to keep an alias.
+    BootPacket image = {};
+    StoreBootFile(&image, "longest");
+    EXPECT_TRUE(ReplaceByAlias(&image, path.c_str(), nullptr));
+    EXPECT_EQ(image.file, longest);
 }
 
 TEST_F(ClientEntryTest, ALongSectionPassesTheCallersMutexOn) {
