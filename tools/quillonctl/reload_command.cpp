@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <thread>
 
 #include "quillonctl/check/database_check.h"
 #include "quillonctl/complaint.h"
@@ -24,6 +25,7 @@ using namespace std::string_view_literals;
 // Each with its NUL, which is part of the datagram.
 constexpr std::string_view Request = "RELOAD REQ\0"sv;
 constexpr std::string_view Acknowledgement = "RELOAD ACK\0"sv;
+constexpr char ReloadRefused[] = "0xC0000004";  // the event
 constexpr std::string_view Refusal = "RELOAD NACK\0"sv;
 
 struct ReloadArguments {
@@ -153,6 +155,13 @@ bool IsOwnService(const ReloadArguments& arguments) {
            std::ranges::find(addresses, *ParseAddress(arguments.address)) != addresses.end();
 }
 
+// The lines of a refusal. Its own event follows its answer: until it is there, the next reload would show it.
+std::vector<std::string> RefusalLines(const EventTail& tail) {
+    for (int tries = 0; tries < 25 && tail.Lines(ReloadRefused).empty(); ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return tail.Lines();
+}
+
 int Reload(const ReloadArguments& arguments) {
     if (arguments.checksFirst && !PassesCheck())
         return Complain("the files have errors, so the service isn't asked to read them", ExitRefused);
@@ -170,7 +179,7 @@ int Reload(const ReloadArguments& arguments) {
             break;
     }
     const auto counters = effect && outcome.isAcknowledged ? effect->Await() : std::nullopt;
-    const auto events = outcome.isAcknowledged ? tail.Lines(MalformedEntry) : tail.Lines();
+    const auto events = outcome.isAcknowledged ? tail.Lines(MalformedEntry) : RefusalLines(tail);
     return Output(
         arguments.json ? OutcomeJson(outcome, events, counters) : OutcomeText(outcome, events, counters),
         outcome.isAcknowledged ? ExitDone : ExitRefused);
