@@ -260,8 +260,9 @@ TEST_F(ControlSocketTest, WithoutADescriptorLeftItServesOneByOneAndRests) {
     StartAndAwaitRunning();
     ExpectPromptAnswer();
     std::vector<Descriptor> silent = TakeDescriptors();
-    for (int count = 0; count < 3; ++count)
-        ExpectPromptAnswer();
+    for (int count = 0; count < 3;
+         ++count)  // the next may come before the last one's descriptor is free, into a rest
+        EXPECT_EQ(Ask(ControlQuery, std::chrono::seconds(30)), (Answer{0, SERVICE_RUNNING}));
     const auto before = BusyTime();
     for (int count = 0; count < 3; ++count)
         silent.push_back(Connect());
